@@ -1,0 +1,119 @@
+#include "app/core.h"
+#include "app/fixed_names.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+QString own_checksum(const char* path)
+{
+    QFile self(QFile::decodeName(path));
+    if (!self.open(QIODevice::ReadOnly))
+        return {};
+    QCryptographicHash md5(QCryptographicHash::Md5);
+    md5.addData(&self);
+    return QString::fromLatin1(md5.result().toHex());
+}
+
+void print_help(const QCommandLineParser& parser)
+{
+    const QByteArray text = parser.helpText().toLocal8Bit();
+    fwrite(text.constData(), 1, size_t(text.size()), stdout);
+    fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    Q_INIT_RESOURCE(orvane_resources);
+    const QString display_name = fixed_names::display_name;
+
+    // The application object must be chosen before the options are parsed: the parser
+    // needs one, and batch mode must never have widgets. Help and the refusals print
+    // and leave, so they need no display either.
+    bool batch_requested = false;
+    bool prints_only = false;
+    bool fetch_only_requested = false;
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray arg(argv[i]);
+        batch_requested = batch_requested || arg == "--batch";
+        fetch_only_requested = fetch_only_requested || arg == "--fetch-only";
+        prints_only = prints_only || arg == "--help" || arg == "-h" || arg == "--help-all" || arg == "-?";
+    }
+    prints_only = prints_only || (fetch_only_requested && !batch_requested);
+    std::unique_ptr<QCoreApplication> app = batch_requested || prints_only
+        ? std::make_unique<QCoreApplication>(argc, argv)
+        : std::make_unique<QApplication>(argc, argv);
+
+    QCoreApplication::setOrganizationDomain(fixed_names::organisation_domain);
+    QCoreApplication::setApplicationName(display_name.toLower());
+    QCoreApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
+                                               .arg(fixed_names::version_major)
+                                               .arg(fixed_names::version_minor)
+                                               .arg(fixed_names::version_build));
+    const QString system_locale = QLocale::system().name();
+
+    auto parser = std::make_unique<QCommandLineParser>();
+    parser->setApplicationDescription(QCoreApplication::translate("main", "Orvane by Kelmar"));
+    const QCommandLineOption help_option = parser->addHelpOption();
+    parser->addPositionalArgument(QStringLiteral("taskfile.csv"),
+        QCoreApplication::translate("main", "CSV file, formatted as \"host,port,user,pass\"."));
+    const QCommandLineOption batch_option(QStringLiteral("batch"),
+        QCoreApplication::translate("main", "Batch mode, requires a CSV file to be supplied in the arguments."));
+    const QCommandLineOption fetch_only_option(QStringLiteral("fetch-only"),
+        QCoreApplication::translate("main", "Only fetch update status, no firmware upgrading."));
+    const QCommandLineOption force_update_option(QStringLiteral("force-update"),
+        QCoreApplication::translate("main", "Force device updates."));
+    const QCommandLineOption offline_option(QStringLiteral("offline"),
+        QCoreApplication::translate("main", "Offline mode (no external communications)."));
+    parser->addOptions({ batch_option, fetch_only_option, force_update_option, offline_option });
+
+    if (!parser->parse(QCoreApplication::arguments())) {
+        fprintf(stderr, "%s\n", qPrintable(parser->errorText()));
+        return 1;
+    }
+    const bool batch = parser->isSet(batch_option);
+    const bool fetch_only = parser->isSet(fetch_only_option);
+    // --force-update without --batch is accepted and does nothing, unlike --fetch-only.
+    const bool force_update = parser->isSet(force_update_option);
+    const bool offline = parser->isSet(offline_option);
+    const QStringList positional = parser->positionalArguments();
+    if (parser->isSet(help_option) || (batch && positional.isEmpty()) || (fetch_only && !batch)) {
+        print_help(*parser);
+        return 0;
+    }
+
+    int exit_code = 0;
+    {
+        auto controller = std::make_unique<core>(own_checksum(argv[0]), QFileInfo(QString::fromLocal8Bit(argv[0])).absolutePath());
+        if (controller->current_language().isEmpty())
+            controller->apply_language(system_locale);
+
+        if (batch) {
+            if (!controller->operate(core::batch, offline)) {
+                exit_code = 1;
+            } else {
+                controller->on_window_run_list(false, fetch_only, force_update, {});
+                exit_code = QCoreApplication::exec();
+            }
+        } else {
+            if (!controller->operate(core::interactive, offline))
+                exit_code = 1;
+            else
+                exit_code = QCoreApplication::exec();
+        }
+    }
+    parser.reset();
+    app.reset();
+    return exit_code;
+}

@@ -1,0 +1,121 @@
+#include "diagnostics/blackbox.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <ctime>
+
+namespace {
+std::shared_ptr<blackbox> g_instance;
+QMutex g_instance_mutex;
+}
+
+blackbox::blackbox(QString file_name, bool quiet)
+    : m_file_name(std::move(file_name))
+    , m_quiet(quiet)
+{
+}
+
+blackbox::~blackbox()
+{
+    if (m_file)
+        fclose(m_file);
+}
+
+bool blackbox::open()
+{
+    {
+        QMutexLocker lock(&m_mutex);
+        if (m_file)
+            return true;
+        m_file = fopen(QFile::encodeName(m_file_name).constData(), "a");
+        if (!m_file)
+            return false;
+    }
+    write("---", plain, "%s", "Новая сессия работы начата");
+    return true;
+}
+
+bool blackbox::is_open() const
+{
+    return m_file != nullptr;
+}
+
+QString blackbox::file_name() const
+{
+    return m_file_name;
+}
+
+const char* blackbox::level_text(int level)
+{
+    switch (level) {
+    case debug: return "debug";
+    case plain: return "plain";
+    case information: return "information";
+    case warning: return "warning";
+    case error: return "error";
+    default: return "---";
+    }
+}
+
+void blackbox::write(const char* ident, int level, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    vwrite(ident, level, format, args);
+    va_end(args);
+}
+
+void blackbox::vwrite(const char* ident, int level, const char* format, va_list args)
+{
+    QMutexLocker lock(&m_mutex);
+
+    time_t now = time(nullptr);
+    tm local {};
+    localtime_r(&now, &local);
+    char stamp[32];
+    strftime(stamp, sizeof stamp, "%d.%m.%y, %H:%M:%S", &local);
+
+    int prefix = snprintf(m_buffer, buffer_size, "%s, %s, %s, ", stamp, ident, level_text(level));
+    size_t used = prefix < 0 ? 0 : std::min(size_t(prefix), buffer_size - 1);
+
+    QByteArray line_format(format);
+    line_format.append('\n');
+    int text = vsnprintf(m_buffer + used, buffer_size - used, line_format.constData(), args);
+    if (text > 0)
+        used = std::min(used + size_t(text), buffer_size - 1);
+
+    if (!m_quiet) {
+        fwrite(m_buffer, 1, used, stdout);
+        fflush(stdout);
+    }
+    if (m_file) {
+        if (fwrite(m_buffer, 1, used, m_file) == 0)
+            printf("Ошибка записи в файл журнала: %i\n", errno);
+        fflush(m_file);
+    }
+}
+
+void blackbox::set_global(std::shared_ptr<blackbox> instance)
+{
+    QMutexLocker lock(&g_instance_mutex);
+    g_instance = std::move(instance);
+}
+
+std::shared_ptr<blackbox> blackbox::global()
+{
+    QMutexLocker lock(&g_instance_mutex);
+    return g_instance;
+}
+
+void write_sub(const char* parent_ident, const char* ident, int level, const char* format, ...)
+{
+    auto box = blackbox::global();
+    if (!box)
+        return;
+    QByteArray joined = QByteArray(parent_ident) + '/' + ident;
+    va_list args;
+    va_start(args, format);
+    box->vwrite(joined.constData(), level, format, args);
+    va_end(args);
+}
