@@ -4,6 +4,7 @@
 #include "app/caps.h"
 #include "app/fixed_names.h"
 #include "diagnostics/blackbox.h"
+#include "sdk/legacy.h"
 #include "tasks/sdk_type.h"
 
 #include <QCoreApplication>
@@ -37,6 +38,33 @@ core::core(const QString& own_checksum, const QString& application_path)
     connect(&m_manager, &tasks::manager::flow_ended, this, &core::on_task_manager_flow_ended);
     connect(&m_manager, &tasks::manager::task_running, this, &core::on_task_manager_task_running);
 
+    connect(&m_client, &client::canceled, this, &core::on_client_canceled);
+    connect(&m_client, &client::confirmed, this, &core::on_client_confirmed);
+    connect(&m_client, &client::failed, this, &core::on_client_failed);
+    connect(&m_client, &client::file_received, this, &core::on_client_file_received);
+    connect(&m_client, &client::update_found, this, &core::on_client_update_found);
+    connect(&m_scanner, &scanner::device_found, this, &core::on_scanner_device_found);
+    connect(&m_scanner, &scanner::device_lost, this, &core::on_scanner_device_lost);
+    connect(&m_scanner, &scanner::done, this, &core::on_scanner_done);
+
+    m_dispatch = {
+        { tasks::names::identify, &core::dt_identify },
+        { tasks::names::check_updates, &core::dt_check_updates },
+        { tasks::names::flash, &core::dt_update },
+        { tasks::names::confirm, &core::dt_confirm },
+        { tasks::names::await_device, &core::dt_await_device },
+        { tasks::names::change_ip, &core::dt_change_ip },
+        { tasks::names::change_port, &core::dt_change_port },
+        { tasks::names::change_subnet, &core::dt_change_subnet },
+        { tasks::names::change_transfer_policy, &core::dt_change_transefer_policy },
+        { tasks::names::dhcp, &core::dt_set_dhcp },
+        { tasks::names::fix, &core::dt_fix_device },
+        { tasks::names::import_configuration, &core::dt_import_configuration },
+        { tasks::names::reboot, &core::dt_reboot },
+        { tasks::names::reset_configuration, &core::dt_reset_configuration },
+        { tasks::names::set_language, &core::dt_set_language },
+    };
+
     m_settings = std::make_unique<QSettings>(settings_path(), QSettings::IniFormat);
     if (m_settings->contains(QStringLiteral("language")))
         apply_language(m_settings->value(QStringLiteral("language")).toString());
@@ -48,10 +76,19 @@ core::core(const QString& own_checksum, const QString& application_path)
 
     log(fixed_names::sources::core,
         tr("Version: %1, %2, capabilities: %3").arg(caps::version_text(), caps::platform_text(), caps::text()));
+    m_client.attach(m_blackbox);
+    m_scanner.attach(m_blackbox);
 }
 
 core::~core()
 {
+    m_scanner.stop();
+    m_scanner.wait();
+    // Workers belong to their lines; stop them before the lines go.
+    for (const QString& ident : m_manager.lines()) {
+        if (auto l = m_manager.find(ident))
+            delete_worker(*l);
+    }
     m_settings.reset();
     blackbox::set_global(nullptr);
     if (m_qt_translator)
@@ -72,6 +109,11 @@ void core::register_meta_types()
     qRegisterMetaType<QList<endpoint>>("QList<endpoint>");
     qRegisterMetaType<tasks::common_data>("tasks::common_data");
     qRegisterMetaType<sdk::type>("sdk::type");
+    qRegisterMetaType<client::queued_data>("client::queued_data");
+    qRegisterMetaType<client::update_resp>("client::update_resp");
+    qRegisterMetaType<client::update_resp::firmware_list>("client::update_resp::firmware_list");
+    qRegisterMetaType<client::error_codes>("client::error_codes");
+    qRegisterMetaType<sdk::prototype::flash_progress_type>("sdk::prototype::flash_progress_type");
     qRegisterMetaType<signed int>("signed int");
     qRegisterMetaType<size_t>("size_t");
     qRegisterMetaType<uint8_t>("uint8_t");
@@ -96,6 +138,9 @@ bool core::operate(operation_mode mode, bool offline)
     std::mt19937_64 engine { std::random_device { "default" }() };
     m_session_number = std::uniform_int_distribution<quint64> { 1, std::numeric_limits<quint64>::max() }(engine);
 
+    stage(tr("Service client"));
+    configure_service(offline);
+
     if (offline) {
         switch_remote(false);
         log(fixed_names::sources::core, tr("Disabling remote communications because offline mode was specified."));
@@ -112,6 +157,7 @@ bool core::operate(operation_mode mode, bool offline)
     if (!m_settings->contains(QStringLiteral("firmware_pack_functionality")))
         m_settings->setValue(QStringLiteral("firmware_pack_functionality"), QStringLiteral("legacy"));
     read_mirrors();
+    sdk::legacy::set_factory_password(m_settings->value(QStringLiteral("factory_password"), QStringLiteral("kestr")).toString());
 
     stage(tr("Done"));
     m_settings->sync();
@@ -136,6 +182,24 @@ void core::stage(const QString& text)
 void core::switch_remote(bool enabled)
 {
     m_remote_enabled = enabled;
+    m_client.set_disabled(!enabled);
+}
+
+void core::configure_service(bool offline)
+{
+    m_settings->beginGroup(QStringLiteral("Service"));
+    const QByteArray id = QByteArray::fromHex(m_settings->value(QStringLiteral("client_id")).toString().toLatin1());
+    const QByteArray key = QByteArray::fromHex(m_settings->value(QStringLiteral("client_key")).toString().toLatin1());
+    const QHostAddress address(m_settings->value(QStringLiteral("address")).toString());
+    const uint port = m_settings->value(QStringLiteral("port"), 8088u).toUInt();
+    m_settings->endGroup();
+
+    if (id.size() != 8 || key.size() != 32)
+        log(fixed_names::sources::core,
+            tr("No service identity is configured (Service/client_id, Service/client_key): requests to the update service will fail."));
+    m_client.setup(m_own_checksum, id, m_session_number, key, offline);
+    if (!address.isNull())
+        m_client.set_server(address, uint16_t(port));
 }
 
 void core::log(const QString& source, const QString& text, const QStringList& tags)
@@ -165,103 +229,6 @@ void core::apply_language(const QString& locale_name)
     if (m_translator->load(QStringLiteral(":/langs/%1").arg(locale_name)))
         QCoreApplication::installTranslator(m_translator.get());
     m_current_language = locale_name;
-}
-
-void core::introduce(const task_element& element)
-{
-    m_manager.add_line(element.ident);
-    auto l = m_manager.line(element.ident);
-    l->set(tasks::keys::selected, true);
-    l->set(tasks::keys::endpoint, QVariant::fromValue(element.ep));
-    l->set(tasks::keys::ident, element.ident);
-    l->set(tasks::keys::device, QVariant::fromValue(element.dev));
-    log(element.ep.short_form(), tr("Introduced: flow ident %1").arg(element.ident), { fixed_names::tags::tasks });
-}
-
-QString core::source_of(const QString& ident) const
-{
-    const auto l = m_manager.find(ident);
-    if (!l)
-        return fixed_names::sources::core;
-    return l->get(tasks::keys::endpoint).value<endpoint>().short_form();
-}
-
-void core::set_status(const QString& ident, const QString& text, status_mode mode)
-{
-    // The table arrives with the window; batch mode has none.
-    Q_UNUSED(ident)
-    Q_UNUSED(text)
-    Q_UNUSED(mode)
-}
-
-void core::warn(const QString& title, const QString& text)
-{
-    if (m_mode == interactive)
-        QMessageBox::warning(nullptr, title, text);
-    else
-        log(fixed_names::sources::core, QStringLiteral("%1: %2").arg(title, text));
-}
-
-void core::refresh_status_bar()
-{
-    // The status bar arrives with the window.
-}
-
-void core::on_window_run_list(bool no_add, bool fetch_only, bool force_update, QStringList idents)
-{
-    if (idents.isEmpty()) {
-        for (const QString& ident : m_manager.lines()) {
-            if (m_manager.find(ident)->get(tasks::keys::selected).toBool())
-                idents << ident;
-        }
-    }
-    if (m_mode == interactive) {
-        if (m_manager.count() == 0) {
-            warn(tr("The list is empty"), tr("No tasks. Import the task list or add a new one."));
-            return;
-        }
-        if (idents.isEmpty()) {
-            warn(tr("Nothing is selected"), tr("Select at least one task before launching."));
-            return;
-        }
-    }
-    const int update_mode = fetch_only ? 0 : (force_update ? 2 : 1);
-    log(fixed_names::sources::core, tr("Launching %n tasks...", nullptr, idents.size()), { fixed_names::tags::tasks });
-
-    m_manager.set_launch_list(idents);
-    if (!no_add) {
-        for (const QString& ident : qAsConst(idents)) {
-            if (!m_manager.contains(ident))
-                continue;
-            const tasks::task identify(tasks::names::identify);
-            tasks::task check(tasks::names::check_updates, identify);
-            check.set(tasks::args::force_update, update_mode == 2);
-            m_manager.add_task(ident, identify);
-            m_manager.add_task(ident, check);
-            if (update_mode != 0) {
-                const tasks::task flash(tasks::names::flash, check);
-                m_manager.add_task(ident, flash);
-                m_manager.add_task(ident, tasks::task(tasks::names::confirm, flash));
-            }
-        }
-    }
-    m_manager.launch();
-    refresh_status_bar();
-}
-
-void core::on_window_run_list(bool no_add, bool fetch_only, bool force_update)
-{
-    on_window_run_list(no_add, fetch_only, force_update, {});
-}
-
-void core::on_window_run_list(bool no_add)
-{
-    on_window_run_list(no_add, false, false, {});
-}
-
-void core::on_window_run_list()
-{
-    on_window_run_list(false, false, false, {});
 }
 
 void core::on_window_option_menu_executed(const QString& cmd, const QVariantList& args, bool checked)
@@ -295,38 +262,3 @@ void core::on_window_quit()
     QCoreApplication::quit();
 }
 
-void core::on_task_manager_flow_started(const QString& ident)
-{
-    const auto l = m_manager.find(ident);
-    log(source_of(ident), tr("Started with %n tasks", nullptr, l ? l->pending() : 0), { fixed_names::tags::tasks });
-    refresh_status_bar();
-}
-
-void core::on_task_manager_task_running(const QString& flow, const QString& name, const QString& uuid)
-{
-    Q_UNUSED(uuid)
-    const auto l = m_manager.find(flow);
-    if (!l)
-        return;
-    log(source_of(flow), tr("Task %1 started").arg(name), { fixed_names::tags::tasks });
-    l->set(tasks::keys::selected, true);
-    // Steps are dispatched once the device layer exists; until then every task is unknown
-    // and holds its flow, as an unknown task must.
-    log(source_of(flow), tr("Unknown task: %1").arg(name), { fixed_names::tags::tasks });
-}
-
-void core::on_task_manager_flow_ended(const QString& ident)
-{
-    const auto l = m_manager.find(ident);
-    log(source_of(ident), tr("Flow ended"), { fixed_names::tags::tasks });
-    tasks::common_data result { tr("Done"), true };
-    if (l && l->params().contains(tasks::keys::result))
-        result = l->get(tasks::keys::result).value<tasks::common_data>();
-    set_status(ident, result.text, result.ok ? status_success : status_failure);
-    refresh_status_bar();
-    if (m_manager.running_count() == 0) {
-        log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
-        if (m_mode == batch)
-            QCoreApplication::quit();
-    }
-}

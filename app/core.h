@@ -1,11 +1,14 @@
 #pragma once
 
 #include "app/menu_options.h"
+#include "delivery/client.h"
 #include "diagnostics/log_history.h"
 #include "diagnostics/loggable.h"
 #include "tasks/common_data.h"
 #include "tasks/manager.h"
 #include "tasks/task_element.h"
+#include "sdk/prototype.h"
+#include "sdk/scanner.h"
 
 #include <QMutex>
 #include <QObject>
@@ -13,7 +16,9 @@
 #include <QStringList>
 #include <QTranslator>
 
+#include <functional>
 #include <memory>
+#include <optional>
 
 class blackbox;
 
@@ -49,6 +54,37 @@ public:
 
     // Adds a row for a device: a line, its parameters and its first worker.
     void introduce(const task_element& element);
+    // The first line whose serial is this one; empty when none.
+    QString line_by_serial(const QString& serial) const;
+    // Reads a task list file and adds its rows; the number added.
+    int import_task_file(const QString& path);
+    // Writes the selected lines as a task list; the number written.
+    int export_task_file(const QString& path, bool selected_only);
+
+    // A function of the flow ident and the task just made, giving a further task.
+    using follow_up = std::function<std::optional<tasks::task>(const QString& ident, const tasks::task& made)>;
+    // Composes one task per selected line and, unless no_launch, launches them.
+    void add_task_to_selection(const QString& name, const parameters& args, const follow_up& then, bool no_launch);
+    // The same, launching unless the autorun_tasks option is off.
+    void run_on_selection(const QString& name, const parameters& args, const follow_up& then = {});
+    // A follow-up that chains a reboot to the operation, so a failure takes the reboot with it.
+    static follow_up chained_reboot();
+    // Gives the selected lines 192.168.<third>.<start..> one device at a time, each awaited.
+    void assign_addresses(int third_octet, int first_last_octet);
+    // Starts flows with a limit of their own for this launch.
+    void launch(const QStringList& idents, bool no_add, bool fetch_only, bool force_update, std::optional<uint> own_limit);
+
+    // Starts a discovery: a single pass from the window, a count-limited run from scripts.
+    // Refused (false, with a warning) while flows run or a scan runs.
+    bool scan(std::optional<quint64> count = std::nullopt);
+    scanner& lan_scanner() { return m_scanner; }
+    bool scan_finished() const { return m_scan_finished; }
+    // Removes every line (and row); refused while flows run.
+    void clear_list();
+
+    // A script variable's value: ${$task/...}, ${$env/...}, ${$last/...}; empty when unknown.
+    QString resolve_variable(const QString& path) const;
+    void set_last_result(int ok, const QString& result);
 
     // Paths of the program's files for this run.
     bool portable() const { return m_portable; }
@@ -60,6 +96,8 @@ public:
     log_history& history() { return m_history; }
     const menu_options& options() const { return m_options; }
     bool remote_enabled() const { return m_remote_enabled; }
+    client& service() { return m_client; }
+    const QStringList& requested_versions() const { return m_requested_versions; }
     quint64 session_number() const { return m_session_number; }
     uint limit_concurrent_tasks() const { return m_limit_concurrent_tasks; }
     bool encrypt_passwords_on_export() const { return m_encrypt_passwords_on_export; }
@@ -77,16 +115,80 @@ public slots:
     void on_window_run_list();
     void on_window_option_menu_executed(const QString& cmd, const QVariantList& args, bool checked);
     void on_window_quit();
+    void on_window_scan();
+    void on_window_clear_list();
+    void on_window_delete_element(const QString& ident);
+    void on_window_model_selection_changed(const QString& ident, bool state);
+    void on_task_edit_added(const QList<endpoint>& data);
+    void on_task_edit_edited(const QString& ident, const endpoint& data);
 
 signals:
     void stage_changed(const QString& text, int number, int total);
+    // A program event for scripts that attached actions to it ("scanner_done", "task_done", ...).
+    void event_raised(const QString& name, const QStringList& args);
 
 private slots:
     void on_task_manager_flow_started(const QString& ident);
     void on_task_manager_flow_ended(const QString& ident);
     void on_task_manager_task_running(const QString& flow, const QString& name, const QString& uuid);
+    void on_sdk_done(const QString& ident);
+    void on_sdk_failed(const QString& ident, signed int error, const QString& description);
+    void on_sdk_data_available(const QString& ident, const parameters& p);
+    void on_sdk_flash_progress(const QString& ident, sdk::prototype::flash_progress_type stage, uint current, uint total);
+    void on_sdk_status_update(const QString& ident, const QString& status);
+    void on_client_failed(const client::queued_data& qd, client::error_codes code, uint descriptive);
+    void on_client_canceled(const client::queued_data& qd);
+    void on_client_update_found(const QString& serial, const client::update_resp& resp);
+    void on_client_file_received(const QString& version, const QByteArray& data);
+    void on_client_confirmed(const QString& serial);
+    void on_scanner_device_found(const mac& address, const device& dev);
+    void on_scanner_device_lost(const mac& address);
+    void on_scanner_done(bool interrupted);
 
 private:
+    using operation = std::function<bool(sdk::prototype* worker, tasks::line& line)>;
+    using operation_follow_up = std::function<void(bool accepted, tasks::line& line)>;
+    using device_task = void (core::*)(const QString& ident);
+
+    // The worker of a line, made or replaced so it is of the wanted type.
+    bool ensure_worker(tasks::line& line, int type);
+    static sdk::prototype* worker_of(const tasks::line& line);
+    void delete_worker(tasks::line& line);
+    // Every device operation: status text, the operation, its failure text, a follow-up.
+    void common_step(const QString& ident, const QString& status, const operation& op, const QString& failure,
+        const operation_follow_up& then = {});
+    void cancel(const QString& ident);
+    tasks::task* running_task(const QString& ident);
+    QStringList selected_lines() const;
+    // Row texts; no-ops while there is no table.
+    void set_row_address(const QString& ident);
+    void set_row_info(const QString& ident, const QString& serial, const QString& description);
+    // Adds a service failure to the problem list; interactive only.
+    void add_problem(const client::queued_data& qd, const QString& text);
+
+    void dt_identify(const QString& ident);
+    void dt_check_updates(const QString& ident);
+    void dt_update(const QString& ident);
+    void dt_confirm(const QString& ident);
+    // Flashes data on a line with the backend its offer names; also the path of packs.
+    void apply_firmware(const QString& ident, const QByteArray& data);
+    void end_step_with_error(const QString& ident, const QString& log_text, const QString& result_text);
+    void finish_flash(const QString& ident, bool ok, const QString& text);
+    void clean_up_worker(const QString& ident, const QString& log_text);
+    // Hands the service identity and address from the settings to the client.
+    void configure_service(bool offline);
+    void dt_await_device(const QString& ident);
+    void dt_change_ip(const QString& ident);
+    void dt_change_port(const QString& ident);
+    void dt_change_subnet(const QString& ident);
+    void dt_change_transefer_policy(const QString& ident);
+    void dt_fix_device(const QString& ident);
+    void dt_import_configuration(const QString& ident);
+    void dt_reboot(const QString& ident);
+    void dt_reset_configuration(const QString& ident);
+    void dt_set_dhcp(const QString& ident);
+    void dt_set_language(const QString& ident);
+
     void register_meta_types();
     void stage(const QString& text);
     void read_mirrors();
@@ -97,6 +199,9 @@ private:
     // A warning box in interactive mode, a log line in batch.
     void warn(const QString& title, const QString& text);
     void refresh_status_bar();
+    void show_status_message(const QString& text);
+    void raise_event(const QString& name, const QStringList& args = {});
+    static task_element element_of(const device& dev);
 
     QString m_own_checksum;
     QString m_application_path;
@@ -111,8 +216,14 @@ private:
     menu_options m_options;
     QStringList m_requested_versions;
     quint64 m_session_number = 0;
+    int m_last_ok = 0;
+    QString m_last_result;
+    QHash<QString, device_task> m_dispatch;
 
+    client m_client;
     tasks::manager m_manager;
+    scanner m_scanner;
+    bool m_scan_finished = true;
     log_history m_history;
     QMap<QString, QString> m_languages;
     QString m_current_language;

@@ -103,6 +103,7 @@ int main(int argc, char* argv[])
             if (!controller->operate(core::batch, offline)) {
                 exit_code = 1;
             } else {
+                controller->import_task_file(positional.constFirst());
                 controller->on_window_run_list(false, fetch_only, force_update, {});
                 exit_code = QCoreApplication::exec();
             }

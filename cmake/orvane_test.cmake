@@ -2,6 +2,12 @@
 # Registers a QtTest executable with CTest, headless.
 function(add_orvane_test name)
     cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBS;ENV;LABELS" ${ARGN})
+    foreach(source ${T_SOURCES})
+        if(NOT EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${source})
+            message(WARNING "${name}: ${source} is missing, test left out")
+            return()
+        endif()
+    endforeach()
     add_executable(${name} ${T_SOURCES})
     target_link_libraries(${name} PRIVATE orvane_flags Qt5::Test ${T_LIBS})
     add_test(NAME ${name} COMMAND ${name})

@@ -6,4 +6,4 @@ dirs=()
 for d in app tasks netip sdk delivery firmware_pack scripting plugins ui diagnostics; do
     [ -d "$d" ] && dirs+=("$d")
 done
-lupdate -silent -no-obsolete -locations none "${dirs[@]}" -ts resources/langs/ru_RU.ts "$@"
+lupdate -silent -no-obsolete -locations none -I . "${dirs[@]}" -ts resources/langs/ru_RU.ts "$@"

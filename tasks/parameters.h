@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHostAddress>
 #include <QMap>
 #include <QMetaType>
 #include <QString>
@@ -9,6 +10,8 @@
 using parameters = QMap<QString, QVariant>;
 // The named parameters of a script command.
 using param_list = QMap<QString, QString>;
+
+Q_DECLARE_METATYPE(QHostAddress)
 
 namespace tasks {
 

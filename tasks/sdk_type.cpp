@@ -4,18 +4,18 @@ namespace sdk {
 
 QString type_text(int value)
 {
-    switch (value) {
-    case legacy: return QStringLiteral("legacy");
-    case xcloud: return QStringLiteral("xcloud");
-    case xnet: return QStringLiteral("xnet");
+    switch (type(value)) {
+    case type::legacy: return QStringLiteral("legacy");
+    case type::xcloud: return QStringLiteral("xcloud");
+    case type::xnet: return QStringLiteral("xnet");
     default: return QStringLiteral("-unknown-");
     }
 }
 
 type type_from_text(const QString& text, type fallback)
 {
-    for (type t : { legacy, xcloud, xnet }) {
-        if (text == type_text(t))
+    for (type t : { type::legacy, type::xcloud, type::xnet }) {
+        if (text == type_text(int(t)))
             return t;
     }
     return fallback;

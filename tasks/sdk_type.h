@@ -6,7 +6,7 @@
 namespace sdk {
 
 // Which backend drives a device.
-enum type : int { unknown = 0, legacy = 1, xcloud = 2, xnet = 3 };
+enum class type : int { unknown = 0, legacy = 1, xcloud = 2, xnet = 3 };
 
 QString type_text(int value);
 // Case-sensitive match against the three names; fallback when none matches.

@@ -206,13 +206,16 @@ void test_app::batch_start_up_lines()
     p.terminate();
     QVERIFY(p.waitForFinished(10000));
     const QStringList out = QString::fromUtf8(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
-    const QRegularExpression form("^\\d\\d\\.\\d\\d\\.\\d{4}, \\d\\d:\\d\\d:\\d\\d \\| \\[core\\]: ");
+    const QRegularExpression form("^\\d\\d\\.\\d\\d\\.\\d{4}, \\d\\d:\\d\\d:\\d\\d \\| \\[(core|sapi)\\]: ");
     QVERIFY(out.size() >= 3);
     for (const QString& line : out)
         QVERIFY2(form.match(line).hasMatch(), qPrintable(line));
     QVERIFY(out[0].contains("Version: 0.5, build #1964, Linux 64 bit, capabilities: "));
     QVERIFY(out.join('\n').contains("Running in batch mode"));
     QVERIFY(out.join('\n').contains("Disabling remote communications because offline mode was specified."));
+    // The task file doesn't exist: the import says so and the launch finds nothing.
+    QVERIFY(out.join('\n').contains("[sapi]: File not found"));
+    QVERIFY(out.join('\n').contains("Launching 0 tasks..."));
 
     const QString box = read_text(bin.dir.filePath("blackbox.log"));
     QVERIFY(box.split('\n').first().endsWith("Новая сессия работы начата"));

@@ -196,9 +196,9 @@ void test_tasks::sdk_type_texts()
 {
     QCOMPARE(sdk::type_text(0), QStringLiteral("-unknown-"));
     QCOMPARE(sdk::type_text(7), QStringLiteral("-unknown-"));
-    QCOMPARE(sdk::type_from_text("xnet", sdk::legacy), sdk::xnet);
-    QCOMPARE(sdk::type_from_text("XNet", sdk::legacy), sdk::legacy);
-    QCOMPARE(sdk::type_from_text("", sdk::unknown), sdk::unknown);
+    QCOMPARE(sdk::type_from_text("xnet", sdk::type::legacy), sdk::type::xnet);
+    QCOMPARE(sdk::type_from_text("XNet", sdk::type::legacy), sdk::type::legacy);
+    QCOMPARE(sdk::type_from_text("", sdk::type::unknown), sdk::type::unknown);
 }
 
 void test_tasks::scheduler_limits_data()

@@ -102,6 +102,392 @@
             <source>-- all done --</source>
             <translation>-- всё выполнено --</translation>
         </message>
+        <message>
+            <source>Service client</source>
+            <translation>Клиент службы</translation>
+        </message>
+        <message>
+            <source>No service identity is configured (Service/client_id, Service/client_key): requests to the update service will fail.</source>
+            <translation>Учётные данные службы не заданы (Service/client_id, Service/client_key): запросы к службе обновлений завершатся ошибкой.</translation>
+        </message>
+        <message>
+            <source>Can't get the device information</source>
+            <translation>Не удалось получить сведения об устройстве</translation>
+        </message>
+        <message>
+            <source>Awaiting device...</source>
+            <translation>Ожидание устройства...</translation>
+        </message>
+        <message>
+            <source>Device is gone.</source>
+            <translation>Устройство пропало.</translation>
+        </message>
+        <message>
+            <source>Changing IP-address...</source>
+            <translation>Смена IP-адреса...</translation>
+        </message>
+        <message>
+            <source>Can't change the IP-address of the device.</source>
+            <translation>Не удалось сменить IP-адрес устройства.</translation>
+        </message>
+        <message>
+            <source>Changing port...</source>
+            <translation>Смена порта...</translation>
+        </message>
+        <message>
+            <source>Can't change the port number</source>
+            <translation>Не удалось сменить номер порта</translation>
+        </message>
+        <message>
+            <source>Changing subnet mask...</source>
+            <translation>Смена маски подсети...</translation>
+        </message>
+        <message>
+            <source>Can't change the subnet mask</source>
+            <translation>Не удалось сменить маску подсети</translation>
+        </message>
+        <message>
+            <source>Changing transfer policy...</source>
+            <translation>Смена политики передачи...</translation>
+        </message>
+        <message>
+            <source>Can't change the transfer policy</source>
+            <translation>Не удалось сменить политику передачи</translation>
+        </message>
+        <message>
+            <source>Fixing...</source>
+            <translation>Исправление...</translation>
+        </message>
+        <message>
+            <source>Can't fix the device.</source>
+            <translation>Не удалось исправить устройство.</translation>
+        </message>
+        <message>
+            <source>Configuration import...</source>
+            <translation>Импорт конфигурации...</translation>
+        </message>
+        <message>
+            <source>Can't import device configuration</source>
+            <translation>Не удалось импортировать конфигурацию устройства</translation>
+        </message>
+        <message>
+            <source>Rebooting...</source>
+            <translation>Перезагрузка...</translation>
+        </message>
+        <message>
+            <source>Can't reboot the device.</source>
+            <translation>Не удалось перезагрузить устройство.</translation>
+        </message>
+        <message>
+            <source>Resetting configuration...</source>
+            <translation>Сброс конфигурации...</translation>
+        </message>
+        <message>
+            <source>Can't reset the device configuration.</source>
+            <translation>Не удалось сбросить конфигурацию устройства.</translation>
+        </message>
+        <message>
+            <source>Enabling DHCP...</source>
+            <translation>Включение DHCP...</translation>
+        </message>
+        <message>
+            <source>Disabling DHCP...</source>
+            <translation>Отключение DHCP...</translation>
+        </message>
+        <message>
+            <source>Can't enable DHCP</source>
+            <translation>Не удалось включить DHCP</translation>
+        </message>
+        <message>
+            <source>Can't disable DHCP</source>
+            <translation>Не удалось отключить DHCP</translation>
+        </message>
+        <message>
+            <source>Setting the language...</source>
+            <translation>Установка языка...</translation>
+        </message>
+        <message>
+            <source>Can't set the language</source>
+            <translation>Не удалось установить язык</translation>
+        </message>
+        <message>
+            <source>No tasks to cancel</source>
+            <translation>Нет задач для отмены</translation>
+        </message>
+        <message>
+            <source>Canceling tasks: %1</source>
+            <translation>Отмена задач: %1</translation>
+        </message>
+        <message>
+            <source>Tasks canceled %1/%2</source>
+            <translation>Отменено задач %1/%2</translation>
+        </message>
+        <message>
+            <source>Error %1: %2</source>
+            <translation>Ошибка %1: %2</translation>
+        </message>
+        <message>
+            <source>Unable to continue</source>
+            <translation>Невозможно продолжить</translation>
+        </message>
+        <message>
+            <source>No information</source>
+            <translation>Нет сведений</translation>
+        </message>
+        <message>
+            <source>Device serial: %1, hardware: %2, version: %3, build time: %4</source>
+            <translation>Серийный номер устройства: %1, оборудование: %2, версия: %3, время сборки: %4</translation>
+        </message>
+        <message>
+            <source>%1 version %2, %3</source>
+            <translation>%1 версия %2, %3</translation>
+        </message>
+        <message>
+            <source>The queue is busy</source>
+            <translation>Очередь занята</translation>
+        </message>
+        <message>
+            <source>Unable to run scan while the queue is active. Wait for the queue to finish and try again.</source>
+            <translation>Невозможно начать поиск, пока очередь активна. Дождитесь завершения очереди и повторите попытку.</translation>
+        </message>
+        <message>
+            <source>Already launched</source>
+            <translation>Уже запущено</translation>
+        </message>
+        <message>
+            <source>Wait for the scan to finish or cancel it.</source>
+            <translation>Дождитесь завершения поиска или отмените его.</translation>
+        </message>
+        <message>
+            <source>Searching for %1 devices...</source>
+            <translation>Поиск %1 устройств...</translation>
+        </message>
+        <message>
+            <source>Searching for devices...</source>
+            <translation>Поиск устройств...</translation>
+        </message>
+        <message numerus="yes">
+            <source>Found %n devices:</source>
+            <translation>
+                <numerusform>Найдено %n устройство:</numerusform>
+                <numerusform>Найдено %n устройства:</numerusform>
+                <numerusform>Найдено %n устройств:</numerusform>
+            </translation>
+        </message>
+        <message>
+            <source>* Device %1: %2</source>
+            <translation>* Устройство %1: %2</translation>
+        </message>
+        <message numerus="yes">
+            <source>Imported %n found devices</source>
+            <translation>
+                <numerusform>Импортировано %n найденное устройство</numerusform>
+                <numerusform>Импортировано %n найденных устройства</numerusform>
+                <numerusform>Импортировано %n найденных устройств</numerusform>
+            </translation>
+        </message>
+        <message>
+            <source>Firmwares not assigned</source>
+            <translation>Прошивки не назначены</translation>
+        </message>
+        <message>
+            <source>Updates not found</source>
+            <translation>Обновления не найдены</translation>
+        </message>
+        <message>
+            <source>Denied in service</source>
+            <translation>Отказано службой</translation>
+        </message>
+        <message>
+            <source>Checking updates...</source>
+            <translation>Проверка обновлений...</translation>
+        </message>
+        <message>
+            <source>Can't check updates for the "%1"</source>
+            <translation>Не удалось проверить обновления для «%1»</translation>
+        </message>
+        <message>
+            <source>Found updated version for %1 (%2, %3 functionality)</source>
+            <translation>Найдена новая версия для %1 (%2, функциональность %3)</translation>
+        </message>
+        <message>
+            <source>Update available</source>
+            <translation>Доступно обновление</translation>
+        </message>
+        <message>
+            <source>No updates for the %1: %2</source>
+            <translation>Нет обновлений для %1: %2</translation>
+        </message>
+        <message>
+            <source>Downloading update...</source>
+            <translation>Загрузка обновления...</translation>
+        </message>
+        <message>
+            <source>Can't retrieve file for the requested version</source>
+            <translation>Не удалось получить файл запрошенной версии</translation>
+        </message>
+        <message>
+            <source>Got data for requested version</source>
+            <translation>Получены данные запрошенной версии</translation>
+        </message>
+        <message>
+            <source>Now using %1 functionality</source>
+            <translation>Используется функциональность %1</translation>
+        </message>
+        <message>
+            <source>SDK init failed</source>
+            <translation>Не удалось инициализировать SDK</translation>
+        </message>
+        <message>
+            <source>System error</source>
+            <translation>Системная ошибка</translation>
+        </message>
+        <message>
+            <source>Now changing used functionality from %1 to %2</source>
+            <translation>Смена используемой функциональности с %1 на %2</translation>
+        </message>
+        <message>
+            <source>File I/O failed</source>
+            <translation>Ошибка файлового ввода-вывода</translation>
+        </message>
+        <message>
+            <source>Input-output error</source>
+            <translation>Ошибка ввода-вывода</translation>
+        </message>
+        <message>
+            <source>Temporary file data mismatch</source>
+            <translation>Данные временного файла не совпадают</translation>
+        </message>
+        <message>
+            <source>Unknown SDK type: "%1"</source>
+            <translation>Неизвестный тип SDK: «%1»</translation>
+        </message>
+        <message>
+            <source>Error %1</source>
+            <translation>Ошибка %1</translation>
+        </message>
+        <message>
+            <source>Task failed</source>
+            <translation>Задача завершилась ошибкой</translation>
+        </message>
+        <message>
+            <source>Completed</source>
+            <translation>Завершено</translation>
+        </message>
+        <message>
+            <source>Task completed</source>
+            <translation>Задача выполнена</translation>
+        </message>
+        <message>
+            <source>Unhandled flash progress code %1: v1=%2, v2=%3</source>
+            <translation>Необработанный код хода прошивки %1: v1=%2, v2=%3</translation>
+        </message>
+        <message>
+            <source>Now uploading the file</source>
+            <translation>Передача файла</translation>
+        </message>
+        <message>
+            <source>Now upgrading the device</source>
+            <translation>Обновление устройства</translation>
+        </message>
+        <message>
+            <source>Uploading: %1%</source>
+            <translation>Передача: %1%</translation>
+        </message>
+        <message>
+            <source>Upgrading: %1%</source>
+            <translation>Обновление: %1%</translation>
+        </message>
+        <message>
+            <source>Done upgrading</source>
+            <translation>Обновление выполнено</translation>
+        </message>
+        <message>
+            <source>Failed to upgrade: %1</source>
+            <translation>Не удалось обновить: %1</translation>
+        </message>
+        <message>
+            <source>Confirmed new firmware for %1</source>
+            <translation>Подтверждена новая прошивка для %1</translation>
+        </message>
+        <message>
+            <source>Remote database access failure, code %1, subsequent code is %2: %3, %4</source>
+            <translation>Ошибка доступа к удалённой базе, код %1, дополнительный код %2: %3, %4</translation>
+        </message>
+        <message>
+            <source>Failed to access the service, check your Internet connection.</source>
+            <translation>Не удалось обратиться к службе, проверьте подключение к Интернету.</translation>
+        </message>
+        <message>
+            <source>Remote service error, code %1:%2: "%3: %4"</source>
+            <translation>Ошибка удалённой службы, код %1:%2: «%3: %4»</translation>
+        </message>
+        <message>
+            <source>Disabling server communications due to generic network error</source>
+            <translation>Связь с сервером отключена из-за общей сетевой ошибки</translation>
+        </message>
+        <message>
+            <source>Communication error</source>
+            <translation>Ошибка связи</translation>
+        </message>
+        <message>
+            <source>Due to a communication error with the server, further work with it was disabled until the application was restarted.</source>
+            <translation>Из-за ошибки связи с сервером дальнейшая работа с ним отключена до перезапуска приложения.</translation>
+        </message>
+        <message>
+            <source>Cancelling task %1 for device %2</source>
+            <translation>Отмена задачи %1 для устройства %2</translation>
+        </message>
+        <message>
+            <source>Execution interrupted</source>
+            <translation>Выполнение прервано</translation>
+        </message>
+    </context>
+    <context>
+        <name>error_codes</name>
+        <message>
+            <source>Connection error</source>
+            <translation>Ошибка соединения</translation>
+        </message>
+        <message>
+            <source>Malformed response data</source>
+            <translation>Повреждённые данные ответа</translation>
+        </message>
+        <message>
+            <source>General server error</source>
+            <translation>Общая ошибка сервера</translation>
+        </message>
+        <message>
+            <source>Can't confirm the device firmware upgrade to the service</source>
+            <translation>Не удалось подтвердить службе обновление прошивки устройства</translation>
+        </message>
+        <message>
+            <source>Unknown error %1</source>
+            <translation>Неизвестная ошибка %1</translation>
+        </message>
+    </context>
+    <context>
+        <name>file_filters</name>
+        <message>
+            <source>All supported scripts</source>
+            <translation>Все поддерживаемые сценарии</translation>
+        </message>
+        <message>
+            <source>Orvane scripts</source>
+            <translation>Сценарии Orvane</translation>
+        </message>
+        <message>
+            <source>Lua scripts</source>
+            <translation>Сценарии Lua</translation>
+        </message>
+        <message>
+            <source>CSV</source>
+            <translation>CSV</translation>
+        </message>
+        <message>
+            <source>Configuration file</source>
+            <translation>Файл конфигурации</translation>
+        </message>
     </context>
     <context>
         <name>main</name>
@@ -128,6 +514,162 @@
         <message>
             <source>Offline mode (no external communications).</source>
             <translation>Автономный режим (без внешней связи).</translation>
+        </message>
+    </context>
+    <context>
+        <name>sapi</name>
+        <message>
+            <source>Line %1: %2</source>
+            <translation>Строка %1: %2</translation>
+        </message>
+        <message>
+            <source>Successfully imported %1 tasks</source>
+            <translation>Успешно импортировано задач: %1</translation>
+        </message>
+        <message>
+            <source>No tasks</source>
+            <translation>Нет задач</translation>
+        </message>
+        <message>
+            <source>No selected tasks to export</source>
+            <translation>Нет выбранных задач для экспорта</translation>
+        </message>
+    </context>
+    <context>
+        <name>sdk::legacy</name>
+        <message>
+            <source>Error connecting to %1</source>
+            <translation>Ошибка подключения к %1</translation>
+        </message>
+        <message>
+            <source>Incorrect login or password</source>
+            <translation>Неверный логин или пароль</translation>
+        </message>
+        <message>
+            <source>Can't login</source>
+            <translation>Не удалось войти</translation>
+        </message>
+        <message>
+            <source> when connecting to %1</source>
+            <translation> при подключении к %1</translation>
+        </message>
+        <message>
+            <source>Error requesting system data</source>
+            <translation>Ошибка запроса системных данных</translation>
+        </message>
+        <message>
+            <source>Can't change the device's address</source>
+            <translation>Не удалось сменить адрес устройства</translation>
+        </message>
+        <message>
+            <source>Can't change the device's port</source>
+            <translation>Не удалось сменить порт устройства</translation>
+        </message>
+        <message>
+            <source>Error changing the subnet mask</source>
+            <translation>Ошибка смены маски подсети</translation>
+        </message>
+        <message>
+            <source>Unknown device transfer policy: %1</source>
+            <translation>Неизвестная политика передачи устройства: %1</translation>
+        </message>
+        <message>
+            <source>Error requesting current configuration</source>
+            <translation>Ошибка запроса текущей конфигурации</translation>
+        </message>
+        <message>
+            <source>Error setting the transfer policy</source>
+            <translation>Ошибка установки политики передачи</translation>
+        </message>
+        <message>
+            <source>Error setting DHCP</source>
+            <translation>Ошибка настройки DHCP</translation>
+        </message>
+        <message>
+            <source>Can't fix the device</source>
+            <translation>Не удалось исправить устройство</translation>
+        </message>
+        <message>
+            <source>Error importing configuration</source>
+            <translation>Ошибка импорта конфигурации</translation>
+        </message>
+        <message>
+            <source>Unable to reboot the device</source>
+            <translation>Невозможно перезагрузить устройство</translation>
+        </message>
+        <message>
+            <source>Unable to reset device configuration</source>
+            <translation>Невозможно сбросить конфигурацию устройства</translation>
+        </message>
+        <message>
+            <source>Unknown device language: %1</source>
+            <translation>Неизвестный язык устройства: %1</translation>
+        </message>
+        <message>
+            <source>Error setting the language</source>
+            <translation>Ошибка установки языка</translation>
+        </message>
+        <message>
+            <source>Awaiting, %1s / %2s</source>
+            <translation>Ожидание, %1 с / %2 с</translation>
+        </message>
+        <message>
+            <source>Device is gone</source>
+            <translation>Устройство пропало</translation>
+        </message>
+        <message>
+            <source>Error opening firmware file</source>
+            <translation>Ошибка открытия файла прошивки</translation>
+        </message>
+    </context>
+    <context>
+        <name>sdk::prototype</name>
+        <message>
+            <source>Unknown SDK type: %1</source>
+            <translation>Неизвестный тип SDK: %1</translation>
+        </message>
+        <message>
+            <source>Temporaty file validation: size mismatch: expected %1, got %2</source>
+            <translation>Проверка временного файла: размер не совпадает: ожидалось %1, получено %2</translation>
+        </message>
+        <message>
+            <source>Temporary file validation: data mismatch</source>
+            <translation>Проверка временного файла: данные не совпадают</translation>
+        </message>
+        <message>
+            <source>Temporary file access: file not set</source>
+            <translation>Доступ к временному файлу: файл не задан</translation>
+        </message>
+    </context>
+    <context>
+        <name>task_list_file</name>
+        <message>
+            <source>File not found</source>
+            <translation>Файл не найден</translation>
+        </message>
+        <message>
+            <source>Empty line, skipping...</source>
+            <translation>Пустая строка, пропускаем...</translation>
+        </message>
+        <message>
+            <source>Malformed line, skipping...</source>
+            <translation>Неверная строка, пропускаем...</translation>
+        </message>
+        <message>
+            <source>Address field is empty</source>
+            <translation>Поле адреса пусто</translation>
+        </message>
+        <message>
+            <source>Empty port, assuming default ("%1") value</source>
+            <translation>Порт не указан, используется значение по умолчанию («%1»)</translation>
+        </message>
+        <message>
+            <source>Empty user, assuming default ("%1") value</source>
+            <translation>Пользователь не указан, используется значение по умолчанию («%1»)</translation>
+        </message>
+        <message>
+            <source>Empty password, assuming default (no password) value</source>
+            <translation>Пароль не указан, используется значение по умолчанию (без пароля)</translation>
         </message>
     </context>
 </TS>

@@ -1,0 +1,281 @@
+// Launches, the scheduler's signals, workers and their reports.
+#include "app/core.h"
+
+#include "app/fixed_names.h"
+#include "sdk/exceptions.h"
+
+#include <QCoreApplication>
+
+void core::on_window_run_list(bool no_add, bool fetch_only, bool force_update, QStringList idents)
+{
+    launch(idents, no_add, fetch_only, force_update, std::nullopt);
+}
+
+void core::on_window_run_list(bool no_add, bool fetch_only, bool force_update)
+{
+    launch({}, no_add, fetch_only, force_update, std::nullopt);
+}
+
+void core::on_window_run_list(bool no_add)
+{
+    launch({}, no_add, false, false, std::nullopt);
+}
+
+void core::on_window_run_list()
+{
+    launch({}, false, false, false, std::nullopt);
+}
+
+void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bool force_update, std::optional<uint> own_limit)
+{
+    const QStringList idents = requested.isEmpty() ? selected_lines() : requested;
+    if (m_mode == interactive) {
+        if (m_manager.count() == 0) {
+            warn(tr("The list is empty"), tr("No tasks. Import the task list or add a new one."));
+            return;
+        }
+        if (idents.isEmpty()) {
+            warn(tr("Nothing is selected"), tr("Select at least one task before launching."));
+            return;
+        }
+    }
+    const int update_mode = fetch_only ? 0 : (force_update ? 2 : 1);
+    log(fixed_names::sources::core, tr("Launching %n tasks...", nullptr, idents.size()), { fixed_names::tags::tasks });
+
+    m_manager.set_launch_list(idents);
+    if (!no_add) {
+        for (const QString& ident : idents) {
+            if (!m_manager.contains(ident))
+                continue;
+            const tasks::task identify(tasks::names::identify);
+            tasks::task check(tasks::names::check_updates, identify);
+            check.set(tasks::args::force_update, update_mode == 2);
+            m_manager.add_task(ident, identify);
+            m_manager.add_task(ident, check);
+            if (update_mode != 0) {
+                const tasks::task flash(tasks::names::flash, check);
+                m_manager.add_task(ident, flash);
+                m_manager.add_task(ident, tasks::task(tasks::names::confirm, flash));
+            }
+        }
+    }
+    m_manager.launch(own_limit.has_value(), own_limit.value_or(0));
+    refresh_status_bar();
+}
+
+QStringList core::selected_lines() const
+{
+    QStringList idents;
+    for (const QString& ident : m_manager.lines()) {
+        const auto l = m_manager.find(ident);
+        if (l && l->get(tasks::keys::selected).toBool())
+            idents << ident;
+    }
+    return idents;
+}
+
+void core::on_task_manager_flow_started(const QString& ident)
+{
+    const auto l = m_manager.find(ident);
+    log(source_of(ident), tr("Started with %n tasks", nullptr, l ? l->pending() : 0), { fixed_names::tags::tasks });
+    refresh_status_bar();
+}
+
+void core::on_task_manager_task_running(const QString& flow, const QString& name, const QString& uuid)
+{
+    Q_UNUSED(uuid)
+    const auto l = m_manager.find(flow);
+    if (!l)
+        return;
+    log(source_of(flow), tr("Task %1 started").arg(name), { fixed_names::tags::tasks });
+    l->set(tasks::keys::selected, true);
+
+    const auto step = m_dispatch.constFind(name);
+    if (step == m_dispatch.constEnd()) {
+        log(source_of(flow), tr("Unknown task: %1").arg(name), { fixed_names::tags::tasks });
+        return;
+    }
+
+    // Make sure a worker able to do the task exists; tasks outside a backend's list
+    // go to the backend it names.
+    if (sdk::prototype* worker = worker_of(*l)) {
+        if (!worker->operations().contains(name)) {
+            const int wanted = worker->uses_sdk_session(name);
+            if (wanted != 0)
+                ensure_worker(*l, wanted);
+        }
+    } else {
+        ensure_worker(*l, int(sdk::type::legacy));
+    }
+    (this->*step.value())(flow);
+}
+
+void core::on_task_manager_flow_ended(const QString& ident)
+{
+    const auto l = m_manager.find(ident);
+    log(source_of(ident), tr("Flow ended"), { fixed_names::tags::tasks });
+    tasks::common_data result { tr("Done"), true };
+    if (l && l->params().contains(tasks::keys::result))
+        result = l->get(tasks::keys::result).value<tasks::common_data>();
+    set_status(ident, result.text, result.ok ? status_success : status_failure);
+    refresh_status_bar();
+    raise_event(QStringLiteral("task_done"), { ident });
+    if (m_manager.running_count() == 0) {
+        log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
+        raise_event(QStringLiteral("tasks_done"));
+        if (m_mode == batch)
+            QCoreApplication::quit();
+    }
+}
+
+sdk::prototype* core::worker_of(const tasks::line& line)
+{
+    return line.get(tasks::keys::sdk_instance).value<sdk::prototype*>();
+}
+
+void core::delete_worker(tasks::line& line)
+{
+    if (sdk::prototype* worker = worker_of(line)) {
+        worker->clean_up();
+        delete worker;
+    }
+    line.remove(tasks::keys::sdk_instance);
+    line.remove(tasks::keys::sdk_in_use);
+}
+
+bool core::ensure_worker(tasks::line& line, int type)
+{
+    if (worker_of(line) && line.get(tasks::keys::sdk_in_use).toInt() == type)
+        return true;
+    delete_worker(line);
+
+    std::unique_ptr<sdk::prototype> worker;
+    try {
+        worker.reset(sdk::prototype::create(type));
+    } catch (const sdk::exception& e) {
+        log(source_of(line.ident()), e.message(), { fixed_names::tags::tasks });
+        return false;
+    }
+    if (!worker->init(line.ident(), line.get(tasks::keys::device).value<device>()))
+        return false;
+    connect(worker.get(), &sdk::prototype::done, this, &core::on_sdk_done);
+    connect(worker.get(), &sdk::prototype::failed, this, &core::on_sdk_failed);
+    connect(worker.get(), &sdk::prototype::data_available, this, &core::on_sdk_data_available);
+    connect(worker.get(), &sdk::prototype::flash_progress, this, &core::on_sdk_flash_progress);
+    connect(worker.get(), &sdk::prototype::status_update, this, &core::on_sdk_status_update);
+    line.set(tasks::keys::sdk_in_use, type);
+    line.set(tasks::keys::sdk_instance, QVariant::fromValue(worker.release()));
+    return true;
+}
+
+void core::common_step(const QString& ident, const QString& status, const operation& op, const QString& failure,
+    const operation_follow_up& then)
+{
+    const auto l = m_manager.find(ident);
+    if (!l)
+        return;
+    if (!status.isEmpty())
+        set_status(ident, status, status_progress);
+    sdk::prototype* worker = worker_of(*l);
+    const bool accepted = worker && op(worker, *l);
+    // A worker that refuses also reports failed; the flow waits for that.
+    if (!accepted)
+        log(source_of(ident), failure, { fixed_names::tags::tasks });
+    if (then)
+        then(accepted, *l);
+}
+
+tasks::task* core::running_task(const QString& ident)
+{
+    const auto l = m_manager.find(ident);
+    if (!l || !l->has_current())
+        return nullptr;
+    return &l->current_task();
+}
+
+void core::cancel(const QString& ident)
+{
+    const auto l = m_manager.find(ident);
+    if (!l)
+        return;
+    const QMap<QString, QString> dependents = l->dependents();
+    if (dependents.isEmpty()) {
+        log(source_of(ident), tr("No tasks to cancel"), { fixed_names::tags::tasks });
+        return;
+    }
+    log(source_of(ident), tr("Canceling tasks: %1").arg(dependents.values().join(QStringLiteral(", "))),
+        { fixed_names::tags::tasks });
+    const int canceled = l->cancel_dependents();
+    log(source_of(ident), tr("Tasks canceled %1/%2").arg(canceled).arg(dependents.size()), { fixed_names::tags::tasks });
+}
+
+void core::on_sdk_done(const QString& ident)
+{
+    const auto l = m_manager.find(ident);
+    if (!l)
+        return;
+    const tasks::task* t = running_task(ident);
+    if (t && t->name() == tasks::names::reset_configuration) {
+        // The device has lost its address and answers on the factory one now.
+        auto dev = l->get(tasks::keys::device).value<device>();
+        auto ep = l->get(tasks::keys::endpoint).value<endpoint>();
+        dev.ip = fixed_names::factory_address;
+        ep.host = fixed_names::factory_address;
+        l->set(tasks::keys::device, QVariant::fromValue(dev));
+        l->set(tasks::keys::endpoint, QVariant::fromValue(ep));
+        set_row_address(ident);
+    }
+    m_manager.task_finished(ident);
+}
+
+void core::on_sdk_failed(const QString& ident, signed int error, const QString& description)
+{
+    const auto l = m_manager.find(ident);
+    if (!l)
+        return;
+    const QString text = tr("Error %1: %2").arg(error).arg(description);
+    log(source_of(ident), text, { fixed_names::tags::tasks });
+    l->set(tasks::keys::result, QVariant::fromValue(tasks::common_data { text, false }));
+    set_status(ident, text, status_failure);
+    cancel(ident);
+    if (sdk::prototype* worker = worker_of(*l))
+        worker->clean_up();
+    m_manager.task_finished(ident);
+}
+
+void core::on_sdk_data_available(const QString& ident, const parameters& p)
+{
+    const auto l = m_manager.find(ident);
+    if (!l)
+        return;
+    if (p.isEmpty()) {
+        log(source_of(ident), tr("Can't get the device information"), { fixed_names::tags::tasks });
+        set_status(ident, tr("Unable to continue"), status_failure);
+        set_row_info(ident, QString(), tr("No information"));
+        // The line stays at identify and keeps its slot.
+        cancel(ident);
+        return;
+    }
+    const QString build = p.value(QStringLiteral("build")).toString();
+    const QString hardware = p.value(QStringLiteral("hardware")).toString();
+    const QString mac_text = p.value(QStringLiteral("mac")).toString();
+    const QString serial = p.value(QStringLiteral("serial")).toString();
+    const QString version = p.value(QStringLiteral("version")).toString();
+    log(source_of(ident), tr("Device serial: %1, hardware: %2, version: %3, build time: %4").arg(serial, hardware, version, build),
+        { fixed_names::tags::tasks });
+
+    auto ep = l->get(tasks::keys::endpoint).value<endpoint>();
+    ep.mac = mac_text;
+    l->set(tasks::keys::endpoint, QVariant::fromValue(ep));
+    l->set(tasks::keys::version, version);
+    l->set(tasks::keys::serial, serial);
+    l->set(tasks::keys::hardware, hardware);
+    l->set(tasks::keys::build, build);
+    set_row_info(ident, serial.toUpper(), tr("%1 version %2, %3").arg(serial.toUpper(), version, build));
+    m_manager.task_finished(ident);
+}
+
+void core::on_sdk_status_update(const QString& ident, const QString& status)
+{
+    set_status(ident, status, status_progress);
+}

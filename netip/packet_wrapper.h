@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+
+class QTcpSocket;
+
+namespace netip {
+class packet;
+}
+
+// Moves whole NETIP packets over a QTcpSocket, blocking the calling thread without an
+// event loop. Failures are a false result and a log line.
+class packet_wrapper final
+{
+public:
+    packet_wrapper() = delete;
+
+    // Exactly `wanted` bytes, within 500 read attempts of 10 ms each (about five seconds in all,
+    // progress doesn't refill the budget). Bytes read by a failed call are lost.
+    static bool read_up_to(QTcpSocket* socket, char* dst, size_t wanted);
+    // One header and its payload. A header announcing no payload, or more than 32768 bytes,
+    // is refused after it has been consumed.
+    static bool read_from(QTcpSocket* socket, netip::packet& packet);
+    static bool write_to(QTcpSocket* socket, const netip::packet& packet);
+
+    static constexpr int read_attempts = 500;
+    static constexpr int attempt_ms = 10;
+};

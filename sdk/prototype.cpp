@@ -1,0 +1,163 @@
+#include "sdk/prototype.h"
+
+#include "sdk/exceptions.h"
+#include "sdk/legacy.h"
+
+#include <QTemporaryFile>
+
+namespace sdk {
+
+prototype* prototype::create(int type)
+{
+    switch (sdk::type(type)) {
+    case sdk::type::legacy:
+        return new sdk::legacy();
+    default:
+        // The closed-library backends are loaded only where their libraries exist.
+        throw creating_exception(type);
+    }
+}
+
+prototype::prototype(sdk::type kind, QObject* parent)
+    : QThread(parent)
+    , m_type(kind)
+{
+    if (kind == type::unknown)
+        throw creating_exception(int(kind));
+}
+
+prototype::~prototype()
+{
+    {
+        QMutexLocker lock(&m_queue_mutex);
+        m_queue.clear();
+    }
+    wait();
+    delete m_temporary_file;
+}
+
+device prototype::current_device() const
+{
+    return m_device;
+}
+
+bool prototype::init(const QString& ident, const device& dev)
+{
+    m_ident = ident;
+    m_device = dev;
+    return true;
+}
+
+void prototype::update_device(const device& dev)
+{
+    m_device = dev;
+}
+
+void prototype::enqueue(const step& s, bool with_client, bool with_login, bool with_done)
+{
+    QMutexLocker lock(&m_queue_mutex);
+    if (with_client)
+        m_queue.append({ step_create_client, {} });
+    if (with_login) {
+        m_queue.append({ step_login, {} });
+        m_queue.append(s);
+        m_queue.append({ step_close, {} });
+    } else {
+        m_queue.append(s);
+    }
+    if (with_client)
+        m_queue.append({ step_destroy_client, {} });
+    if (with_done)
+        m_queue.append({ step_emit_done, {} });
+
+    if (!m_active) {
+        m_active = true;
+        lock.unlock();
+        // A thread that has just seen its queue run empty may still be returning.
+        wait();
+        start(QThread::InheritPriority);
+    }
+}
+
+QList<int> prototype::queued_codes() const
+{
+    QMutexLocker lock(&m_queue_mutex);
+    QList<int> codes;
+    for (const step& s : m_queue)
+        codes << s.code;
+    return codes;
+}
+
+bool prototype::take_next(step& out)
+{
+    QMutexLocker lock(&m_queue_mutex);
+    if (m_queue.isEmpty()) {
+        m_current = {};
+        m_active = false;
+        return false;
+    }
+    m_current = m_queue.takeFirst();
+    out = m_current;
+    return true;
+}
+
+void prototype::run()
+{
+    step s;
+    while (take_next(s)) {
+        if (!run_step(s)) {
+            // A failed step has said what it had to say; the rest of its queue goes.
+            QMutexLocker lock(&m_queue_mutex);
+            m_queue.clear();
+        }
+    }
+}
+
+bool prototype::run_step(const step& s)
+{
+    if (s.code == step_emit_done) {
+        emit done(m_ident);
+        return true;
+    }
+    return false;
+}
+
+bool prototype::write_temporary_file(const QByteArray& data, bool verify)
+{
+    delete m_temporary_file;
+    m_temporary_file = new QTemporaryFile();
+    if (!m_temporary_file->open())
+        return false;
+    const qint64 written = m_temporary_file->write(data);
+    if (written != data.size()) {
+        m_temporary_file->close();
+        if (verify)
+            throw tmp_file_exception::size_mismatch(data.size(), written);
+        return true;
+    }
+    if (!verify) {
+        m_temporary_file->close();
+        return true;
+    }
+    m_temporary_file->flush();
+    m_temporary_file->seek(0);
+    const QByteArray back = m_temporary_file->readAll();
+    m_temporary_file->close();
+    if (back != data)
+        throw tmp_file_exception::data_mismatch();
+    return true;
+}
+
+QString prototype::temporary_file_name() const
+{
+    if (!m_temporary_file)
+        throw tmp_file_exception::not_set();
+    return m_temporary_file->fileName();
+}
+
+void prototype::set_parameter(const QString& key, const QVariant& value)
+{
+    m_parameters.insert(key, value);
+}
+
+} // namespace sdk

@@ -1,0 +1,174 @@
+#include "sdk/exceptions.h"
+#include "sdk/prototype.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+namespace {
+
+// A backend whose steps only record themselves; a chosen code fails.
+class recording_backend final : public sdk::prototype
+{
+public:
+    recording_backend()
+        : prototype(sdk::type::legacy)
+    {
+    }
+    ~recording_backend() override { wait(); }
+
+    QList<int> ran;
+    int fail_at = -1;
+
+    QStringList operations() const override { return { "reboot" }; }
+    int uses_sdk_session(const QString&) const override { return 0; }
+    bool change_ip(const QHostAddress&, const QHostAddress&) override { return false; }
+    bool change_port(const QString&, uint16_t) override { return false; }
+    bool change_subnet(const QHostAddress&) override { return false; }
+    bool set_dhcp(bool) override { return false; }
+    bool upgrade_firmware_file(const QString&) override { return false; }
+    bool fix_device(bool) override { return false; }
+    bool upgrade_firmware(const QByteArray&) override { return false; }
+    bool import_configuration(const QString&) override { return false; }
+    bool reboot() override { return false; }
+    bool identify() override { return false; }
+    bool reset_configuration(const parameters&) override { return false; }
+    bool set_language(const QString&) override { return false; }
+    bool await_device(const QHostAddress&, float) override { return false; }
+    bool execute(const QString&, const QVariantList&, bool, bool, bool, bool) override { return false; }
+
+protected:
+    bool run_step(const step& s) override
+    {
+        ran << s.code;
+        if (s.code == fail_at) {
+            emit failed(ident(), 9, "step failed");
+            return false;
+        }
+        return s.code == step_emit_done ? prototype::run_step(s) : true;
+    }
+};
+
+} // namespace
+
+class test_sdk_prototype : public QObject
+{
+    Q_OBJECT
+private slots:
+    void enqueue_sequences_data();
+    void enqueue_sequences();
+    void failed_step_drops_the_rest();
+    void queue_after_done_restarts_the_thread();
+    void creation_refuses_unknown_types_data();
+    void creation_refuses_unknown_types();
+    void temporary_file();
+};
+
+void test_sdk_prototype::enqueue_sequences_data()
+{
+    QTest::addColumn<bool>("client");
+    QTest::addColumn<bool>("login");
+    QTest::addColumn<bool>("done");
+    QTest::addColumn<QList<int>>("expected");
+    QTest::newRow("all three") << true << true << true << QList<int> { 12, 13, 15, 14, 6, 8 };
+    QTest::newRow("client without login") << true << false << true << QList<int> { 12, 15, 6, 8 };
+    QTest::newRow("bare step with done") << false << false << true << QList<int> { 15, 8 };
+    QTest::newRow("login without client") << false << true << false << QList<int> { 13, 15, 14 };
+}
+
+void test_sdk_prototype::enqueue_sequences()
+{
+    QFETCH(bool, client);
+    QFETCH(bool, login);
+    QFETCH(bool, done);
+    QFETCH(QList<int>, expected);
+    recording_backend w;
+    QVERIFY(w.init("{id}", device()));
+    QSignalSpy done_spy(&w, &sdk::prototype::done);
+    QSignalSpy finished(&w, &QThread::finished);
+    w.enqueue({ sdk::prototype::step_reboot, {} }, client, login, done);
+    QVERIFY(finished.wait(5000));
+    QCOMPARE(w.ran, expected);
+    QCOMPARE(done_spy.count(), done ? 1 : 0);
+    if (done)
+        QCOMPARE(done_spy.first().first().toString(), QStringLiteral("{id}"));
+}
+
+void test_sdk_prototype::failed_step_drops_the_rest()
+{
+    recording_backend w;
+    w.init("{id}", device());
+    w.fail_at = sdk::prototype::step_login;
+    QSignalSpy done_spy(&w, &sdk::prototype::done);
+    QSignalSpy failed_spy(&w, &sdk::prototype::failed);
+    QSignalSpy finished(&w, &QThread::finished);
+    w.enqueue({ sdk::prototype::step_reboot, {} }, true, true, true);
+    QVERIFY(finished.wait(5000));
+    QCOMPARE(w.ran, (QList<int> { 12, 13 }));
+    QCOMPARE(failed_spy.count(), 1);
+    QCOMPARE(done_spy.count(), 0);
+    QVERIFY(w.queued_codes().isEmpty());
+}
+
+void test_sdk_prototype::queue_after_done_restarts_the_thread()
+{
+    // The core queues the next operation from inside the done report; bounded rounds.
+    recording_backend w;
+    w.init("{id}", device());
+    int rounds = 0;
+    connect(&w, &sdk::prototype::done, this, [&] {
+        if (++rounds < 20)
+            w.enqueue({ sdk::prototype::step_reboot, {} }, false, false, true);
+    });
+    w.enqueue({ sdk::prototype::step_reboot, {} }, false, false, true);
+    QTRY_COMPARE_WITH_TIMEOUT(rounds, 20, 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(w.isFinished(), 5000);
+    QCOMPARE(w.ran.size(), 40);
+}
+
+void test_sdk_prototype::creation_refuses_unknown_types_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("zero") << 0 << "-unknown-";
+    QTest::newRow("above the three") << 4 << "-unknown-";
+    QTest::newRow("negative") << -1 << "-unknown-";
+}
+
+void test_sdk_prototype::creation_refuses_unknown_types()
+{
+    QFETCH(int, type);
+    QFETCH(QString, name);
+    try {
+        delete sdk::prototype::create(type);
+        QFAIL("no exception");
+    } catch (const sdk::creating_exception& e) {
+        QCOMPARE(e.code(), 0);
+        QCOMPARE(e.message(), QStringLiteral("Unknown SDK type: %1").arg(name));
+    }
+    std::unique_ptr<sdk::prototype> made(sdk::prototype::create(int(sdk::type::legacy)));
+    QCOMPARE(made->kind(), sdk::type::legacy);
+}
+
+void test_sdk_prototype::temporary_file()
+{
+    recording_backend w;
+    try {
+        w.temporary_file_name();
+        QFAIL("no exception");
+    } catch (const sdk::tmp_file_exception& e) {
+        QCOMPARE(e.code(), 3);
+        QCOMPARE(e.message(), QStringLiteral("Temporary file access: file not set"));
+    }
+    const QByteArray data(100000, 'x');
+    QVERIFY(w.write_temporary_file(data, true));
+    QFile f(w.temporary_file_name());
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    QCOMPARE(f.readAll(), data);
+    const QString first = w.temporary_file_name();
+    QVERIFY(w.write_temporary_file("other", false));
+    QVERIFY(w.temporary_file_name() != first);
+    QVERIFY(!QFile::exists(first));
+}
+
+QTEST_GUILESS_MAIN(test_sdk_prototype)
+#include "test_sdk_prototype.moc"
