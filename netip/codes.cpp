@@ -54,16 +54,26 @@ QByteArray describe_message(uint16_t code)
 QByteArray describe_return_code(uint16_t code)
 {
     switch (code) {
-    case 100: return "OK";
-    case 203: return "Incorrect password";
-    case 205: return "User is locked";
-    case 206: return "User blacklisted";
-    case 512: return "Did not start the upgrade";
-    case 514: return "l level failure";
-    case 603: return "Need to reboot the system";
-    case 607: return "Configuration does not exist";
-    case 608: return "Configuration parsing error";
-    default: return unknown(code);
+    case 100:
+        return "OK";
+    case 203:
+        return "Incorrect password";
+    case 205:
+        return "User is locked";
+    case 206:
+        return "User blacklisted";
+    case 512:
+        return "Did not start the upgrade";
+    case 514:
+        return "l level failure";
+    case 603:
+        return "Need to reboot the system";
+    case 607:
+        return "Configuration does not exist";
+    case 608:
+        return "Configuration parsing error";
+    default:
+        return unknown(code);
     }
 }
 

@@ -22,10 +22,8 @@ class dvr_networking final : public QObject, public loggable
 {
     Q_OBJECT
 public:
-    // Firmware upload (message 1520 and on): the stages reported to the progress callback,
-    // the reader that hands out the image ((0, 0) asks for its size), and the callback.
-    // upgrade(firmware_reader, progress_callback) joins the operations below; it works on
-    // build_request, send and try_exchange like the rest, and owns the 1522/1523/1524 exchange.
+    // Firmware upload (messages 1520 to 1524): the stages given to the progress callback, the
+    // reader that hands out the image (offset 0 and size 0 ask for its size), and the callback.
     enum upgrade_task_progress_type { sending = 1, upgrading = 2 };
     using firmware_reader = std::function<bool(char*& buffer, const uint64_t& offset, uint64_t& size)>;
     using progress_callback = std::function<void(const upgrade_task_progress_type&, const unsigned char& percent)>;
@@ -55,6 +53,9 @@ public:
     bool set_dhcp(bool enable);
     // Sends a configuration file (at most 32768 bytes) as message 1540; success is "Ret" 603.
     bool import_configuration(const QString& path);
+    // Sends a firmware image in 32768-byte chunks, one in flight, then follows the device's
+    // progress until it reports the image written (Ret 515).
+    bool upgrade(const firmware_reader& reader, const progress_callback& progress);
 
     // 0 until the first accepted reply, then that reply's session.
     uint32_t session() const { return m_session; }
@@ -94,6 +95,10 @@ private:
     bool exchange(netip::packet& packet, uint16_t ok_code, netip::packet* reply, uint16_t* ret, int timeout_ms);
     // exchange with ok_code 100; a thrown code lands in *excode and gives false.
     bool try_exchange(netip::packet& packet, netip::packet* reply, uint16_t* ret, int32_t* excode, int timeout_ms);
+    // One chunk (numbered from 1) from the reader, acknowledged by the device.
+    bool send_chunk(const firmware_reader& reader, uint32_t chunk_number);
+    // Reads one packet and its return code; throws read_failed.
+    void read_reply(uint16_t& message_id, uint16_t& code);
     // Builds a 1040 request from a {"Name": name, name: inner} document and exchanges it.
     bool set_config(const QString& name, const QJsonObject& inner);
     // Sends {"Name": name} as 1042 and returns the reply body up to its first NUL.

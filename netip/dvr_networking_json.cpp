@@ -37,8 +37,7 @@ const QStringList& mon_modes()
 }
 
 // strncpy semantics: a value of the array's size or longer leaves no terminator.
-template <size_t N>
-void copy_text(char (&array)[N], const QJsonValue& value)
+template <size_t N> void copy_text(char (&array)[N], const QJsonValue& value)
 {
     memset(array, 0, N);
     const QByteArray utf8 = value.toString().toUtf8();
@@ -48,8 +47,7 @@ void copy_text(char (&array)[N], const QJsonValue& value)
 }
 
 // The array may lack a terminator; bytes that aren't UTF-8 refuse the conversion.
-template <size_t N>
-bool array_text(const char (&array)[N], QString& out)
+template <size_t N> bool array_text(const char (&array)[N], QString& out)
 {
     QTextCodec::ConverterState state;
     out = QTextCodec::codecForMib(106)->toUnicode(array, int(qstrnlen(array, N)), &state);

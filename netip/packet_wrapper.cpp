@@ -35,7 +35,9 @@ bool packet_wrapper::read_up_to(QTcpSocket* socket, char* dst, size_t wanted)
     for (;;) {
         if (!socket->isOpen())
             return false;
-        socket->waitForReadyRead(attempt_ms);
+        // Waiting while bytes are already buffered would cost an attempt's time for nothing.
+        if (socket->bytesAvailable() == 0)
+            socket->waitForReadyRead(attempt_ms);
         const int32_t count = int32_t(socket->read(dst + offset, qint64(remaining)));
         if (budget == 1)
             return false;

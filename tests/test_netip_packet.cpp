@@ -182,18 +182,16 @@ void test_netip_packet::serialize_layout_data()
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QByteArray>("expected");
 
-    QTest::newRow("bare header, version 1, no payload")
-        << uint16_t(0) << 0u << 0u << uint8_t(0) << QByteArray()
-        << hex("ff 01 00 00  00000000  00000000  00 00  0000  00000000");
+    QTest::newRow("bare header, version 1, no payload") << uint16_t(
+        0) << 0u << 0u << uint8_t(0) << QByteArray() << hex("ff 01 00 00  00000000  00000000  00 00  0000  00000000");
     QTest::newRow("login body, fields little-endian")
         << uint16_t(1000) << 0x11223344u << 0u << uint8_t(0) << QByteArray("{}")
         << hex("ff 01 00 00  44332211  00000000  00 00  e803  02000000  7b7d");
     QTest::newRow("firmware chunk number in sequence")
         << uint16_t(1522) << 0xdeadbeefu << 0x01020304u << uint8_t(0) << QByteArray("\x01\x00\xff", 3)
         << hex("ff 01 00 00  efbeadde  04030201  00 00  f205  03000000  0100ff");
-    QTest::newRow("end of file marks current_packet")
-        << uint16_t(1522) << 7u << 2u << uint8_t(1) << QByteArray()
-        << hex("ff 01 00 00  07000000  02000000  00 01  f205  00000000");
+    QTest::newRow("end of file marks current_packet") << uint16_t(1522) << 7u << 2u << uint8_t(1) << QByteArray()
+                                                      << hex("ff 01 00 00  07000000  02000000  00 01  f205  00000000");
 }
 
 void test_netip_packet::serialize_layout()
@@ -254,12 +252,12 @@ void test_netip_packet::parse_short_input_changes_nothing()
 void test_netip_packet::parse_exactly_header_keeps_payload()
 {
     packet p(1020, "abc", 3);
-    const char* buffer = p.data();
+    const void* buffer = p.data();
     const QByteArray header = hex("ff 01 00 00  05000000  00000000  00 00  1504  03000000");
     QVERIFY(p.parse(header.constData(), size_t(header.size())));
     QCOMPARE(p.message_id, uint16_t(1045));
     QCOMPARE(p.session, 5u);
-    QCOMPARE(p.data(), buffer);
+    QCOMPARE(static_cast<const void*>(p.data()), buffer);
     QCOMPARE(payload_of(p), QByteArray("abc"));
 }
 
@@ -377,15 +375,32 @@ void test_netip_packet::comparison()
     const packet a(1042, "abc", 3);
     packet b(1042, "xyz", 3);
     switch (field) {
-    case 1: b.head = 0xFE; break;
-    case 2: b.reserved2 = 1; break;
-    case 3: b.session = 1; break;
-    case 4: b.sequence = 1; break;
-    case 5: b.total_packets = 1; break;
-    case 6: b.current_packet = 1; break;
-    case 7: b.message_id = 1043; break;
-    case 8: b.length = 2; break;
-    default: break;
+    case 1:
+        b.head = 0xFE;
+        break;
+    case 2:
+        b.reserved2 = 1;
+        break;
+    case 3:
+        b.session = 1;
+        break;
+    case 4:
+        b.sequence = 1;
+        break;
+    case 5:
+        b.total_packets = 1;
+        break;
+    case 6:
+        b.current_packet = 1;
+        break;
+    case 7:
+        b.message_id = 1043;
+        break;
+    case 8:
+        b.length = 2;
+        break;
+    default:
+        break;
     }
     QCOMPARE(a == b, equal);
     QCOMPARE(a != b, !equal);
@@ -560,7 +575,9 @@ void test_netip_packet::header_without_payload_is_consumed()
 
     packet p;
     QVERIFY(!packet_wrapper::read_from(m_reader.get(), p));
-    QCOMPARE(log_lines().filter(QStringLiteral("error, Could not read from socket: Header size detecting failure")).size(), 1);
+    QCOMPARE(
+        log_lines().filter(QStringLiteral("error, Could not read from socket: Header size detecting failure")).size(),
+        1);
     QVERIFY(packet_wrapper::read_from(m_reader.get(), p));
     QCOMPARE(p.message_id, uint16_t(1043));
     QCOMPARE(jsonaux::check_ret(p), uint16_t(100));
@@ -639,7 +656,8 @@ void test_netip_packet::oversized_length_is_refused_without_reading()
     timer.start();
     QVERIFY(!packet_wrapper::read_from(m_reader.get(), p));
     QVERIFY(timer.elapsed() < 2000);
-    QCOMPARE(log_lines().filter(QStringLiteral("error, Could not read from socket: Payload size over the limit")).size(), 1);
+    QCOMPARE(
+        log_lines().filter(QStringLiteral("error, Could not read from socket: Payload size over the limit")).size(), 1);
     QCOMPARE(p.message_id, uint16_t(1020));
     QCOMPARE(payload_of(p), QByteArray("abc"));
 }

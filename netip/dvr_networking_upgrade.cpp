@@ -1,0 +1,104 @@
+// Firmware upload: the image in chunks, one in flight, then the device's own progress.
+#include "netip/dvr_networking.h"
+
+#include "diagnostics/blackbox.h"
+#include "netip/codes.h"
+#include "netip/jsonaux.h"
+#include "netip/packet_wrapper.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <array>
+#include <cmath>
+
+bool dvr_networking::upgrade(const firmware_reader& reader, const progress_callback& progress)
+{
+    const QJsonObject action { { QStringLiteral("Action"), QStringLiteral("Start") }, { QStringLiteral("Type"), QStringLiteral("System") } };
+    netip::packet start = build_request(netip::msg_upgrade,
+        QJsonDocument(QJsonObject { { QStringLiteral("Name"), QStringLiteral("OPSystemUpgrade") },
+            { QStringLiteral("OPSystemUpgrade"), action } }));
+    if (start.bad() || !try_exchange(start, nullptr, nullptr, nullptr, 0))
+        return false;
+
+    uint64_t total = 0;
+    char* none = nullptr;
+    if (!reader(none, 0, total))
+        return false;
+    // Single precision on purpose: above 16 MiB it rounds, and the reader hands out the true tail anyway.
+    const auto count = uint32_t(std::ceil(float(total) * (1.0f / float(netip::packet::max_payload))));
+    progress(sending, 0);
+    for (uint32_t i = 1; i <= count; ++i) {
+        if (!send_chunk(reader, i))
+            return false;
+        progress(sending, static_cast<unsigned char>(float(i) / float(count) * 100.0f));
+    }
+
+    try {
+        netip::packet end_of_file(netip::msg_upgrade_data);
+        end_of_file.current_packet = 1;
+        end_of_file.session = m_session;
+        end_of_file.sequence = count;
+        send(end_of_file, 0);
+
+        uint16_t id = 0;
+        uint16_t code = 0;
+        do
+            read_reply(id, code);
+        while (id != netip::msg_upgrade_data_reply);
+        if (code != netip::ret_ok)
+            return false;
+
+        for (;;) {
+            read_reply(id, code);
+            if (id != netip::msg_upgrade_progress)
+                return false;
+            if (code == netip::ret_upgrade_written) {
+                progress(upgrading, 100);
+                return true;
+            }
+            progress(upgrading, static_cast<unsigned char>(code & 0xFF));
+        }
+    } catch (int) {
+        return false;
+    }
+}
+
+bool dvr_networking::send_chunk(const firmware_reader& reader, uint32_t chunk_number)
+{
+    std::array<char, netip::packet::max_payload> chunk;
+    char* buffer = chunk.data();
+    uint64_t size = chunk.size();
+    const uint64_t offset = uint64_t(chunk_number - 1) * netip::packet::max_payload;
+    if (!reader(buffer, offset, size)) {
+        log(blackbox::error, "Данные не предоставлены, неожиданный конец файла?..");
+        return false;
+    }
+    netip::packet data(netip::msg_upgrade_data, buffer, size_t(size));
+    data.session = m_session;
+    data.sequence = chunk_number - 1;
+    if (data.bad()) {
+        log(blackbox::error, "Невозможно назначить данные для буфера");
+        return false;
+    }
+    if (!data.well_formed()) {
+        log(blackbox::error, "Создан неправильный пакет данных");
+        return false;
+    }
+    if (!try_exchange(data, nullptr, nullptr, nullptr, 0)) {
+        log(blackbox::error, "Невозможно выполнить задачу для пакета");
+        return false;
+    }
+    return true;
+}
+
+void dvr_networking::read_reply(uint16_t& message_id, uint16_t& code)
+{
+    netip::packet received;
+    if (!packet_wrapper::read_from(m_socket, received)) {
+        log(blackbox::error, "Socket reading failed");
+        throw int(read_failed);
+    }
+    message_id = received.message_id;
+    code = jsonaux::check_ret(received);
+}
