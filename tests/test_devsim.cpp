@@ -1,4 +1,5 @@
 #include "tests/support/devsim_harness.h"
+#include "tests/support/netip_wire.h"
 
 #include <QCryptographicHash>
 #include <QElapsedTimer>
@@ -12,113 +13,21 @@
 namespace
 {
 
-// Digests of "" and "admin" as a client sends them in "PassWord".
-const QString digest_empty = QStringLiteral("tlJwpbo6");
-const QString digest_admin = QStringLiteral("6QNMIQGe");
+const QString digest_empty = QLatin1String(netip_wire::digest_empty);
+const QString digest_admin = QLatin1String(netip_wire::digest_admin);
+using reply = netip_reply;
+using wire = netip_wire;
 
 QByteArray header(
     quint16 id, quint32 length, quint32 session = 0, quint8 head = 0xFF, quint8 version = 1, quint8 reserved = 0)
 {
-    QByteArray h(20, '\0');
-    auto* p = reinterpret_cast<uchar*>(h.data());
-    p[0] = head;
-    p[1] = version;
-    p[2] = reserved;
-    qToLittleEndian<quint32>(session, p + 4);
-    qToLittleEndian<quint16>(id, p + 14);
-    qToLittleEndian<quint32>(length, p + 16);
-    return h;
+    return netip_wire::header(id, length, session, head, version, reserved);
 }
 
 QByteArray json(const QJsonObject& o)
 {
-    return QJsonDocument(o).toJson(QJsonDocument::Compact);
+    return netip_wire::json(o);
 }
-
-struct reply {
-    quint8 head = 0;
-    quint8 version = 0;
-    quint32 session = 0;
-    quint16 id = 0;
-    QByteArray payload;
-    QJsonObject body;
-    int ret() const { return body.value("Ret").toInt(-1); }
-};
-
-// A bare NETIP client: the framing written out here, apart from the simulator's.
-class wire
-{
-public:
-    bool open(const QHostAddress& address, quint16 port)
-    {
-        socket.connectToHost(address, port);
-        return socket.waitForConnected(2000);
-    }
-    void send(quint16 id, const QByteArray& body, quint32 session = 0)
-    {
-        socket.write(header(id, quint32(body.size()), session) + body);
-        socket.flush();
-    }
-    bool read(reply& out, int timeout_ms = 3000)
-    {
-        QElapsedTimer t;
-        t.start();
-        while (!has_frame()) {
-            if (t.elapsed() > timeout_ms || socket.state() != QAbstractSocket::ConnectedState)
-                return false;
-            socket.waitForReadyRead(50);
-            buffer += socket.readAll();
-        }
-        const auto* p = reinterpret_cast<const uchar*>(buffer.constData());
-        out.head = p[0];
-        out.version = p[1];
-        out.session = qFromLittleEndian<quint32>(p + 4);
-        out.id = qFromLittleEndian<quint16>(p + 14);
-        const int length = int(qFromLittleEndian<quint32>(p + 16));
-        out.payload = buffer.mid(20, length);
-        buffer.remove(0, 20 + length);
-        out.body = QJsonDocument::fromJson(out.payload.left(out.payload.size() - 2)).object();
-        return true;
-    }
-    bool exchange(quint16 id, const QByteArray& body, reply& out, quint32 session)
-    {
-        send(id, body, session);
-        return read(out);
-    }
-    // True once the peer has closed, within the time.
-    bool closed_within(int timeout_ms)
-    {
-        QElapsedTimer t;
-        t.start();
-        while (socket.state() == QAbstractSocket::ConnectedState && t.elapsed() < timeout_ms) {
-            socket.waitForReadyRead(50);
-            buffer += socket.readAll();
-        }
-        return socket.state() != QAbstractSocket::ConnectedState;
-    }
-    // Logs in; the session handed out, 0 when refused.
-    quint32 login(const QString& password_digest = digest_empty, const QString& user = QStringLiteral("admin"))
-    {
-        reply r;
-        const QJsonObject body { { "EncryptType", "MD5" }, { "LoginType", "DVRIP-Web" }, { "UserName", user },
-            { "PassWord", password_digest } };
-        if (!exchange(1000, json(body), r, 0) || r.ret() != 100)
-            return 0;
-        return r.session;
-    }
-
-    QTcpSocket socket;
-
-private:
-    bool has_frame() const
-    {
-        if (buffer.size() < 20)
-            return false;
-        const quint32 length = qFromLittleEndian<quint32>(reinterpret_cast<const uchar*>(buffer.constData()) + 16);
-        return quint32(buffer.size()) >= 20 + length;
-    }
-    QByteArray buffer;
-};
 
 bool can_connect(const QHostAddress& address, quint16 port)
 {

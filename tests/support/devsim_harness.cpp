@@ -38,6 +38,7 @@ devsim_harness::devsim_harness(QObject* parent)
 devsim_harness::~devsim_harness()
 {
     m_control.abort();
+    m_local_control.abort();
     if (running())
         stop(2000);
 }
@@ -59,6 +60,15 @@ bool devsim_harness::start(int count, const QJsonObject& defaults, const QJsonAr
     }
 
     QJsonObject config { { "count", count }, { "defaults", defaults }, { "devices", devices } };
+    if (!m_base.isNull()) {
+        config.insert("base", m_base.toString());
+        const attempt a = start_once(config, timeout_ms);
+        if (a == attempt::ready)
+            m_count = count;
+        else if (a == attempt::address_taken)
+            m_error = QStringLiteral("simulator can't listen from %1: %2").arg(m_base.toString(), log());
+        return a == attempt::ready;
+    }
     for (int i = 0; i < block_tries; ++i) {
         auto* random = QRandomGenerator::global();
         config.insert("base", QStringLiteral("127.%1.%2.2").arg(random->bounded(1, 255)).arg(random->bounded(0, 255)));
@@ -86,9 +96,20 @@ devsim_harness::attempt devsim_harness::start_once(const QJsonObject& config, in
 
     m_stderr.clear();
     m_process.setReadChannel(QProcess::StandardOutput);
-    m_process.start(binary_path(),
-        { QStringLiteral("--config"), path, QStringLiteral("--control-port"), QStringLiteral("0"),
-            QStringLiteral("--exit-on-stdin-eof") });
+    QStringList args { QStringLiteral("--config"), path, QStringLiteral("--control-port"), QStringLiteral("0"),
+        QStringLiteral("--exit-on-stdin-eof") };
+    args += m_extra_arguments;
+    const QString socket_path = m_dir.filePath(QStringLiteral("control.sock"));
+    if (m_namespace.isEmpty()) {
+        m_channel = &m_control;
+        m_process.start(binary_path(), args);
+    } else {
+        m_channel = &m_local_control;
+        args += { QStringLiteral("--netns"), m_namespace, QStringLiteral("--control-socket"), socket_path };
+        // `ip netns exec` becomes the simulator (exec, no fork), so the process is its own.
+        m_process.start(QStringLiteral("ip"),
+            QStringList { QStringLiteral("netns"), QStringLiteral("exec"), m_namespace, binary_path() } + args);
+    }
     if (!m_process.waitForStarted(timeout_ms)) {
         m_error = QStringLiteral("simulator didn't start: %1").arg(m_process.errorString());
         return attempt::failed;
@@ -103,9 +124,17 @@ devsim_harness::attempt devsim_harness::start_once(const QJsonObject& config, in
             if (!m.hasMatch())
                 continue;
             m_control_port = quint16(m.captured(1).toUInt());
-            m_control.connectToHost(QHostAddress::LocalHost, m_control_port);
-            if (!m_control.waitForConnected(int(qMax<qint64>(deadline.remainingTime(), 100)))) {
-                m_error = QStringLiteral("control channel: %1").arg(m_control.errorString());
+            const int wait_ms = int(qMax<qint64>(deadline.remainingTime(), 100));
+            bool connected = false;
+            if (m_namespace.isEmpty()) {
+                m_control.connectToHost(QHostAddress::LocalHost, m_control_port);
+                connected = m_control.waitForConnected(wait_ms);
+            } else {
+                m_local_control.connectToServer(socket_path);
+                connected = m_local_control.waitForConnected(wait_ms);
+            }
+            if (!connected) {
+                m_error = QStringLiteral("control channel: %1").arg(m_channel->errorString());
                 kill_process();
                 return attempt::failed;
             }
@@ -128,6 +157,7 @@ devsim_harness::attempt devsim_harness::start_once(const QJsonObject& config, in
 bool devsim_harness::stop(int timeout_ms)
 {
     m_control.abort();
+    m_local_control.abort();
     if (!running())
         return false;
     m_process.closeWriteChannel();
@@ -143,6 +173,7 @@ bool devsim_harness::stop(int timeout_ms)
 void devsim_harness::kill_process()
 {
     m_control.abort();
+    m_local_control.abort();
     m_process.kill();
     m_process.waitForFinished(2000);
 }
@@ -155,18 +186,25 @@ QString devsim_harness::log()
     return QString::fromUtf8(m_stderr);
 }
 
+bool devsim_harness::channel_open() const
+{
+    if (m_channel == &m_control)
+        return m_control.state() == QAbstractSocket::ConnectedState;
+    return m_local_control.state() == QLocalSocket::ConnectedState;
+}
+
 QJsonObject devsim_harness::command(const QJsonObject& cmd, int timeout_ms)
 {
-    if (m_control.state() != QAbstractSocket::ConnectedState)
+    if (!channel_open())
         return failure(QStringLiteral("control channel isn't connected"));
-    m_control.write(QJsonDocument(cmd).toJson(QJsonDocument::Compact) + '\n');
+    m_channel->write(QJsonDocument(cmd).toJson(QJsonDocument::Compact) + '\n');
     QDeadlineTimer deadline(timeout_ms);
-    while (!m_control.canReadLine()) {
-        if (deadline.hasExpired() || m_control.state() != QAbstractSocket::ConnectedState)
+    while (!m_channel->canReadLine()) {
+        if (deadline.hasExpired() || !channel_open())
             return failure(QStringLiteral("no answer to %1").arg(cmd.value("cmd").toString()));
-        m_control.waitForReadyRead(int(qBound<qint64>(1, deadline.remainingTime(), 100)));
+        m_channel->waitForReadyRead(int(qBound<qint64>(1, deadline.remainingTime(), 100)));
     }
-    const QJsonDocument doc = QJsonDocument::fromJson(m_control.readLine());
+    const QJsonDocument doc = QJsonDocument::fromJson(m_channel->readLine());
     if (!doc.isObject())
         return failure(QStringLiteral("answer isn't JSON"));
     const QJsonObject answer = doc.object();

@@ -4,8 +4,10 @@
 #include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QLocalSocket>
 #include <QObject>
 #include <QProcess>
+#include <QStringList>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 
@@ -23,6 +25,16 @@ public:
     explicit devsim_harness(QObject* parent = nullptr);
     ~devsim_harness() override;
     Q_DISABLE_COPY_MOVE(devsim_harness)
+
+    // Runs the simulator inside this network namespace (`ip netns exec`) with local
+    // addresses allowed. Its control channel is then a Unix socket in the harness's
+    // temporary folder, which reaches across namespaces, so the test needn't run in
+    // there itself. Set before start(); test_network::start_devices does it all.
+    void set_namespace(const QString& ns) { m_namespace = ns; }
+    // Devices from this address on, in one attempt (no random block). Set before start().
+    void set_base_address(const QHostAddress& base) { m_base = base; }
+    // More options for the simulator ("--udp-port", "0"). Set before start().
+    void set_extra_arguments(const QStringList& args) { m_extra_arguments = args; }
 
     // Starts `count` devices; device i is `defaults` overlaid with devices[i] (the
     // members of the devices file, see tools/devsim/README.md). Devices without an
@@ -70,8 +82,15 @@ private:
     QJsonObject summary(int device);
     void kill_process();
 
+    bool channel_open() const;
+
     QProcess m_process;
     QTcpSocket m_control;
+    QLocalSocket m_local_control;
+    QIODevice* m_channel = &m_control;
+    QString m_namespace;
+    QHostAddress m_base;
+    QStringList m_extra_arguments;
     QTemporaryDir m_dir;
     QByteArray m_stderr;
     QString m_error;

@@ -16,6 +16,8 @@ namespace
 
     // Time a closing connection gets to hand its last answer to a peer that doesn't read.
     constexpr int linger_ms = 3000;
+    // A client that streams without waiting for answers is held back by TCP, not by memory.
+    constexpr qint64 read_buffer = 1 << 20;
 
 } // namespace
 
@@ -25,6 +27,9 @@ connection::connection(QTcpSocket* socket, device& owner)
     , m_device(owner)
 {
     m_socket->setParent(this);
+    m_socket->setReadBufferSize(read_buffer);
+    // Answers are small and each one lets the client go on; none may wait for an ACK.
+    m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     m_peer = QStringLiteral("%1:%2").arg(socket->peerAddress().toString()).arg(socket->peerPort());
     connect(m_socket, &QTcpSocket::readyRead, this, &connection::on_ready_read);
     connect(m_socket, &QTcpSocket::disconnected, this, [this] {
@@ -43,16 +48,21 @@ void connection::reply(const frame& request, QJsonObject body)
 
 void connection::reply(const frame& request, quint16 message_id, QJsonObject body)
 {
-    if (m_closing)
-        return;
     const auto wrong = m_device.faults().wrong_ret.constFind(request.message_id);
     if (wrong != m_device.faults().wrong_ret.constEnd())
         body.insert("Ret", *wrong);
+    send(message_id, request.sequence, std::move(body));
+}
+
+void connection::send(quint16 message_id, quint32 sequence, QJsonObject body)
+{
+    if (m_closing)
+        return;
     body.insert("SessionID", QString::asprintf("0x%08X", m_session));
 
     frame out;
     out.session = m_session;
-    out.sequence = request.sequence;
+    out.sequence = sequence;
     out.message_id = message_id;
     out.payload = QJsonDocument(body).toJson(QJsonDocument::Compact);
     // Devices end a body with a line feed and a NUL.

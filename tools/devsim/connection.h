@@ -36,10 +36,13 @@ public:
     // Answers under any id; "SessionID" is added, and "Ret" replaced when a fault
     // asks for a wrong one. The header carries the session and the request's sequence.
     void reply(const frame& request, quint16 message_id, QJsonObject body);
+    // A message of the device's own (upgrade progress): no fault touches its "Ret".
+    void send(quint16 message_id, quint32 sequence, QJsonObject body);
     // Closes after what was written has left.
     void close();
     // Closes at once, dropping what wasn't sent.
     void drop();
+    bool closing() const { return m_closing; }
 
 private:
     void on_ready_read();

@@ -71,6 +71,7 @@ QJsonObject control_commands::list() const
     }
     QJsonObject answer = success;
     answer.insert("devices", devices);
+    answer.insert("udp", m_sim.udp_summary());
     return answer;
 }
 

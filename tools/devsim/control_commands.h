@@ -14,7 +14,7 @@ class simulator;
 // by name, or "*" for all where that makes sense.
 //
 //   {"cmd":"ping"}
-//   {"cmd":"list"}                                   -> "devices": [summary...]
+//   {"cmd":"list"}                                   -> "devices": [summary...], "udp": {...}
 //   {"cmd":"requests","device":0,"clear":true}       -> "requests": [...]
 //   {"cmd":"clear_requests","device":"*"}
 //   {"cmd":"get_state","device":0}                   -> "state": {...}

@@ -2,6 +2,7 @@
 
 #include <QJsonDocument>
 #include <QJsonParseError>
+#include <QLocalSocket>
 #include <QTcpSocket>
 
 #include "tools/devsim/control_commands.h"
@@ -23,6 +24,7 @@ control_server::control_server(control_commands& commands, QObject* parent)
     , m_commands(commands)
 {
     connect(&m_server, &QTcpServer::newConnection, this, &control_server::on_new_connection);
+    connect(&m_local, &QLocalServer::newConnection, this, &control_server::on_new_local_connection);
 }
 
 control_server::~control_server() = default;
@@ -37,6 +39,27 @@ bool control_server::listen(quint16 port, QString* error)
     return true;
 }
 
+bool control_server::listen_local(const QString& path, QString* error)
+{
+    // Only this user (root, in a test network) may drive the devices.
+    m_local.setSocketOptions(QLocalServer::UserAccessOption);
+    QLocalServer::removeServer(path);
+    if (!m_local.listen(path)) {
+        *error = QStringLiteral("control channel can't listen on %1: %2").arg(path, m_local.errorString());
+        return false;
+    }
+    return true;
+}
+
+void control_server::on_new_local_connection()
+{
+    while (QLocalSocket* socket = m_local.nextPendingConnection()) {
+        socket->setParent(this);
+        connect(socket, &QLocalSocket::readyRead, this, [this, socket] { on_ready_read(socket); });
+        connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+    }
+}
+
 void control_server::on_new_connection()
 {
     while (QTcpSocket* socket = m_server.nextPendingConnection()) {
@@ -46,7 +69,7 @@ void control_server::on_new_connection()
     }
 }
 
-void control_server::on_ready_read(QTcpSocket* socket)
+void control_server::on_ready_read(QIODevice* socket)
 {
     while (socket->canReadLine()) {
         const QByteArray line = socket->readLine(max_line).trimmed();
@@ -61,14 +84,17 @@ void control_server::on_ready_read(QTcpSocket* socket)
             answer = m_commands.execute(doc.object());
         socket->write(QJsonDocument(answer).toJson(QJsonDocument::Compact) + '\n');
         if (m_commands.quit_requested()) {
-            socket->flush();
+            if (auto* tcp = qobject_cast<QTcpSocket*>(socket))
+                tcp->flush();
+            else if (auto* local = qobject_cast<QLocalSocket*>(socket))
+                local->flush();
             emit quit_requested();
             return;
         }
     }
     if (socket->bytesAvailable() > max_line) {
         qCWarning(lc_devsim, "control: line too long, closing the client");
-        socket->abort();
+        socket->close();
     }
 }
 

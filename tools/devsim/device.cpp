@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QTcpSocket>
 
+#include "tools/devsim/address_policy.h"
 #include "tools/devsim/connection.h"
 #include "tools/devsim/devsim_log.h"
 
@@ -44,6 +45,17 @@ bool device::start(QString* error)
         m_state.port = m_port;
         m_state.net.tcp_port = m_port;
     }
+    bind_udp();
+    return true;
+}
+
+bool device::send_datagram(const QByteArray& datagram, const QHostAddress& to, quint16 port)
+{
+    if (m_udp.state() != QAbstractSocket::BoundState)
+        return false;
+    if (m_udp.writeDatagram(datagram, to, port) != datagram.size())
+        qCWarning(lc_devsim, "%s: can't send to %s:%u: %s", qPrintable(m_state.name), qPrintable(to.toString()), port,
+            qPrintable(m_udp.errorString()));
     return true;
 }
 
@@ -66,6 +78,7 @@ void device::reboot(const QString& new_version)
     m_apply_timer.stop();
     close_connections();
     m_server.close();
+    m_udp.close();
     m_comeback_tries = 0;
     m_reboot_timer.start(m_state.reboot_ms);
 }
@@ -130,6 +143,7 @@ void device::come_back()
         }
         qCWarning(lc_devsim, "%s", qPrintable(error));
     }
+    bind_udp();
     m_rebooting = false;
     ++m_state.boot_count;
     m_state.boot_time_ms = QDateTime::currentMSecsSinceEpoch();
@@ -145,11 +159,11 @@ void device::apply_network()
         return;
     QHostAddress address = m_address;
     const QHostAddress wanted(m_state.net.host_ip);
-    if (wanted.isLoopback())
+    if (address_policy::may_listen_on(wanted))
         address = wanted;
     else if (wanted != m_address)
-        qCInfo(lc_devsim, "%s: stays on %s, %s isn't a loopback address", qPrintable(m_state.name),
-            qPrintable(m_address.toString()), qPrintable(wanted.toString()));
+        qCInfo(lc_devsim, "%s: stays on %s, %s is neither loopback nor a local address it may take",
+            qPrintable(m_state.name), qPrintable(m_address.toString()), qPrintable(wanted.toString()));
     const quint16 port
         = m_state.net.tcp_port > 0 && m_state.net.tcp_port <= 65535 ? quint16(m_state.net.tcp_port) : m_port;
     if (address == m_address && port == m_port)
@@ -162,11 +176,24 @@ void device::apply_network()
     QString error;
     if (listen_on(address, port, &error)) {
         qCInfo(lc_devsim, "%s: moved to %s:%u", qPrintable(m_state.name), qPrintable(address.toString()), port);
-        return;
+    } else {
+        qCWarning(lc_devsim, "%s; staying where it was", qPrintable(error));
+        if (!listen_on(old_address, old_port, &error))
+            qCWarning(lc_devsim, "%s", qPrintable(error));
     }
-    qCWarning(lc_devsim, "%s; staying where it was", qPrintable(error));
-    if (!listen_on(old_address, old_port, &error))
-        qCWarning(lc_devsim, "%s", qPrintable(error));
+    if (m_address != old_address)
+        bind_udp();
+}
+
+void device::bind_udp()
+{
+    m_udp.close();
+    if (m_udp_port == 0)
+        return;
+    // Shared with the simulator's socket on 0.0.0.0 and with other processes' devices.
+    if (!m_udp.bind(m_address, m_udp_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint))
+        qCWarning(lc_devsim, "%s: no UDP socket on %s:%u (%s); answers leave by the shared one",
+            qPrintable(m_state.name), qPrintable(m_address.toString()), m_udp_port, qPrintable(m_udp.errorString()));
 }
 
 void device::close_connections()

@@ -9,6 +9,7 @@
 #include <QObject>
 #include <QTcpServer>
 #include <QTimer>
+#include <QUdpSocket>
 
 namespace devsim
 {
@@ -16,8 +17,9 @@ namespace devsim
 class connection;
 
 // One simulated camera or recorder: its state, its faults, the log of what it was
-// asked, and its TCP listener with the connections on it. Reboots and network
-// changes move or pause the listener the way a real device goes off the network.
+// asked, its TCP listener with the connections on it, and a UDP socket on its own
+// address for the answers to discovery. Reboots and network changes move or pause
+// both the way a real device goes off the network.
 class device final : public QObject
 {
     Q_OBJECT
@@ -27,7 +29,10 @@ public:
     Q_DISABLE_COPY_MOVE(device)
 
     // Starts listening where the state says; false with the reason when the bind fails.
+    // With a UDP port set before, its UDP socket is bound there too (a failure is only
+    // logged: answers then leave by the simulator's shared socket).
     bool start(QString* error);
+    void set_udp_port(quint16 port) { m_udp_port = port; }
 
     device_state& state() { return m_state; }
     const device_state& state() const { return m_state; }
@@ -43,13 +48,18 @@ public:
     void reboot(const QString& new_version = {});
     bool rebooting() const { return m_rebooting; }
     // After the network record changed: moves the listener to the new HostIP and
-    // TCPPort after net_apply_ms. An address outside 127.0.0.0/8 is recorded but
-    // not taken; the device stays on its own loopback address.
+    // TCPPort after net_apply_ms. An address address_policy doesn't allow is
+    // recorded but not taken; the device stays where it is.
     void network_changed();
 
     bool listening() const { return m_server.isListening(); }
     QHostAddress listen_address() const { return m_address; }
     quint16 listen_port() const { return m_port; }
+
+    // Its own UDP socket; datagrams sent to its address arrive here.
+    QUdpSocket& udp_socket() { return m_udp; }
+    // Sends from its own address; false when its socket isn't bound.
+    bool send_datagram(const QByteArray& datagram, const QHostAddress& to, quint16 port);
 
     // Name, address and identity, for the device list.
     QJsonObject summary() const;
@@ -62,11 +72,14 @@ private:
     void come_back();
     void apply_network();
     void close_connections();
+    void bind_udp();
 
     device_state m_state;
     fault_set m_faults;
     request_log m_requests;
     QTcpServer m_server;
+    QUdpSocket m_udp;
+    quint16 m_udp_port = 0;
     QHostAddress m_address;
     quint16 m_port = 0;
     QTimer m_reboot_timer;

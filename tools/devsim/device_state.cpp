@@ -3,6 +3,8 @@
 #include <QDateTime>
 #include <QJsonArray>
 
+#include "tools/devsim/address_policy.h"
+
 namespace devsim
 {
 
@@ -37,6 +39,33 @@ namespace
         return true;
     }
 
+    bool read_percentages(const QJsonValue& v, QList<int>* out)
+    {
+        if (!v.isArray())
+            return false;
+        QList<int> list;
+        const QJsonArray items = v.toArray();
+        for (const QJsonValue& item : items) {
+            int percent = 0;
+            if (!read_number(item, &percent, 0, 100))
+                return false;
+            list << percent;
+        }
+        *out = list;
+        return true;
+    }
+
+    QJsonArray numbers_json(const QList<int>& list)
+    {
+        QJsonArray out;
+        for (int n : list)
+            out.append(n);
+        return out;
+    }
+
+    // The longest pause a client waiting for progress puts up with is about five seconds.
+    constexpr int max_upgrade_step_ms = 4500;
+
 } // namespace
 
 bool device_state::create(const QJsonObject& description, int index, device_state* out, QString* error)
@@ -52,8 +81,10 @@ bool device_state::create(const QJsonObject& description, int index, device_stat
         return false;
     }
     // Simulated devices must never be reachable from outside this machine.
-    if (!s.address.isLoopback()) {
-        *error = QStringLiteral("address %1 isn't a loopback address").arg(address_text);
+    if (!address_policy::may_listen_on(s.address)) {
+        *error = address_policy::local_addresses_allowed()
+            ? QStringLiteral("address %1 isn't loopback nor assigned to a local interface").arg(address_text)
+            : QStringLiteral("address %1 isn't a loopback address").arg(address_text);
         return false;
     }
     int port = 34567;
@@ -65,8 +96,14 @@ bool device_state::create(const QJsonObject& description, int index, device_stat
 
     s.net = net_record::factory(description.value("mac").toString(derived_mac(index)));
     s.net.host_ip = s.address.toIPv4Address();
-    s.net.submask = 0xFF000000;
-    s.net.gateway = 0x7F000001;
+    if (s.address.isLoopback()) {
+        s.net.submask = 0xFF000000;
+        s.net.gateway = 0x7F000001;
+    } else {
+        // On a test network: a /16 with the gateway at its first address.
+        s.net.submask = 0xFFFF0000;
+        s.net.gateway = (s.net.host_ip & 0xFFFF0000) | 1;
+    }
     s.net.tcp_port = s.port;
 
     QJsonObject rest = description;
@@ -98,6 +135,9 @@ QJsonObject device_state::to_json() const
         { "channels", channels },
         { "reboot_ms", reboot_ms },
         { "net_apply_ms", net_apply_ms },
+        { "upgrade_step_ms", upgrade_step_ms },
+        { "upgrade_progress", numbers_json(upgrade_progress) },
+        { "upgrade_version", upgrade_version },
         { "net", net.to_json() },
         { "location", location.members },
         { "language", location.language() },
@@ -113,6 +153,14 @@ QJsonObject device_state::to_json() const
         { "resets", resets },
         { "reset_sections", QJsonArray::fromStringList(reset_sections) },
         { "malformed_frames", malformed_frames },
+        { "upgrade_starts", upgrade_starts },
+        { "upgrades", upgrades },
+        { "upgrade_size", double(upgrade_size) },
+        { "upgrade_md5", upgrade_md5 },
+        { "discovery_requests", discovery_requests },
+        { "discovery_answers", discovery_answers },
+        { "broadcast_configs", broadcast_configs },
+        { "broadcast_applied", broadcast_applied },
     };
 }
 
@@ -158,6 +206,12 @@ bool device_state::apply_member(const QString& key, const QJsonValue& value, QSt
         good = read_number(value, &reboot_ms, 0, 600000);
     else if (key == QLatin1String("net_apply_ms"))
         good = read_number(value, &net_apply_ms, 0, 600000);
+    else if (key == QLatin1String("upgrade_step_ms"))
+        good = read_number(value, &upgrade_step_ms, 0, max_upgrade_step_ms);
+    else if (key == QLatin1String("upgrade_progress"))
+        good = read_percentages(value, &upgrade_progress);
+    else if (key == QLatin1String("upgrade_version"))
+        good = read_text(value, &upgrade_version);
     else if (key == QLatin1String("language")) {
         QString language;
         good = read_text(value, &language);

@@ -6,6 +6,7 @@
 #include <QHostAddress>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -15,7 +16,7 @@ namespace devsim
 // Everything one simulated device is and remembers, readable and settable as JSON.
 struct device_state {
     QString name;
-    QHostAddress address; // where it was told to listen; loopback only
+    QHostAddress address; // where it was told to listen; see address_policy
     quint16 port = 34567; // 0 lets the system pick one
     QString device_type = QStringLiteral("IPC");
     QString serial;
@@ -27,6 +28,12 @@ struct device_state {
     int channels = 1;
     int reboot_ms = 1500; // time off the network while rebooting
     int net_apply_ms = 300; // time between answering a network change and moving
+    // Firmware upload: the pace of the progress messages (a client gives up after
+    // about five seconds of silence, so it stays below that), the percentages reported,
+    // and the version it comes back with; empty: "V" and the start of the image's MD5.
+    int upgrade_step_ms = 100;
+    QList<int> upgrade_progress { 0, 25, 50, 75, 100 };
+    QString upgrade_version;
 
     net_record net;
     location_record location;
@@ -44,6 +51,14 @@ struct device_state {
     int resets = 0;
     QStringList reset_sections; // of the last reset
     int malformed_frames = 0;
+    int upgrade_starts = 0;
+    int upgrades = 0; // completed: written and rebooted into
+    qint64 upgrade_size = -1; // of the last whole image received
+    QString upgrade_md5;
+    int discovery_requests = 0;
+    int discovery_answers = 0;
+    int broadcast_configs = 0; // 1532 addressed to its MAC
+    int broadcast_applied = 0;
 
     // A device from its description: "address", "port" and "mac" first, then the
     // network record that follows from them (HostIP and TCPPort where it listens),

@@ -3,6 +3,7 @@
 #include <QJsonArray>
 
 #include <algorithm>
+#include <limits>
 
 namespace devsim
 {
@@ -60,6 +61,33 @@ namespace
         return true;
     }
 
+    // {"3": 514}: chunk number to Ret.
+    bool read_chunk_map(const QJsonValue& v, QHash<quint32, int>* out)
+    {
+        if (!v.isObject())
+            return false;
+        QHash<quint32, int> map;
+        const QJsonObject o = v.toObject();
+        for (auto it = o.begin(); it != o.end(); ++it) {
+            bool ok = false;
+            const uint chunk = it.key().toUInt(&ok);
+            if (!ok || !it.value().isDouble() || it.value().toInt() < 0)
+                return false;
+            map.insert(chunk, it.value().toInt());
+        }
+        *out = map;
+        return true;
+    }
+
+    // -1 switches a percentage or chunk fault off.
+    bool read_optional(const QJsonValue& v, int* out, int high)
+    {
+        if (!v.isDouble() || v.toDouble() != v.toInt() || v.toInt() < -1 || v.toInt() > high)
+            return false;
+        *out = v.toInt();
+        return true;
+    }
+
     QJsonArray ids_json(const QSet<quint16>& ids)
     {
         QList<quint16> sorted = ids.values();
@@ -70,7 +98,7 @@ namespace
         return out;
     }
 
-    QJsonObject map_json(const QHash<quint16, int>& map)
+    template <typename Key> QJsonObject map_json(const QHash<Key, int>& map)
     {
         QJsonObject out;
         for (auto it = map.begin(); it != map.end(); ++it)
@@ -103,6 +131,23 @@ bool fault_set::merge(const QJsonObject& members, QString* error)
             f.delay_ms = v.toInt();
         } else if (key == QLatin1String("delay_at")) {
             good = read_map(v, &f.delay_at);
+        } else if (key == QLatin1String("refuse_upgrade") || key == QLatin1String("leading_zeros")) {
+            good = v.isBool();
+            (key == QLatin1String("refuse_upgrade") ? f.refuse_upgrade : f.leading_zeros) = v.toBool();
+        } else if (key == QLatin1String("chunk_ret")) {
+            good = read_chunk_map(v, &f.chunk_ret);
+        } else if (key == QLatin1String("drop_at_chunk")) {
+            good = read_optional(v, &f.drop_at_chunk, std::numeric_limits<int>::max());
+        } else if (key == QLatin1String("eof_ret")) {
+            good = v.isDouble() && v.toInt() >= 0 && v.toInt() <= 0xFFFF;
+            f.eof_ret = v.toInt();
+        } else if (key == QLatin1String("progress_drop_at")) {
+            good = read_optional(v, &f.progress_drop_at, 100);
+        } else if (key == QLatin1String("progress_stall_at")) {
+            good = read_optional(v, &f.progress_stall_at, 100);
+        } else if (key == QLatin1String("discovery_skip")) {
+            good = v.isDouble() && v.toDouble() == v.toInt() && v.toInt() >= 0;
+            f.discovery_skip = v.toInt();
         } else {
             *error = QStringLiteral("unknown fault \"%1\"").arg(key);
             return false;
@@ -127,7 +172,23 @@ QJsonObject fault_set::to_json() const
         { "wrong_ret", map_json(wrong_ret) },
         { "delay_ms", delay_ms },
         { "delay_at", map_json(delay_at) },
+        { "refuse_upgrade", refuse_upgrade },
+        { "chunk_ret", map_json(chunk_ret) },
+        { "drop_at_chunk", drop_at_chunk },
+        { "eof_ret", eof_ret },
+        { "progress_drop_at", progress_drop_at },
+        { "progress_stall_at", progress_stall_at },
+        { "discovery_skip", discovery_skip },
+        { "leading_zeros", leading_zeros },
     };
+}
+
+bool fault_set::skip_discovery()
+{
+    if (discovery_skip <= 0)
+        return false;
+    --discovery_skip;
+    return true;
 }
 
 } // namespace devsim

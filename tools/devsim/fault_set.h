@@ -19,10 +19,24 @@ struct fault_set {
     int delay_ms = 0; // every answer waits this long
     QHash<quint16, int> delay_at; // and these answers this long instead
 
+    // Firmware upload. Chunks are numbered from 0, as in the header's sequence.
+    bool refuse_upgrade = false; // the start gets Ret 512
+    QHash<quint32, int> chunk_ret; // this chunk is answered with this Ret and the upload abandoned
+    int drop_at_chunk = -1; // the connection is dropped when this chunk arrives
+    int eof_ret = 0; // the end of file is answered with this Ret instead of 100
+    int progress_drop_at = -1; // closed instead of reporting the first percentage at or above this
+    int progress_stall_at = -1; // silent from the first percentage at or above this on, the connection kept
+
+    // Discovery (silent_at with 1530 silences it altogether).
+    int discovery_skip = 0; // the next N discovery requests go unanswered
+    bool leading_zeros = false; // ports written as 034567 in the discovery answer
+
     // Takes the members present, replacing each one whole; false on a bad member.
     bool merge(const QJsonObject& members, QString* error);
     QJsonObject to_json() const;
     int delay_for(quint16 message_id) const { return delay_at.value(message_id, delay_ms); }
+    // Counts one discovery request down; true when this one is to go unanswered.
+    bool skip_discovery();
 };
 
 } // namespace devsim

@@ -7,17 +7,22 @@ namespace devsim
 
 void frame_reader::append(const QByteArray& bytes)
 {
-    if (m_error.isEmpty())
-        m_buffer += bytes;
+    if (!m_error.isEmpty())
+        return;
+    if (m_pos > 0 && m_pos >= m_buffer.size() / 2) {
+        m_buffer.remove(0, m_pos);
+        m_pos = 0;
+    }
+    m_buffer += bytes;
 }
 
 frame_reader::status frame_reader::next(frame& out)
 {
     if (!m_error.isEmpty())
         return status::malformed;
-    const auto* p = reinterpret_cast<const uchar*>(m_buffer.constData());
+    const auto* p = reinterpret_cast<const uchar*>(m_buffer.constData()) + m_pos;
     // Garbage shows in the first bytes; no need to wait for a whole header.
-    const int have = m_buffer.size();
+    const int have = m_buffer.size() - m_pos;
     if ((have >= 1 && p[0] != 0xFF) || (have >= 2 && p[1] > 1) || (have >= 3 && p[2] != 0)) {
         if (have < frame::header_size)
             return fail(QStringLiteral("bad start of header"));
@@ -45,11 +50,15 @@ frame_reader::status frame_reader::next(frame& out)
         return fail(QStringLiteral("reserved byte %1").arg(f.reserved1));
     if (length > frame::max_payload)
         return fail(QStringLiteral("payload of %1 bytes").arg(length));
-    if (quint32(m_buffer.size()) < frame::header_size + length)
+    if (quint32(have) < frame::header_size + length)
         return status::need_more;
 
-    f.payload = m_buffer.mid(frame::header_size, int(length));
-    m_buffer.remove(0, frame::header_size + int(length));
+    f.payload = m_buffer.mid(m_pos + frame::header_size, int(length));
+    m_pos += frame::header_size + int(length);
+    if (m_pos == m_buffer.size()) {
+        m_buffer.clear();
+        m_pos = 0;
+    }
     out = std::move(f);
     return status::ready;
 }
@@ -58,6 +67,7 @@ frame_reader::status frame_reader::fail(const QString& why)
 {
     m_error = why;
     m_buffer.clear();
+    m_pos = 0;
     return status::malformed;
 }
 

@@ -20,12 +20,15 @@ public:
     status next(frame& out);
     // Why the stream was refused; empty while it is good.
     const QString& error() const { return m_error; }
-    int buffered() const { return m_buffer.size(); }
+    int buffered() const { return m_buffer.size() - m_pos; }
 
 private:
     status fail(const QString& why);
 
+    // Frames are taken from m_pos on; the consumed front is dropped only now and then,
+    // so a client that streams many frames at once costs no quadratic copying.
     QByteArray m_buffer;
+    int m_pos = 0;
     QString m_error;
 };
 

@@ -5,6 +5,7 @@
 #include "tools/devsim/login_handler.h"
 #include "tools/devsim/system_info_handler.h"
 #include "tools/devsim/system_manager_handler.h"
+#include "tools/devsim/upgrade_handler.h"
 
 namespace devsim
 {
@@ -16,8 +17,7 @@ handler_table::handler_table()
     add(std::make_unique<config_handler>());
     add(std::make_unique<system_manager_handler>());
     add(std::make_unique<config_import_handler>());
-    // The firmware upload (1520 start, 1522 data and end of file, answered by 1521,
-    // 1523 and the 1524 progress messages) comes in as one more handler here.
+    add(std::make_unique<upgrade_handler>());
 }
 
 handler_table::~handler_table() = default;

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "tools/devsim/address_policy.h"
 #include "tools/devsim/config_loader.h"
 #include "tools/devsim/control_commands.h"
 #include "tools/devsim/control_server.h"
@@ -35,7 +36,9 @@ int main(int argc, char* argv[])
     std::signal(SIGPIPE, SIG_IGN);
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Simulated NETIP cameras and recorders on loopback addresses."));
+    parser.setApplicationDescription(
+        QStringLiteral("Simulated NETIP cameras and recorders on loopback addresses (or, with --netns, "
+                       "on the addresses of a test network namespace)."));
     parser.addHelpOption();
     const QCommandLineOption config_option(
         QStringLiteral("config"), QStringLiteral("Devices file (JSON)."), QStringLiteral("file"));
@@ -51,18 +54,32 @@ int main(int argc, char* argv[])
     const QCommandLineOption control_option(QStringLiteral("control-port"),
         QStringLiteral("Control channel port on 127.0.0.1; 0 picks a free one (default 0)."), QStringLiteral("port"),
         QStringLiteral("0"));
+    const QCommandLineOption control_socket_option(QStringLiteral("control-socket"),
+        QStringLiteral("Control channel on this Unix socket too (reachable from another network namespace)."),
+        QStringLiteral("path"));
+    const QCommandLineOption udp_option(QStringLiteral("udp-port"),
+        QStringLiteral("Discovery and configuration by broadcast on this UDP port; 0 turns them off (default 34569)."),
+        QStringLiteral("port"), QStringLiteral("34569"));
+    const QCommandLineOption netns_option(QStringLiteral("netns"),
+        QStringLiteral("Runs inside this network namespace (made by `ip netns add`): any address of its interfaces "
+                       "may be used, not only loopback, and UDP peers on its networks are answered. Refused "
+                       "unless the process really is in it."),
+        QStringLiteral("name"));
     const QCommandLineOption stdin_option(
         QStringLiteral("exit-on-stdin-eof"), QStringLiteral("Exit when standard input closes."));
     const QCommandLineOption verbose_option(QStringLiteral("verbose"), QStringLiteral("Trace every frame to stderr."));
-    parser.addOptions({ config_option, count_option, base_option, port_option, set_option, control_option, stdin_option,
-        verbose_option });
+    parser.addOptions({ config_option, count_option, base_option, port_option, set_option, control_option,
+        control_socket_option, udp_option, netns_option, stdin_option, verbose_option });
     parser.process(app);
 
     if (parser.isSet(verbose_option))
         QLoggingCategory::setFilterRules(QStringLiteral("orvane.devsim.debug=true"));
 
-    devsim::config_loader loader;
     QString error;
+    if (parser.isSet(netns_option)
+        && !devsim::address_policy::allow_local_addresses(parser.value(netns_option), &error))
+        return fail(exit_bad_config, error);
+    devsim::config_loader loader;
     if (parser.isSet(config_option) && !loader.load_file(parser.value(config_option), &error))
         return fail(exit_bad_config, error);
     bool ok = true;
@@ -87,9 +104,13 @@ int main(int argc, char* argv[])
     const uint control_port = parser.value(control_option).toUInt(&ok);
     if (!ok || control_port > 65535)
         return fail(exit_bad_config, QStringLiteral("bad --control-port"));
+    const uint udp_port = parser.value(udp_option).toUInt(&ok);
+    if (!ok || udp_port > 65535)
+        return fail(exit_bad_config, QStringLiteral("bad --udp-port"));
 
     QList<QJsonObject> descriptions;
     devsim::simulator sim;
+    sim.set_udp_port(quint16(udp_port));
     if (!loader.descriptions(&descriptions, &error) || !sim.create(descriptions, &error))
         return fail(exit_bad_config, error);
     if (!sim.start(&error))
@@ -98,6 +119,8 @@ int main(int argc, char* argv[])
     devsim::control_commands commands(sim);
     devsim::control_server control(commands);
     if (!control.listen(quint16(control_port), &error))
+        return fail(exit_cannot_listen, error);
+    if (parser.isSet(control_socket_option) && !control.listen_local(parser.value(control_socket_option), &error))
         return fail(exit_cannot_listen, error);
 
     devsim::shutdown_watch watch(parser.isSet(stdin_option));

@@ -19,9 +19,9 @@ request_record request_record::from_frame(const frame& f)
     r.sequence = f.sequence;
     r.current_packet = f.current_packet;
     r.size = f.payload.size();
-    if (carries_raw_bytes(f.message_id))
+    if (f.message_id == 1540)
         r.md5 = QCryptographicHash::hash(f.payload, QCryptographicHash::Md5).toHex();
-    else
+    else if (!carries_raw_bytes(f.message_id))
         r.body = f.payload;
     r.time_ms = QDateTime::currentMSecsSinceEpoch();
     return r;
@@ -37,10 +37,14 @@ QJsonObject request_record::to_json() const
         { "size", size },
         { "time_ms", double(time_ms) },
     };
-    if (carries_raw_bytes(message_id))
+    if (!md5.isEmpty())
         out.insert("md5", QString::fromLatin1(md5));
-    else
+    else if (!carries_raw_bytes(message_id))
         out.insert("body", QString::fromUtf8(body));
+    if (!peer.isEmpty()) {
+        out.insert("udp", true);
+        out.insert("peer", peer);
+    }
     return out;
 }
 

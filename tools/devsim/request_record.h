@@ -8,8 +8,9 @@
 namespace devsim
 {
 
-// One request as the device received it. Raw payloads (firmware data, configuration
-// files) are kept as size and MD5 only, so a long upload doesn't pile up in memory.
+// One request as the device received it. Raw payloads are never kept: a
+// configuration file leaves its size and MD5, a firmware chunk its size only (the
+// upload hashes the whole image, and a second hash per chunk would halve its speed).
 struct request_record {
     quint16 message_id = 0;
     quint32 session = 0; // from the header
@@ -17,8 +18,9 @@ struct request_record {
     quint8 current_packet = 0;
     int size = 0;
     QByteArray body; // the text of a JSON request
-    QByteArray md5; // hexadecimal, of a raw payload
+    QByteArray md5; // hexadecimal, of a configuration file
     qint64 time_ms = 0; // since the epoch
+    QString peer; // "address:port" of a UDP sender; empty for TCP
 
     static request_record from_frame(const frame& f);
     static bool carries_raw_bytes(quint16 message_id);

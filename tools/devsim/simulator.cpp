@@ -1,6 +1,8 @@
 #include "tools/devsim/simulator.h"
 
 #include "tools/devsim/device.h"
+#include "tools/devsim/devsim_log.h"
+#include "tools/devsim/udp_service.h"
 
 namespace devsim
 {
@@ -39,10 +41,22 @@ bool simulator::create(const QList<QJsonObject>& descriptions, QString* error)
 bool simulator::start(QString* error)
 {
     for (device* d : qAsConst(m_devices)) {
+        d->set_udp_port(m_udp_port);
         if (!d->start(error))
             return false;
     }
+    if (m_udp_port == 0)
+        return true;
+    m_udp = std::make_unique<udp_service>(*this);
+    QString why;
+    if (!m_udp->start(m_udp_port, &why))
+        qCWarning(lc_devsim, "%s; no discovery nor configuration by broadcast", qPrintable(why));
     return true;
+}
+
+QJsonObject simulator::udp_summary() const
+{
+    return QJsonObject { { "port", int(m_udp_port) }, { "bound", m_udp && m_udp->bound() } };
 }
 
 QList<device*> simulator::select(const QJsonValue& selector) const

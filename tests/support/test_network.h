@@ -1,0 +1,100 @@
+#pragma once
+
+#include <QHostAddress>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QObject>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+class devsim_harness;
+
+// A private network for tests that broadcast, made of network namespaces: a bridge
+// in a namespace of its own, one namespace for the program side and one or more
+// for simulated devices, each joined to the bridge by a veth pair, with addresses in
+// 10.213.0.0/16 and a default and a broadcast route on the bridge side. The
+// machine's own namespace is never touched: links are made inside the namespaces,
+// and nothing in here sends a packet from outside them.
+//
+// Names start with "orvt<pid>x", so the namespaces left by a test process that died
+// are found and removed by the next build(). Everything is removed by tear_down(),
+// also from the destructor. Declare the network before the harnesses and processes
+// that run inside it, so that they end first.
+//
+// Tests drive the program side by running a program in its namespace (start(),
+// run()), most simply this test executable itself (run_self()), which then finds
+// itself inside() and reads its inside_arguments().
+class test_network final : public QObject
+{
+    Q_OBJECT
+public:
+    explicit test_network(QObject* parent = nullptr);
+    ~test_network() override;
+    Q_DISABLE_COPY_MOVE(test_network)
+
+    // Whether namespaces can be made here (root, `ip` with netns support); why not otherwise.
+    static bool available(QString* why = nullptr);
+
+    // Builds the network with this many device namespaces. False with error() set;
+    // what was made by then is removed again.
+    bool build(int device_namespaces = 1);
+    void tear_down();
+    bool built() const { return !m_namespaces.isEmpty(); }
+    const QString& error() const { return m_error; }
+
+    QString program_namespace() const;
+    QString device_namespace(int index = 0) const;
+    int device_namespace_count() const { return m_device_namespaces; }
+    // The program side's address, 10.213.0.1.
+    static QHostAddress program_address();
+    // A device namespace's own address on its interface, 10.213.0.2 + index.
+    static QHostAddress device_host_address(int index);
+    // Device `device` of device namespace `index`: from 10.213.(16 * (index + 1)).1 on.
+    static QHostAddress device_address(int index, int device);
+    // Puts more addresses (/16) on a namespace's interface, e.g. where a device is to move.
+    bool add_addresses(const QString& ns, const QList<QHostAddress>& addresses);
+
+    // Starts a program inside a namespace; the caller owns and waits for the process.
+    static void start(QProcess& process, const QString& ns, const QString& program, const QStringList& args);
+    // Runs a program inside a namespace to its end; false when it can't start, fails
+    // or outlasts the time. Its standard output and error go to *output.
+    bool run(const QString& ns, const QString& program, const QStringList& args, QString* output = nullptr,
+        int timeout_ms = 10000);
+    // Starts orvane-devsim inside device namespace `index` with `count` devices from
+    // device_address(index, 0) on (the addresses are put on its interface first).
+    // The harness's control channel works from the test's own namespace.
+    bool start_devices(devsim_harness& sim, int count, const QJsonObject& defaults = {}, const QJsonArray& devices = {},
+        int index = 0);
+
+    // Runs this test executable again inside `ns`, only test function `function`
+    // (and its data row `tag`), with `arguments` for it. True when it passed; its
+    // output goes to *output either way.
+    bool run_self(const QString& ns, const QString& function, const QString& tag, const QJsonObject& arguments,
+        QString* output, int timeout_ms = 60000);
+    // In a process that run_self() started: the namespace it runs in; empty otherwise.
+    static QString inside();
+    static QJsonObject inside_arguments();
+
+    // The same without a network: a fresh namespace (`unshare -n`) holding only lo,
+    // up, with a route for broadcasts on it. Whether that can be done here.
+    static bool isolation_available(QString* why = nullptr);
+    static bool run_isolated(const QString& function, const QString& tag, QString* output, int timeout_ms = 60000);
+    // True in a process that run_isolated() started.
+    static bool isolated();
+
+private:
+    // `ip` with these arguments; false (and error() set) when it fails.
+    bool ip(const QStringList& args, const QByteArray& input = {});
+    static void remove_stale();
+    // "device:inode" of a namespace file; empty when it can't be read.
+    static QString namespace_id(const QString& path);
+    // True when this process runs in the namespace that `ip netns add` named so.
+    static bool in_named_namespace(const QString& name);
+    static bool run_test_process(QProcess& process, QString* output, int timeout_ms);
+
+    QString m_prefix;
+    QStringList m_namespaces; // made so far, bridge first
+    int m_device_namespaces = 0;
+    QString m_error;
+};
