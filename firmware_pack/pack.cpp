@@ -1,0 +1,107 @@
+#include "firmware_pack/pack.h"
+
+#include <QDateTime>
+#include <QFile>
+
+#include "diagnostics/blackbox.h"
+#include "firmware_pack/little_endian.h"
+
+namespace firmware_pack
+{
+
+const QByteArray pack::magic = QByteArrayLiteral("FFCF");
+
+pack::pack()
+    : loggable("firmware_pack")
+{
+}
+
+pack::~pack() = default;
+
+QPair<QString, bool> pack::describe() const
+{
+    return { QString(), true };
+}
+
+QString pack::kind_name(quint8 kind)
+{
+    switch (kind) {
+    case kind_cache:
+        return QStringLiteral("cache");
+    case kind_pack:
+        return QStringLiteral("pack");
+    default:
+        return QStringLiteral("unknown");
+    }
+}
+
+bool pack::read_header(const QString& path)
+{
+    clear_error();
+    m_path.clear();
+    m_reading = path;
+    m_version = m_kind = m_count = 0;
+    m_timestamp = 0;
+
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        log(blackbox::warning, "can't open \"%s\": %s", qUtf8Printable(path), qUtf8Printable(file.errorString()));
+        return false;
+    }
+    const QByteArray head = file.read(header_size);
+    if (head.size() < 4)
+        return fail(1, 0, "magic can't be read");
+    if (!head.startsWith(magic))
+        return fail(2, 0, "wrong magic");
+    if (head.size() < 5)
+        return fail(3, 4, "version can't be read");
+    m_version = quint8(head[4]);
+    if (head.size() < 6)
+        return fail(4, 5, "kind can't be read");
+    m_kind = quint8(head[5]);
+    if (head.size() < 7)
+        return fail(5, 6, "count can't be read");
+    m_count = quint8(head[6]);
+    if (head.size() < header_size)
+        return fail(6, 7, "timestamp can't be read");
+    m_timestamp = little_endian::at<quint32>(head, 7);
+    return true;
+}
+
+bool pack::fail(quint32 code, qint64 position, const char* what)
+{
+    m_error = code;
+    m_error_position = position;
+    log(blackbox::warning, "\"%s\": %s at offset %lld (error code %u)", qUtf8Printable(m_reading), what,
+        static_cast<long long>(position), code);
+    return false;
+}
+
+void pack::clear_error()
+{
+    m_error = 0;
+    m_error_position = -1;
+}
+
+bool pack::loaded(const QString& path)
+{
+    m_path = path;
+    clear_error();
+    return true;
+}
+
+quint32 pack::write_count_and_time(QFile& file)
+{
+    m_timestamp = quint32(QDateTime::currentSecsSinceEpoch());
+    QByteArray stamp;
+    little_endian::append<quint32>(stamp, m_timestamp);
+    if (!file.seek(6))
+        return 2;
+    if (file.write(reinterpret_cast<const char*>(&m_count), 1) != 1)
+        return 3;
+    if (!file.seek(7) || file.write(stamp) != stamp.size())
+        return 4;
+    return 0;
+}
+
+} // namespace firmware_pack

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "tools/packtool/pack_plan.h"
+#include "tools/packtool/service_keys.h"
+
+#include <QByteArray>
+#include <QString>
+
+namespace packtool
+{
+
+// Lays a plan out as a version 2 or 3 file image, encrypting under the service keys.
+class pack_writer
+{
+public:
+    explicit pack_writer(service_keys keys);
+
+    // The whole file; empty with a reason when the plan can't be written.
+    QByteArray write(const pack_plan& plan, QString* error) const;
+
+private:
+    QByteArray header(const pack_plan& plan, int blocks) const;
+    QByteArray body_v2(const pack_plan& plan, QString* error) const;
+    QByteArray body_v3(const pack_plan& plan, QString* error) const;
+
+    service_keys m_keys;
+};
+
+} // namespace packtool
