@@ -1,0 +1,85 @@
+#!/usr/bin/env python3
+"""Full update of a simulated fleet in batch mode: wall time and peak memory of the program.
+
+Usage: fleet.py <build dir> <device count> [firmware MiB]
+Prints one line: devices, wall seconds, peak RSS in MiB, file requests, devices upgraded.
+Everything runs on loopback: devices on 127.0.2.1 and up, the service on 127.0.0.1.
+"""
+import json
+import os
+import re
+import secrets
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+
+def start(cmd, out):
+    proc = subprocess.Popen(cmd, stdout=open(out, "w"), stderr=subprocess.STDOUT, stdin=subprocess.PIPE)
+    for _ in range(300):
+        text = open(out).read()
+        if text.startswith("ready") or "\nready" in text:
+            return proc, text
+        if proc.poll() is not None:
+            break
+        time.sleep(0.1)
+    raise SystemExit(f"{cmd[0]} did not start:\n{open(out).read()}")
+
+
+def main():
+    build, count = sys.argv[1], int(sys.argv[2])
+    mib = int(sys.argv[3]) if len(sys.argv) > 3 else 16
+    work = tempfile.mkdtemp(prefix="orvane-fleet.")
+    procs = []
+    try:
+        with open(os.path.join(work, "fw.bin"), "wb") as f:
+            f.write(secrets.token_bytes(mib * 1024 * 1024))
+        serials = [f"BENCH{i:07d}" for i in range(count)]
+        devices = {"count": count, "base": "127.0.2.1", "port": 34567,
+                   "defaults": {"reboot_ms": 300},
+                   "devices": [{"serial": s} for s in serials]}
+        json.dump(devices, open(os.path.join(work, "devices.json"), "w"))
+        client_id, client_key = secrets.token_hex(8), secrets.token_hex(32)
+        offer = {"verdict": "pending", "offers": [{"file": "fw.bin", "type": 1, "sdk_type": "legacy"}]}
+        service = {"client_id": client_id, "client_key": client_key, "address": "127.0.0.1", "port": 0,
+                   "fleet": {s: offer for s in serials}}
+        json.dump(service, open(os.path.join(work, "service.json"), "w"))
+
+        dev, _ = start([f"{build}/tools/devsim/orvane-devsim", "--config", f"{work}/devices.json",
+                        "--exit-on-stdin-eof"], f"{work}/devsim.out")
+        procs.append(dev)
+        svc, ready = start([f"{build}/tools/svcsim/orvane-svcsim", "--config", f"{work}/service.json",
+                            "--exit-on-stdin-eof"], f"{work}/svcsim.out")
+        procs.append(svc)
+        port = re.search(r" port=(\d+)", ready).group(1)
+
+        run = os.path.join(work, "run")
+        os.mkdir(run)
+        shutil.copy(f"{build}/app/orvane", run)
+        with open(os.path.join(run, "ov.config"), "w") as f:
+            f.write(f"[Service]\nclient_id={client_id}\nclient_key={client_key}\naddress=127.0.0.1\nport={port}\n")
+        with open(os.path.join(run, "devices.csv"), "w") as f:
+            for i in range(count):
+                f.write(f"127.0.{2 + (i + 1) // 256}.{(i + 1) % 256},34567,admin,\n")
+
+        began = time.monotonic()
+        orvane = subprocess.Popen(["./orvane", "--batch", "devices.csv"], cwd=run,
+                                  stdout=open(f"{work}/run.log", "w"), stderr=subprocess.STDOUT)
+        _, status, usage = os.wait4(orvane.pid, 0)
+        wall = time.monotonic() - began
+        log = open(f"{work}/run.log").read()
+        done = len(re.findall(r": Done upgrading$", log, re.M))
+        files = log.count("Got data for requested version")
+        print(f"fleet {count} devices: wall {wall:.2f} s, peak RSS {usage.ru_maxrss / 1024:.1f} MiB, "
+              f"file downloads {files}, upgraded {done}/{count}, exit {os.waitstatus_to_exitcode(status)}")
+    finally:
+        for p in procs:
+            p.terminate()
+            p.wait(10)
+        shutil.rmtree(work, ignore_errors=True)
+
+
+if __name__ == "__main__":
+    main()
