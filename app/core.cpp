@@ -6,6 +6,13 @@
 #include "diagnostics/blackbox.h"
 #include "sdk/legacy.h"
 #include "tasks/sdk_type.h"
+#include "ui/main_model.h"
+#include "ui/main_model_filter.h"
+#include "ui/main_window.h"
+#include "ui/problem_report.h"
+#include "ui/splash.h"
+#include "ui/task_edit.h"
+#include "ui/usage_warning.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -14,6 +21,7 @@
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QMessageBox>
+#include <QTimer>
 
 #include <cstdio>
 #include <limits>
@@ -89,6 +97,14 @@ core::~core()
         if (auto l = m_manager.find(ident))
             delete_worker(*l);
     }
+    // Windows go before the models they show, and the log pane before the history that feeds it.
+    m_history.remove_listener(0);
+    m_task_edit.reset();
+    m_problems.reset();
+    m_window.reset();
+    m_filter.reset();
+    m_model.reset();
+    m_splash.reset();
     m_settings.reset();
     blackbox::set_global(nullptr);
     if (m_qt_translator)
@@ -101,7 +117,6 @@ void core::register_meta_types()
 {
     qRegisterMetaType<device>("device");
     qRegisterMetaType<device_list>("device_list");
-    qRegisterMetaType<device_list>("model_structures::device_list");
     qRegisterMetaType<mac>("mac");
     qRegisterMetaType<param_list>("param_list");
     qRegisterMetaType<parameters>("parameters");
@@ -117,6 +132,7 @@ void core::register_meta_types()
     qRegisterMetaType<signed int>("signed int");
     qRegisterMetaType<size_t>("size_t");
     qRegisterMetaType<uint8_t>("uint8_t");
+    model_structures::register_meta_types();
 }
 
 QString core::settings_path() const
@@ -132,8 +148,12 @@ QString core::log_path() const
 bool core::operate(operation_mode mode, bool offline)
 {
     m_mode = mode;
-    if (m_mode == batch)
+    if (m_mode == batch) {
         log(fixed_names::sources::core, tr("Running in batch mode"));
+    } else {
+        m_splash = std::make_unique<splash>();
+        m_splash->show();
+    }
 
     std::mt19937_64 engine { std::random_device { "default" }() };
     m_session_number = std::uniform_int_distribution<quint64> { 1, std::numeric_limits<quint64>::max() }(engine);
@@ -146,13 +166,18 @@ bool core::operate(operation_mode mode, bool offline)
         log(fixed_names::sources::core, tr("Disabling remote communications because offline mode was specified."));
         // The box needs the widget application, which batch mode doesn't create.
         if (m_mode == interactive)
-            QMessageBox::information(nullptr, tr("Offline mode"),
+            QMessageBox::information(m_window.get(), tr("Offline mode"),
                 tr("The application is started in offline mode. Communication with remote services will not be established."));
+    }
+
+    if (m_mode == interactive) {
+        stage(tr("Interface"));
+        build_interface();
     }
 
     stage(tr("Menu"));
     m_options.load(*m_settings);
-    if (m_history.filter(0) != m_options.log_filter)
+    if (m_window)
         m_history.set_filter(0, m_options.log_filter);
     if (!m_settings->contains(QStringLiteral("firmware_pack_functionality")))
         m_settings->setValue(QStringLiteral("firmware_pack_functionality"), QStringLiteral("legacy"));
@@ -161,6 +186,20 @@ bool core::operate(operation_mode mode, bool offline)
 
     stage(tr("Done"));
     m_settings->sync();
+
+    if (m_mode == interactive) {
+        QTimer::singleShot(500, this, [this] {
+            if (m_splash && m_window)
+                m_splash->finish(m_window.get());
+        });
+        if (!m_settings->value(QStringLiteral("usage_warning_accepted"), false).toBool()) {
+            usage_warning warning(m_window.get());
+            if (warning.exec() != QDialog::Accepted)
+                return false;
+            if (warning.dont_show_again())
+                m_settings->setValue(QStringLiteral("usage_warning_accepted"), true);
+        }
+    }
     return true;
 }
 
@@ -176,6 +215,8 @@ void core::read_mirrors()
 void core::stage(const QString& text)
 {
     ++m_stage_number;
+    if (m_splash)
+        m_splash->set_stage(text, m_stage_number, m_stage_total);
     emit stage_changed(text, m_stage_number, m_stage_total);
 }
 

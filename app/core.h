@@ -9,6 +9,7 @@
 #include "tasks/task_element.h"
 #include "sdk/prototype.h"
 #include "sdk/scanner.h"
+#include "ui/model_structures.h"
 
 #include <QMutex>
 #include <QObject>
@@ -21,6 +22,12 @@
 #include <optional>
 
 class blackbox;
+class main_model;
+class main_model_filter;
+class main_window;
+class problem_report;
+class splash;
+class task_edit;
 
 // The switchboard: owns every subsystem, turns launches into flows and worker
 // reports into row states, and keeps the log the whole program shares.
@@ -115,6 +122,15 @@ public slots:
     void on_window_run_list();
     void on_window_option_menu_executed(const QString& cmd, const QVariantList& args, bool checked);
     void on_window_quit();
+    void on_window_import(const QString& file);
+    void on_window_export(const QString& file);
+    void on_window_add_element();
+    void on_window_edit_element(const QString& ident);
+    void on_window_copy_status(const QString& ident);
+    void on_window_selection_request(model_structures::selection_type type);
+    void on_window_about();
+    void on_window_error_list();
+    void on_window_lang();
     void on_window_scan();
     void on_window_clear_list();
     void on_window_delete_element(const QString& ident);
@@ -165,6 +181,13 @@ private:
     void set_row_info(const QString& ident, const QString& serial, const QString& description);
     // Adds a service failure to the problem list; interactive only.
     void add_problem(const client::queued_data& qd, const QString& text);
+    // Adds a device's failure to the problem list; interactive only.
+    void add_problem(const QString& ident, const QString& text);
+    // The row's address text, short or full as the setting says.
+    QString address_text(const endpoint& ep) const;
+    // Builds the window, the table and their connections (stage "Interface").
+    void build_interface();
+    void set_running_state(bool running);
 
     void dt_identify(const QString& ident);
     void dt_check_updates(const QString& ident);
@@ -220,6 +243,12 @@ private:
     QString m_last_result;
     QHash<QString, device_task> m_dispatch;
 
+    std::unique_ptr<main_model> m_model;
+    std::unique_ptr<main_model_filter> m_filter;
+    std::unique_ptr<main_window> m_window;
+    std::unique_ptr<splash> m_splash;
+    std::unique_ptr<problem_report> m_problems;
+    std::unique_ptr<task_edit> m_task_edit;
     client m_client;
     tasks::manager m_manager;
     scanner m_scanner;

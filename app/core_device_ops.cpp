@@ -150,6 +150,7 @@ void core::add_task_to_selection(const QString& name, const parameters& args, co
         }
     }
     if (!no_launch) {
+        set_running_state(true);
         m_manager.set_launch_list(selection);
         m_manager.launch(false, 0);
         refresh_status_bar();

@@ -42,6 +42,7 @@ void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bo
     const int update_mode = fetch_only ? 0 : (force_update ? 2 : 1);
     log(fixed_names::sources::core, tr("Launching %n tasks...", nullptr, idents.size()), { fixed_names::tags::tasks });
 
+    set_running_state(true);
     m_manager.set_launch_list(idents);
     if (!no_add) {
         for (const QString& ident : idents) {
@@ -237,6 +238,7 @@ void core::on_sdk_failed(const QString& ident, signed int error, const QString& 
     log(source_of(ident), text, { fixed_names::tags::tasks });
     l->set(tasks::keys::result, QVariant::fromValue(tasks::common_data { text, false }));
     set_status(ident, text, status_failure);
+    add_problem(ident, text);
     cancel(ident);
     if (sdk::prototype* worker = worker_of(*l))
         worker->clean_up();

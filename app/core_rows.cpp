@@ -2,8 +2,8 @@
 #include "app/core.h"
 
 #include "app/fixed_names.h"
+#include "ui/main_model.h"
 
-#include <QMessageBox>
 
 void core::introduce(const task_element& element)
 {
@@ -28,6 +28,9 @@ void core::introduce(const task_element& element)
         dev.password = element.ep.password;
     l->set(tasks::keys::device, QVariant::fromValue(dev));
     ensure_worker(*l, int(sdk::type::legacy));
+
+    if (m_model)
+        m_model->add_record(main_model::make_record(element.ident, address_text(element.ep), element.ep.mac));
 }
 
 QString core::line_by_serial(const QString& serial) const
@@ -44,6 +47,8 @@ void core::on_window_delete_element(const QString& ident)
 {
     // The line's worker is left alone, as the line may still be referenced by a queued report.
     m_manager.remove_line(ident);
+    if (m_model)
+        m_model->remove_record(ident);
 }
 
 void core::on_window_model_selection_changed(const QString& ident, bool state)
@@ -83,44 +88,3 @@ QString core::source_of(const QString& ident) const
     return l->get(tasks::keys::endpoint).value<endpoint>().short_form();
 }
 
-void core::set_status(const QString& ident, const QString& text, status_mode mode)
-{
-    Q_UNUSED(ident)
-    Q_UNUSED(text)
-    Q_UNUSED(mode)
-}
-
-void core::set_row_address(const QString& ident)
-{
-    Q_UNUSED(ident)
-}
-
-void core::set_row_info(const QString& ident, const QString& serial, const QString& description)
-{
-    Q_UNUSED(ident)
-    Q_UNUSED(serial)
-    Q_UNUSED(description)
-}
-
-void core::warn(const QString& title, const QString& text)
-{
-    if (m_mode == interactive)
-        QMessageBox::warning(nullptr, title, text);
-    else
-        log(fixed_names::sources::core, QStringLiteral("%1: %2").arg(title, text));
-}
-
-void core::refresh_status_bar()
-{
-}
-
-void core::add_problem(const client::queued_data& qd, const QString& text)
-{
-    Q_UNUSED(qd)
-    Q_UNUSED(text)
-}
-
-void core::show_status_message(const QString& text)
-{
-    Q_UNUSED(text)
-}

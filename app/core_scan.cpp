@@ -2,6 +2,7 @@
 #include "app/core.h"
 
 #include "app/fixed_names.h"
+#include "ui/main_model.h"
 
 #include <cstring>
 
@@ -46,6 +47,8 @@ void core::clear_list()
             delete_worker(*l);
         m_manager.remove_line(ident);
     }
+    if (m_model)
+        m_model->clear();
 }
 
 task_element core::element_of(const device& dev)
@@ -71,7 +74,7 @@ void core::on_scanner_device_lost(const mac& address)
     for (const QString& ident : m_manager.lines()) {
         const auto l = m_manager.find(ident);
         if (l && l->get(tasks::keys::device).value<device>().address == address) {
-            m_manager.remove_line(ident);
+            on_window_delete_element(ident);
             return;
         }
     }

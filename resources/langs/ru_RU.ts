@@ -2,6 +2,21 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="ru_RU">
     <context>
+        <name>apply_pack</name>
+        <message>
+            <source>Applying firmware packages</source>
+            <translation>Применение пакетов прошивок</translation>
+        </message>
+        <message>
+            <source>Firmware packages:</source>
+            <translation>Пакеты прошивок:</translation>
+        </message>
+        <message>
+            <source>Target devices:</source>
+            <translation>Целевые устройства:</translation>
+        </message>
+    </context>
+    <context>
         <name>caps</name>
         <message>
             <source>%1.%2, build #%3</source>
@@ -442,6 +457,34 @@
             <source>Execution interrupted</source>
             <translation>Выполнение прервано</translation>
         </message>
+        <message>
+            <source>Interface</source>
+            <translation>Интерфейс</translation>
+        </message>
+        <message>
+            <source>All tasks completed</source>
+            <translation>Все задачи выполнены</translation>
+        </message>
+        <message>
+            <source>Running tasks: %1 out of %2 (limited to %3)</source>
+            <translation>Выполняется задач: %1 из %2 (ограничение %3)</translation>
+        </message>
+        <message>
+            <source>Running tasks: %1 out of %2</source>
+            <translation>Выполняется задач: %1 из %2</translation>
+        </message>
+        <message>
+            <source>About %1</source>
+            <translation>О программе %1</translation>
+        </message>
+        <message>
+            <source>Choose language</source>
+            <translation>Выбор языка</translation>
+        </message>
+        <message>
+            <source>Languages</source>
+            <translation>Языки</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
@@ -517,6 +560,225 @@
         </message>
     </context>
     <context>
+        <name>main_model</name>
+        <message>
+            <source>Device</source>
+            <translation>Устройство</translation>
+        </message>
+        <message>
+            <source>Serial</source>
+            <translation>Серийный номер</translation>
+        </message>
+        <message>
+            <source>MAC address</source>
+            <translation>MAC-адрес</translation>
+        </message>
+        <message>
+            <source>Info</source>
+            <translation>Сведения</translation>
+        </message>
+        <message>
+            <source>Operation</source>
+            <translation>Операция</translation>
+        </message>
+        <message>
+            <source>No information</source>
+            <translation>Нет информации</translation>
+        </message>
+        <message>
+            <source>Added</source>
+            <translation>Добавлено</translation>
+        </message>
+    </context>
+    <context>
+        <name>main_window</name>
+        <message>
+            <source>Kelmar Firmware Update</source>
+            <translation>Kelmar: обновление прошивок</translation>
+        </message>
+        <message>
+            <source>Quit</source>
+            <translation>Выход</translation>
+        </message>
+        <message>
+            <source>Data import...</source>
+            <translation>Импорт данных...</translation>
+        </message>
+        <message>
+            <source>Update online</source>
+            <translation>Обновить онлайн</translation>
+        </message>
+        <message>
+            <source>Clear</source>
+            <translation>Очистить</translation>
+        </message>
+        <message>
+            <source>Add device</source>
+            <translation>Добавить устройство</translation>
+        </message>
+        <message>
+            <source>Edit properties</source>
+            <translation>Изменить свойства</translation>
+        </message>
+        <message>
+            <source>Delete device</source>
+            <translation>Удалить устройство</translation>
+        </message>
+        <message>
+            <source>About</source>
+            <translation>О программе</translation>
+        </message>
+        <message>
+            <source>Network scan</source>
+            <translation>Поиск в сети</translation>
+        </message>
+        <message>
+            <source>Check updates</source>
+            <translation>Проверить обновления</translation>
+        </message>
+        <message>
+            <source>Apply firmware pack</source>
+            <translation>Применить пакет прошивок</translation>
+        </message>
+        <message>
+            <source>Select all</source>
+            <translation>Выбрать все</translation>
+        </message>
+        <message>
+            <source>Invert selection</source>
+            <translation>Инвертировать выбор</translation>
+        </message>
+        <message>
+            <source>Select none</source>
+            <translation>Снять выбор</translation>
+        </message>
+        <message>
+            <source>Problems window</source>
+            <translation>Окно проблем</translation>
+        </message>
+        <message>
+            <source>Force update</source>
+            <translation>Принудительное обновление</translation>
+        </message>
+        <message>
+            <source>Language</source>
+            <translation>Язык</translation>
+        </message>
+        <message>
+            <source>Settings</source>
+            <translation>Настройки</translation>
+        </message>
+        <message>
+            <source>Command line...</source>
+            <translation>Командная строка...</translation>
+        </message>
+        <message>
+            <source>Data export...</source>
+            <translation>Экспорт данных...</translation>
+        </message>
+        <message>
+            <source>Help</source>
+            <translation>Справка</translation>
+        </message>
+        <message>
+            <source>Run tasks</source>
+            <translation>Запустить задачи</translation>
+        </message>
+        <message>
+            <source>Copy status</source>
+            <translation>Копировать статус</translation>
+        </message>
+        <message>
+            <source>Application</source>
+            <translation>Приложение</translation>
+        </message>
+        <message>
+            <source>Queue</source>
+            <translation>Очередь</translation>
+        </message>
+        <message>
+            <source>?</source>
+            <translation>?</translation>
+        </message>
+        <message>
+            <source>Actions</source>
+            <translation>Действия</translation>
+        </message>
+        <message>
+            <source>Options</source>
+            <translation>Параметры</translation>
+        </message>
+        <message>
+            <source>Main toolbar</source>
+            <translation>Основная панель</translation>
+        </message>
+        <message>
+            <source>Test toolbar</source>
+            <translation>Тестовая панель</translation>
+        </message>
+        <message>
+            <source>Script toolbar</source>
+            <translation>Панель сценариев</translation>
+        </message>
+        <message>
+            <source>Offline mode</source>
+            <translation>Автономный режим</translation>
+        </message>
+        <message>
+            <source>Task file selection</source>
+            <translation>Выбор файла задач</translation>
+        </message>
+        <message>
+            <source>Task file export</source>
+            <translation>Экспорт файла задач</translation>
+        </message>
+    </context>
+    <context>
+        <name>port_setup</name>
+        <message>
+            <source>Port selection</source>
+            <translation>Выбор порта</translation>
+        </message>
+        <message>
+            <source>Default</source>
+            <translation>По умолчанию</translation>
+        </message>
+        <message>
+            <source>Custom</source>
+            <translation>Другой</translation>
+        </message>
+    </context>
+    <context>
+        <name>problem_report</name>
+        <message>
+            <source>Issues report</source>
+            <translation>Отчёт о проблемах</translation>
+        </message>
+    </context>
+    <context>
+        <name>problems</name>
+        <message>
+            <source>Time</source>
+            <translation>Время</translation>
+        </message>
+        <message>
+            <source>Task</source>
+            <translation>Задача</translation>
+        </message>
+        <message>
+            <source>Endpoint</source>
+            <translation>Адрес</translation>
+        </message>
+        <message>
+            <source>Serial</source>
+            <translation>Серийный номер</translation>
+        </message>
+        <message>
+            <source>Description</source>
+            <translation>Описание</translation>
+        </message>
+    </context>
+    <context>
         <name>sapi</name>
         <message>
             <source>Line %1: %2</source>
@@ -533,6 +795,10 @@
         <message>
             <source>No selected tasks to export</source>
             <translation>Нет выбранных задач для экспорта</translation>
+        </message>
+        <message>
+            <source>Imported %1 tasks</source>
+            <translation>Импортировано задач: %1</translation>
         </message>
     </context>
     <context>
@@ -642,6 +908,72 @@
         </message>
     </context>
     <context>
+        <name>splash</name>
+        <message>
+            <source>Loading: %1</source>
+            <translation>Загрузка: %1</translation>
+        </message>
+    </context>
+    <context>
+        <name>task_edit</name>
+        <message>
+            <source>Device properties</source>
+            <translation>Свойства устройства</translation>
+        </message>
+        <message>
+            <source>Single</source>
+            <translation>Одно</translation>
+        </message>
+        <message>
+            <source>Multiple</source>
+            <translation>Несколько</translation>
+        </message>
+        <message>
+            <source>Name:</source>
+            <translation>Имя:</translation>
+        </message>
+        <message>
+            <source>Host:</source>
+            <translation>Хост:</translation>
+        </message>
+        <message>
+            <source>Add:</source>
+            <translation>Добавить:</translation>
+        </message>
+        <message>
+            <source>Port:</source>
+            <translation>Порт:</translation>
+        </message>
+        <message>
+            <source>User:</source>
+            <translation>Пользователь:</translation>
+        </message>
+        <message>
+            <source>Password:</source>
+            <translation>Пароль:</translation>
+        </message>
+        <message>
+            <source>Add task</source>
+            <translation>Добавление задачи</translation>
+        </message>
+        <message>
+            <source>Edit task</source>
+            <translation>Изменение задачи</translation>
+        </message>
+        <message>
+            <source>Encrypted</source>
+            <translation>Зашифрован</translation>
+        </message>
+        <message>
+            <source>%1 — %2</source>
+            <translation>%1 — %2</translation>
+        </message>
+        <message>
+            <source>Invalid</source>
+            <translation>Неверно</translation>
+        </message>
+    </context>
+    <context>
         <name>task_list_file</name>
         <message>
             <source>File not found</source>
@@ -670,6 +1002,27 @@
         <message>
             <source>Empty password, assuming default (no password) value</source>
             <translation>Пароль не указан, используется значение по умолчанию (без пароля)</translation>
+        </message>
+    </context>
+    <context>
+        <name>usage_warning</name>
+        <message>
+            <source>Warning</source>
+            <translation>Предупреждение</translation>
+        </message>
+        <message>
+            <source>If the device is working properly, then a firmware update is not required!
+
+Do not turn off the power and Ethernet while updating the device!
+If the device behaves unstable, if the power of the device is unstable, if the Ethernet network is unstable, do not update the firmware of the device. If the update process fails, the device will completely stop working!</source>
+            <translation>Если устройство работает исправно, обновлять прошивку не требуется!
+
+Не отключайте питание и Ethernet во время обновления устройства!
+Если устройство работает нестабильно, если питание устройства нестабильно, если сеть Ethernet нестабильна, не обновляйте прошивку устройства. Если обновление завершится сбоем, устройство полностью перестанет работать!</translation>
+        </message>
+        <message>
+            <source>Do not show this warning again</source>
+            <translation>Больше не показывать это предупреждение</translation>
         </message>
     </context>
 </TS>

@@ -1,0 +1,242 @@
+#include "app/core.h"
+#include "support/devsim_harness.h"
+#include "support/svcsim_harness.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+QByteArray image(int size, char fill)
+{
+    QByteArray data(size, fill);
+    for (int i = 0; i < size; i += 997)
+        data[i] = char(i * 31);
+    return data;
+}
+
+QString md5_hex(const QByteArray& data)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
+}
+
+// Simulated devices and service, and a core in batch mode between them.
+struct fixture
+{
+    bool start_devices(int count, const QJsonObject& defaults = {})
+    {
+        QJsonObject d = defaults;
+        if (!d.contains("reboot_ms"))
+            d["reboot_ms"] = 200;
+        return devices.start(count, d);
+    }
+
+    QString serial(int i) { return devices.state(i)["serial"].toString(); }
+
+    // fleet: serial -> entry, as the service file has it.
+    bool start_service(const QJsonObject& fleet)
+    {
+        return service.start(QJsonObject { { "fleet", fleet } });
+    }
+
+    void make_core(bool offline = false)
+    {
+        {
+            QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
+            s.setValue("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
+            s.setValue("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
+            s.setValue("Service/address", "127.0.0.1");
+            s.setValue("Service/port", service.port());
+        }
+        c = std::make_unique<core>(QString(), dir.path());
+        c->operate(core::batch, offline);
+        QObject::connect(&c->task_manager(), &tasks::manager::flow_ended, [this] { ++ended; });
+        for (int i = 0; i < devices.count(); ++i) {
+            endpoint ep;
+            ep.host = devices.address(i).toString();
+            ep.port = devices.port(i);
+            task_element element(ep, device());
+            c->introduce(element);
+            idents << element.ident;
+        }
+    }
+
+    tasks::common_data result(int i)
+    {
+        return c->task_manager().find(idents[i])->get(tasks::keys::result).value<tasks::common_data>();
+    }
+
+    QString log_text() const
+    {
+        QStringList lines;
+        for (const auto& e : c->history().entries({ "core", "tasks" }))
+            lines << e.text;
+        return lines.join('\n');
+    }
+
+    QTemporaryDir dir;
+    devsim_harness devices;
+    svcsim_harness service;
+    std::unique_ptr<core> c;
+    QStringList idents;
+    int ended = 0;
+};
+
+} // namespace
+
+class test_update_flow : public QObject
+{
+    Q_OBJECT
+private slots:
+    void one_download_serves_two_devices();
+    void verdicts_end_the_flow_data();
+    void verdicts_end_the_flow();
+    void fetch_only_and_force_update();
+    void dropped_service_interrupts_waiting_lines();
+    void failed_upload_cancels_confirm();
+    void offline_mode_opens_no_socket();
+};
+
+void test_update_flow::one_download_serves_two_devices()
+{
+    fixture f;
+    QVERIFY2(f.start_devices(2), qPrintable(f.devices.error()));
+    const QByteArray firmware = image(100000, 'a');
+    const QString path = f.service.add_file("ipc.bin", firmware);
+    const QJsonObject offer { { "verdict", "pending" }, { "offers", QJsonArray { path } } };
+    QVERIFY2(f.start_service({ { f.serial(0), offer }, { f.serial(1), offer } }), qPrintable(f.service.error()));
+    f.make_core();
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 2, 60000);
+
+    QCOMPARE(f.service.requests("file").size(), 1);
+    QCOMPARE(f.service.requests("update").size(), 2);
+    QCOMPARE(f.service.requests("confirm").size(), 2);
+    QCOMPARE(f.log_text().count("Got data for requested version"), 1);
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(f.result(i).text, QStringLiteral("Done upgrading"));
+        QVERIFY(f.result(i).ok);
+        QCOMPARE(f.devices.state(i)["upgrade_md5"].toString(), md5_hex(firmware));
+        QCOMPARE(f.c->task_manager().find(f.idents[i])->get(tasks::keys::version).toString(), md5_hex(firmware));
+    }
+    const QString log = f.log_text();
+    QCOMPARE(log.count("Now uploading the file"), 2);
+    QCOMPARE(log.count("Now upgrading the device"), 2);
+    QVERIFY(log.contains("Confirmed new firmware for " + f.serial(1)));
+}
+
+void test_update_flow::verdicts_end_the_flow_data()
+{
+    QTest::addColumn<QJsonValue>("entry");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("ok");
+    QTest::newRow("denied is a failure") << QJsonValue("denied") << "Denied in service" << false;
+    QTest::newRow("updated") << QJsonValue("updated") << "Updates not found" << true;
+    QTest::newRow("no binding") << QJsonValue("no_binding") << "Firmwares not assigned" << true;
+    QTest::newRow("service error") << QJsonValue(QJsonObject { { "error", 11 } }) << "Execution interrupted" << false;
+}
+
+void test_update_flow::verdicts_end_the_flow()
+{
+    QFETCH(QJsonValue, entry);
+    fixture f;
+    QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
+    QVERIFY2(f.start_service({ { f.serial(0), entry } }), qPrintable(f.service.error()));
+    f.make_core();
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 30000);
+    QTEST(f.result(0).text, "text");
+    QTEST(f.result(0).ok, "ok");
+    QCOMPARE(f.service.requests("file").size(), 0);
+    QCOMPARE(f.service.requests("confirm").size(), 0);
+    QCOMPARE(f.devices.state(0)["upgrades"].toInt(), 0);
+}
+
+void test_update_flow::fetch_only_and_force_update()
+{
+    fixture f;
+    QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
+    const QString path = f.service.add_file("ipc.bin", image(5000, 'b'));
+    QVERIFY2(f.start_service({ { f.serial(0), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { path } } } } }),
+        qPrintable(f.service.error()));
+    f.make_core();
+    f.c->on_window_run_list(false, true, false);
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 30000);
+    QCOMPARE(f.result(0).text, QStringLiteral("Update available"));
+    QCOMPARE(f.service.requests("file").size(), 0);
+    QCOMPARE(f.service.requests("update").at(0).toObject()["force"].toBool(), false);
+
+    // Fetch-only wins over force; a forced full run reports the flag.
+    f.c->on_window_run_list(false, false, true);
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 2, 30000);
+    QCOMPARE(f.service.requests("update").size(), 2);
+    QCOMPARE(f.service.requests("update").at(1).toObject()["force"].toBool(), true);
+}
+
+void test_update_flow::dropped_service_interrupts_waiting_lines()
+{
+    fixture f;
+    QVERIFY2(f.start_devices(3), qPrintable(f.devices.error()));
+    const QString path = f.service.add_file("ipc.bin", image(5000, 'c'));
+    const QJsonObject offer { { "verdict", "pending" }, { "offers", QJsonArray { path } } };
+    QVERIFY2(f.start_service({ { f.serial(0), offer }, { f.serial(1), offer }, { f.serial(2), offer } }),
+        qPrintable(f.service.error()));
+    f.service.set_fault("*", QJsonObject { { "drop", true } });
+    f.make_core();
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 3, 60000);
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(f.result(i).text, QStringLiteral("Execution interrupted"));
+    QVERIFY(!f.c->remote_enabled());
+    QCOMPARE(f.log_text().count("Disabling server communications due to generic network error"), 1);
+    QCOMPARE(f.devices.state(0)["upgrades"].toInt(), 0);
+}
+
+void test_update_flow::failed_upload_cancels_confirm()
+{
+    fixture f;
+    QVERIFY2(f.start_devices(1, QJsonObject { { "faults", QJsonObject { { "chunk_ret", QJsonObject { { "2", 514 } } } } } }),
+        qPrintable(f.devices.error()));
+    const QString path = f.service.add_file("ipc.bin", image(200000, 'd'));
+    QVERIFY2(f.start_service({ { f.serial(0), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { path } } } } }),
+        qPrintable(f.service.error()));
+    f.make_core();
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
+    QVERIFY2(f.result(0).text.startsWith("Failed to upgrade: Error "), qPrintable(f.result(0).text));
+    QVERIFY(!f.result(0).ok);
+    QCOMPARE(f.service.requests("confirm").size(), 0);
+    QVERIFY(f.log_text().contains("Canceling tasks: confirm"));
+}
+
+void test_update_flow::offline_mode_opens_no_socket()
+{
+    fixture f;
+    QVERIFY2(f.start_devices(1, QJsonObject { { "software_version", "V4.02.R11.HI3516EV.10.0001" } }),
+        qPrintable(f.devices.error()));
+    QVERIFY2(f.start_service({}), qPrintable(f.service.error()));
+    const QByteArray firmware = image(40000, 'e');
+    QFile fw(f.dir.filePath("fw.bin"));
+    QVERIFY(fw.open(QIODevice::WriteOnly));
+    fw.write(firmware);
+    fw.close();
+    QFile list(f.dir.filePath("offline_firmwares.list"));
+    QVERIFY(list.open(QIODevice::WriteOnly));
+    list.write(QStringLiteral("HI3516EV.10 %1 1 legacy\n").arg(fw.fileName()).toUtf8());
+    list.close();
+    const QString previous = QDir::currentPath();
+    QDir::setCurrent(f.dir.path());
+    f.make_core(true);
+    QDir::setCurrent(previous);
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
+    QCOMPARE(f.result(0).text, QStringLiteral("Done upgrading"));
+    QCOMPARE(f.devices.state(0)["upgrade_md5"].toString(), md5_hex(firmware));
+    QCOMPARE(f.service.stats()["connections_total"].toInt(), 0);
+}
+
+QTEST_GUILESS_MAIN(test_update_flow)
+#include "test_update_flow.moc"

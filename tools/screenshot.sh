@@ -1,0 +1,97 @@
+#!/usr/bin/env bash
+# Takes a picture of the running program without a display: a virtual X server, a few
+# simulated devices and a simulated update service on loopback, a task list imported
+# through the window and a run started with Ctrl+R.
+#   tools/screenshot.sh [output.png]     (default /tmp/orvane-window.png)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+out=${1:-/tmp/orvane-window.png}
+build=$root/build
+[ -x "$build/app/orvane" ] || bash scripts/setup.sh
+
+work=$(mktemp -d /tmp/orvane-shot.XXXXXX)
+pids=()
+cleanup() {
+    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+    wait 2>/dev/null || true
+    rm -rf "$work"
+}
+trap cleanup EXIT
+wait_ready() {
+    for _ in $(seq 100); do
+        grep -q '^ready' "$1" 2>/dev/null && return 0
+        sleep 0.1
+    done
+    echo "simulator did not start" >&2; return 1
+}
+
+openssl rand -out "$work/fw.bin" $((2 * 1024 * 1024))
+client_id=$(openssl rand -hex 8)
+client_key=$(openssl rand -hex 32)
+cat > "$work/devices.json" <<JSON
+{ "count": 5, "base": "127.0.0.41", "port": 34567,
+  "defaults": { "reboot_ms": 1500 },
+  "devices": [ { "serial": "SHOT00000001" }, { "serial": "SHOT00000002" }, { "serial": "SHOT00000003" },
+               { "serial": "SHOT00000004" }, { "serial": "SHOT00000005", "device_type": "NVR" } ] }
+JSON
+pending='{"verdict": "pending", "offers": [{"file": "fw.bin", "type": 1, "sdk_type": "legacy"}]}'
+cat > "$work/service.json" <<JSON
+{ "client_id": "$client_id", "client_key": "$client_key", "address": "127.0.0.1", "port": 0,
+  "fleet": { "SHOT00000001": $pending, "SHOT00000002": $pending, "SHOT00000003": "updated",
+             "SHOT00000004": "denied", "SHOT00000005": $pending },
+  "faults": { "file": { "delay_ms": 4000 } } }
+JSON
+"$build/tools/devsim/orvane-devsim" --config "$work/devices.json" > "$work/devsim.out" 2>&1 &
+pids+=($!)
+"$build/tools/svcsim/orvane-svcsim" --config "$work/service.json" > "$work/svcsim.out" 2>&1 &
+pids+=($!)
+wait_ready "$work/devsim.out"
+wait_ready "$work/svcsim.out"
+port=$(grep -o ' port=[0-9]*' "$work/svcsim.out" | head -1 | cut -d= -f2)
+
+mkdir "$work/run"
+cp "$build/app/orvane" "$work/run/"
+cat > "$work/run/ov.config" <<INI
+[General]
+usage_warning_accepted=true
+[Service]
+client_id=$client_id
+client_key=$client_key
+address=127.0.0.1
+port=$port
+INI
+{ for i in 41 42 43 44 45; do echo "127.0.0.$i,34567,admin,"; done; echo "127.0.0.1,1,admin,"; } > "$work/devices.csv"
+
+display=:$((90 + RANDOM % 100))
+Xvfb "$display" -screen 0 1100x700x24 > "$work/xvfb.log" 2>&1 &
+pids+=($!)
+export DISPLAY=$display XDG_RUNTIME_DIR=$work/xdg
+mkdir -m 700 "$XDG_RUNTIME_DIR"
+sleep 1
+(cd "$work/run" && ./orvane > "$work/orvane.log" 2>&1) &
+pids+=($!)
+
+window=""
+for _ in $(seq 50); do
+    window=$(xdotool search --name "Kelmar Firmware Update" 2>/dev/null | head -1) && [ -n "$window" ] && break
+    sleep 0.2
+done
+[ -n "$window" ] || { echo "the window did not appear" >&2; exit 1; }
+xdotool windowsize "$window" 1100 700
+xdotool windowfocus --sync "$window"
+sleep 1
+# Import the task list through the file dialog, then Run.
+xdotool key ctrl+i
+sleep 1
+xdotool type --delay 5 "$work/devices.csv"
+xdotool key Return
+sleep 1
+xdotool windowfocus --sync "$window"
+xdotool key ctrl+r
+sleep "${SHOT_DELAY:-6}"
+# The problems window opens over the table at the first failure; the table is the subject here.
+for problems in $(xdotool search --name "Issues report" 2>/dev/null); do xdotool windowunmap "$problems"; done
+sleep 0.3
+import -window root "$out"
+echo "screenshot: $out"
