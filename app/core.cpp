@@ -97,6 +97,9 @@ core::~core()
         if (auto l = m_manager.find(ident))
             delete_worker(*l);
     }
+    for (const auto& worker : m_retired_workers)
+        worker->clean_up();
+    m_retired_workers.clear();
     // Windows go before the models they show, and the log pane before the history that feeds it.
     m_history.remove_listener(0);
     m_task_edit.reset();

@@ -20,6 +20,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 class blackbox;
 class main_model;
@@ -242,6 +243,7 @@ private:
     int m_last_ok = 0;
     QString m_last_result;
     QHash<QString, device_task> m_dispatch;
+    std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines
 
     std::unique_ptr<main_model> m_model;
     std::unique_ptr<main_model_filter> m_filter;

@@ -226,7 +226,9 @@ void core::on_sdk_done(const QString& ident)
         l->set(tasks::keys::endpoint, QVariant::fromValue(ep));
         set_row_address(ident);
     }
-    m_manager.task_finished(ident);
+    // A failed reset reports failed and then done; the first has already finished the task.
+    if (l->has_current())
+        m_manager.task_finished(ident);
 }
 
 void core::on_sdk_failed(const QString& ident, signed int error, const QString& description)
@@ -242,7 +244,8 @@ void core::on_sdk_failed(const QString& ident, signed int error, const QString& 
     cancel(ident);
     if (sdk::prototype* worker = worker_of(*l))
         worker->clean_up();
-    m_manager.task_finished(ident);
+    if (l->has_current())
+        m_manager.task_finished(ident);
 }
 
 void core::on_sdk_data_available(const QString& ident, const parameters& p)

@@ -45,7 +45,12 @@ QString core::line_by_serial(const QString& serial) const
 
 void core::on_window_delete_element(const QString& ident)
 {
-    // The line's worker is left alone, as the line may still be referenced by a queued report.
+    // The worker is left to finish what it queued: a report may still be on its way. It is
+    // kept aside so that it ends with the program instead of running on unowned.
+    if (const auto l = m_manager.find(ident)) {
+        if (sdk::prototype* worker = worker_of(*l))
+            m_retired_workers.emplace_back(worker);
+    }
     m_manager.remove_line(ident);
     if (m_model)
         m_model->remove_record(ident);

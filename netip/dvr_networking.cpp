@@ -44,7 +44,9 @@ dvr_networking::dvr_networking(QObject* parent)
 
 dvr_networking::~dvr_networking()
 {
-    m_socket->deleteLater();
+    // The owner deletes the client on the socket's thread or after that thread has ended,
+    // where no event loop would ever run a deleteLater.
+    delete m_socket;
 }
 
 bool dvr_networking::connect_to(const QString& host, uint16_t port)

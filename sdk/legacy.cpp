@@ -51,8 +51,17 @@ legacy::legacy(QObject* parent)
 
 legacy::~legacy()
 {
+    stop_queue();
     wait();
     delete m_client;
+}
+
+dvr_networking& legacy::client()
+{
+    // A step run outside a queue, or after a failure dropped the create step, still finds one.
+    if (!m_client)
+        m_client = new dvr_networking();
+    return *m_client;
 }
 
 void legacy::set_factory_password(const QString& password)
@@ -245,16 +254,16 @@ bool legacy::run_step(const step& s)
 
 bool legacy::op_login()
 {
-    if (!m_client->connect_to(m_device.ip, m_device.port)) {
+    if (!client().connect_to(m_device.ip, m_device.port)) {
         fail(1, tr("Error connecting to %1").arg(m_device.ip));
         return false;
     }
-    const QString first = m_device.password_is_hash ? m_device.password : m_client->encrypt_password(m_device.password);
-    const QString second = m_client->encrypt_password(factory_password());
-    if (m_client->login(m_device.user, first, nullptr))
+    const QString first = m_device.password_is_hash ? m_device.password : client().encrypt_password(m_device.password);
+    const QString second = client().encrypt_password(factory_password());
+    if (client().login(m_device.user, first, nullptr))
         return true;
     uint16_t ret = 0;
-    if (m_client->login(m_device.user, second, &ret))
+    if (client().login(m_device.user, second, &ret))
         return true;
     const QString text = (ret == 203 || ret == 205) ? tr("Incorrect login or password") : tr("Can't login");
     fail(2, text + tr(" when connecting to %1").arg(m_device.ip));
@@ -264,13 +273,13 @@ bool legacy::op_login()
 bool legacy::op_identify()
 {
     QString serial, hardware, version, build;
-    if (!m_client->system_info(serial, hardware, version, build)) {
+    if (!client().system_info(serial, hardware, version, build)) {
         fail(3, tr("Error requesting system data"));
         return false;
     }
     if (m_device.address.is_null()) {
         SDK_CONFIG_NET_COMMON_V2 fetched;
-        if (!m_client->get_net_common(fetched)) {
+        if (!client().get_net_common(fetched)) {
             fail(19, tr("Error requesting system data"));
             return false;
         }
@@ -398,14 +407,14 @@ bool legacy::op_change_transfer_policy(const QString& policy)
         return false;
     }
     SDK_CONFIG_NET_COMMON_V2 current;
-    if (!m_client->get_net_common(current)) {
+    if (!client().get_net_common(current)) {
         fail(15, tr("Error requesting current configuration"));
         return false;
     }
     if (current.TransferPlan == found.value())
         return true;
     current.TransferPlan = found.value();
-    if (!m_client->set_net_common(current)) {
+    if (!client().set_net_common(current)) {
         fail(16, tr("Error setting the transfer policy"));
         return false;
     }
@@ -414,7 +423,7 @@ bool legacy::op_change_transfer_policy(const QString& policy)
 
 bool legacy::op_dhcp(bool enable)
 {
-    if (!m_client->set_dhcp(enable)) {
+    if (!client().set_dhcp(enable)) {
         fail(10, tr("Error setting DHCP"));
         return false;
     }
@@ -441,7 +450,7 @@ bool legacy::op_fix(bool force)
 
 bool legacy::op_import_configuration(const QString& path)
 {
-    if (!m_client->import_configuration(path)) {
+    if (!client().import_configuration(path)) {
         fail(9, tr("Error importing configuration"));
         return false;
     }
@@ -450,7 +459,7 @@ bool legacy::op_import_configuration(const QString& path)
 
 bool legacy::op_reboot()
 {
-    if (!m_client->reboot()) {
+    if (!client().reboot()) {
         fail(4, tr("Unable to reboot the device"));
         return false;
     }
@@ -459,7 +468,7 @@ bool legacy::op_reboot()
 
 bool legacy::op_reset_configuration(bool network_only)
 {
-    if (!m_client->reset_configuration(network_only ? 16 : 1023))
+    if (!client().reset_configuration(network_only ? 16 : 1023))
         fail(7, tr("Unable to reset device configuration"));
     // The device falls back to its factory address whatever it answered.
     m_device.net.HostIP = QHostAddress(QStringLiteral("192.168.1.10")).toIPv4Address();
@@ -478,14 +487,14 @@ bool legacy::op_set_language(const QString& language)
         return false;
     }
     location_config current;
-    if (!m_client->get_location(current)) {
+    if (!client().get_location(current)) {
         fail(12, tr("Error requesting current configuration"));
         return false;
     }
     if (current.language == index)
         return true;
     current.language = index;
-    if (!m_client->set_location(current)) {
+    if (!client().set_location(current)) {
         fail(13, tr("Error setting the language"));
         return false;
     }
@@ -542,7 +551,7 @@ bool legacy::op_upgrade_firmware(const QByteArray& data)
         // The core reads a legacy percentage from the total; it goes in both.
         emit flash_progress(m_ident, kind, percent, percent);
     };
-    const bool ok = m_client->upgrade(reader, progress);
+    const bool ok = client().upgrade(reader, progress);
     emit flash_progress(m_ident, ok ? flash_progress_type::done : flash_progress_type::failure, 0, 0);
     return ok;
 }

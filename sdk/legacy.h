@@ -62,6 +62,8 @@ private:
     bool broadcast_config(const SDK_CONFIG_NET_COMMON_V2& record);
     void fail(int code, const QString& text);
 
+    dvr_networking& client();
+
     dvr_networking* m_client = nullptr;
 };
 

@@ -5,6 +5,8 @@
 
 #include <QTemporaryFile>
 
+#include <algorithm>
+
 namespace sdk {
 
 prototype* prototype::create(int type)
@@ -28,10 +30,7 @@ prototype::prototype(sdk::type kind, QObject* parent)
 
 prototype::~prototype()
 {
-    {
-        QMutexLocker lock(&m_queue_mutex);
-        m_queue.clear();
-    }
+    stop_queue();
     wait();
     delete m_temporary_file;
 }
@@ -56,19 +55,21 @@ void prototype::update_device(const device& dev)
 void prototype::enqueue(const step& s, bool with_client, bool with_login, bool with_done)
 {
     QMutexLocker lock(&m_queue_mutex);
+    const quint64 batch = ++m_batch;
+    const auto append = [&](int code, const QVariantList& args) { m_queue.append({ code, args, batch }); };
     if (with_client)
-        m_queue.append({ step_create_client, {} });
+        append(step_create_client, {});
     if (with_login) {
-        m_queue.append({ step_login, {} });
-        m_queue.append(s);
-        m_queue.append({ step_close, {} });
+        append(step_login, {});
+        append(s.code, s.args);
+        append(step_close, {});
     } else {
-        m_queue.append(s);
+        append(s.code, s.args);
     }
     if (with_client)
-        m_queue.append({ step_destroy_client, {} });
+        append(step_destroy_client, {});
     if (with_done)
-        m_queue.append({ step_emit_done, {} });
+        append(step_emit_done, {});
 
     if (!m_active) {
         m_active = true;
@@ -88,7 +89,7 @@ QList<int> prototype::queued_codes() const
     return codes;
 }
 
-bool prototype::take_next(step& out)
+bool prototype::take_next(step& out, quint64& newest)
 {
     QMutexLocker lock(&m_queue_mutex);
     if (m_queue.isEmpty()) {
@@ -98,18 +99,32 @@ bool prototype::take_next(step& out)
     }
     m_current = m_queue.takeFirst();
     out = m_current;
+    newest = m_batch;
     return true;
+}
+
+void prototype::drop_through(quint64 batch)
+{
+    QMutexLocker lock(&m_queue_mutex);
+    m_queue.erase(std::remove_if(m_queue.begin(), m_queue.end(), [batch](const step& s) { return s.batch <= batch; }),
+        m_queue.end());
+}
+
+void prototype::stop_queue()
+{
+    QMutexLocker lock(&m_queue_mutex);
+    m_queue.clear();
 }
 
 void prototype::run()
 {
     step s;
-    while (take_next(s)) {
-        if (!run_step(s)) {
-            // A failed step has said what it had to say; the rest of its queue goes.
-            QMutexLocker lock(&m_queue_mutex);
-            m_queue.clear();
-        }
+    quint64 newest = 0;
+    while (take_next(s, newest)) {
+        // A failed step has said what it had to say; the rest of the queue goes with it. Steps
+        // queued after it started stay: they answer its failure report.
+        if (!run_step(s))
+            drop_through(newest);
     }
 }
 

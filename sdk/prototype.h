@@ -57,6 +57,7 @@ public:
     {
         int code = 0;
         QVariantList args;
+        quint64 batch = 0; // the enqueue call it came with
     };
 
     // Builds the backend of a type; throws creating_exception for anything but 1, 2, 3.
@@ -113,6 +114,9 @@ signals:
 
 protected:
     void run() override;
+    // Drops every step still waiting; the one running finishes. Derived destructors call it
+    // before waiting, so a deleted worker doesn't work off a long queue first.
+    void stop_queue();
     // One step on the worker thread; false ends the queue. The base handles "emit done".
     virtual bool run_step(const step& s);
 
@@ -122,7 +126,10 @@ protected:
     parameters m_parameters;
 
 private:
-    bool take_next(step& out);
+    // The next step, and the newest batch queued when it was taken.
+    bool take_next(step& out, quint64& newest);
+    // After a failure: drops the steps of that batch and of those queued before the step ran.
+    void drop_through(quint64 batch);
 
     sdk::type m_type;
     QTemporaryFile* m_temporary_file = nullptr;
@@ -130,6 +137,7 @@ private:
     QList<step> m_queue;
     step m_current;
     bool m_active = false;
+    quint64 m_batch = 0;
     bool m_first_use = true;
 };
 

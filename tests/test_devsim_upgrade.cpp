@@ -19,7 +19,7 @@ QByteArray image_of(int size)
 {
     QByteArray image(size, Qt::Uninitialized);
     for (int i = 0; i < size; ++i)
-        image[i] = char((i * 131) ^ (i >> 9));
+        image[i] = char((uint(i) * 131u) ^ (uint(i) >> 9));
     return image;
 }
 

@@ -132,7 +132,7 @@ bool read_responses(QTcpSocket& socket, int count, QList<int>* statuses, int tim
 
 // The simulator with a plain and a sealed copy of a 64 MiB file; a copy per client
 // would pass this. AddressSanitizer keeps up to 256 MiB of freed memory resident.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(ORVANE_SANITIZED)
 constexpr qint64 peak_limit_kib = (200 + 256) * 1024;
 #else
 constexpr qint64 peak_limit_kib = 200 * 1024;
