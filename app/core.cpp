@@ -6,6 +6,7 @@
 #include "diagnostics/blackbox.h"
 #include "sdk/legacy.h"
 #include "tasks/sdk_type.h"
+#include "ui/apply_pack.h"
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
 #include "ui/main_window.h"
@@ -32,6 +33,7 @@ core::core(const QString& own_checksum, const QString& application_path)
     , loggable("core")
     , m_own_checksum(own_checksum)
     , m_application_path(application_path)
+    , m_crypto(delivery::make_pack_crypto([this] { return m_client.client_id(); }))
 {
     m_portable = app_paths::is_portable(QCoreApplication::applicationDirPath());
     register_meta_types();
@@ -56,6 +58,7 @@ core::core(const QString& own_checksum, const QString& application_path)
     connect(&m_scanner, &scanner::done, this, &core::on_scanner_done);
 
     m_dispatch = {
+        { tasks::names::apply_pack_firmware, &core::dt_apply_pack_firmware },
         { tasks::names::identify, &core::dt_identify },
         { tasks::names::check_updates, &core::dt_check_updates },
         { tasks::names::flash, &core::dt_update },
@@ -102,6 +105,7 @@ core::~core()
     m_retired_workers.clear();
     // Windows go before the models they show, and the log pane before the history that feeds it.
     m_history.remove_listener(0);
+    m_apply_pack.reset();
     m_task_edit.reset();
     m_problems.reset();
     m_window.reset();
@@ -169,9 +173,11 @@ bool core::operate(operation_mode mode, bool offline)
         log(fixed_names::sources::core, tr("Disabling remote communications because offline mode was specified."));
         // The box needs the widget application, which batch mode doesn't create.
         if (m_mode == interactive)
-            QMessageBox::information(m_window.get(), tr("Offline mode"),
+            QMessageBox::information(m_splash.get(), tr("Offline mode"),
                 tr("The application is started in offline mode. Communication with remote services will not be established."));
     }
+
+    open_cache();
 
     if (m_mode == interactive) {
         stage(tr("Interface"));

@@ -2,14 +2,17 @@
 
 #include "app/menu_options.h"
 #include "delivery/client.h"
+#include "delivery/pack_crypto.h"
 #include "diagnostics/log_history.h"
 #include "diagnostics/loggable.h"
+#include "firmware_pack/pack_v3.h"
 #include "tasks/common_data.h"
 #include "tasks/manager.h"
 #include "tasks/task_element.h"
 #include "sdk/prototype.h"
 #include "sdk/scanner.h"
 #include "ui/model_structures.h"
+#include "ui/pack_list_model.h"
 
 #include <QMutex>
 #include <QObject>
@@ -22,6 +25,7 @@
 #include <optional>
 #include <vector>
 
+class apply_pack;
 class blackbox;
 class main_model;
 class main_model_filter;
@@ -94,6 +98,20 @@ public:
     QString resolve_variable(const QString& path) const;
     void set_last_result(int ok, const QString& result);
 
+    // The firmware pack files on offer: the application folder when portable, the data
+    // locations otherwise; the cache only when asked for.
+    QStringList find_packs(bool include_cache) const;
+    // Opens a pack with the service identity's functions; true when it loaded without error.
+    bool load_pack(std::shared_ptr<firmware_pack::pack>& pack, const QString& path);
+    // A pack's targets, present when a line has the serial; only those with only_present.
+    model_structures::device_list pack_targets(const std::shared_ptr<firmware_pack::pack>& pack, bool only_present) const;
+    // The dialog's records for these files; a file that doesn't load adds its line to errors.
+    QList<pack_list_model::record> pack_offers(const QStringList& files, QStringList& errors);
+    // Adds apply_pack_firmware to every line of each target's serial and launches; always true.
+    bool apply_firmware_pack(const std::shared_ptr<firmware_pack::pack>& pack, const model_structures::device_list& targets);
+    // Whether the firmware cache is used; off from its first failure to the end of the run.
+    bool cache_in_use() const { return m_cache_in_use; }
+
     // Paths of the program's files for this run.
     bool portable() const { return m_portable; }
     QString settings_path() const;
@@ -136,6 +154,8 @@ public slots:
     void on_window_clear_list();
     void on_window_delete_element(const QString& ident);
     void on_window_model_selection_changed(const QString& ident, bool state);
+    void on_window_apply_pack();
+    void on_apply_pack_accepted(const model_structures::device_list& targets);
     void on_task_edit_added(const QList<endpoint>& data);
     void on_task_edit_edited(const QString& ident, const endpoint& data);
 
@@ -201,6 +221,14 @@ private:
     void clean_up_worker(const QString& ident, const QString& log_text);
     // Hands the service identity and address from the settings to the client.
     void configure_service(bool offline);
+    void dt_apply_pack_firmware(const QString& ident);
+    // Creates or loads the cache at start-up (stages "Creating cache", "Loading cache").
+    void open_cache();
+    // The firmware from the cache, checked against its identifier; empty when it isn't there
+    // or fails, and a failure turns the cache off.
+    QByteArray cached_firmware(const QString& firmware);
+    // Keeps an arrived firmware in the cache unless it is there already.
+    void cache_firmware(const QString& firmware, const QByteArray& data);
     void dt_await_device(const QString& ident);
     void dt_change_ip(const QString& ident);
     void dt_change_port(const QString& ident);
@@ -251,7 +279,10 @@ private:
     std::unique_ptr<splash> m_splash;
     std::unique_ptr<problem_report> m_problems;
     std::unique_ptr<task_edit> m_task_edit;
+    std::unique_ptr<apply_pack> m_apply_pack;
+    firmware_pack::pack_v3 m_cache;
     client m_client;
+    delivery::pack_crypto m_crypto;
     tasks::manager m_manager;
     scanner m_scanner;
     bool m_scan_finished = true;

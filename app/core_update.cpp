@@ -92,6 +92,11 @@ void core::dt_update(const QString& ident)
     const QString serial = l->get(tasks::keys::serial).toString();
     const QString firmware = l->get(tasks::keys::new_version).value<client::update_resp::firmware_list>().value(0).firmware;
 
+    const QByteArray cached = cached_firmware(firmware);
+    if (!cached.isEmpty()) {
+        apply_firmware(ident, cached);
+        return;
+    }
     if (m_requested_versions.contains(firmware))
         return; // a request is under way; its arrival will find this line
     if (!m_client.request_file(serial, firmware)) {
@@ -106,6 +111,8 @@ void core::dt_update(const QString& ident)
 void core::on_client_file_received(const QString& version, const QByteArray& data)
 {
     log(fixed_names::sources::core, tr("Got data for requested version"));
+    // Cached before delivery, so that a line reaching flash later finds it there.
+    cache_firmware(version, data);
     m_requested_versions.removeAll(version);
     for (const QString& ident : m_manager.lines()) {
         const auto l = m_manager.find(ident);

@@ -3,6 +3,7 @@
 
 #include "app/caps.h"
 #include "app/fixed_names.h"
+#include "ui/apply_pack.h"
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
 #include "ui/main_window.h"
@@ -54,6 +55,7 @@ void core::build_interface()
     connect(w, &main_window::lang, this, &core::on_window_lang);
     connect(w, &main_window::option_menu_executed, this, &core::on_window_option_menu_executed);
     connect(w, &main_window::error_list, this, &core::on_window_error_list);
+    connect(w, &main_window::apply_pack, this, &core::on_window_apply_pack);
 
     m_model = std::make_unique<main_model>();
     m_filter = std::make_unique<main_model_filter>();
@@ -66,6 +68,8 @@ void core::build_interface()
     m_task_edit = std::make_unique<task_edit>(w);
     connect(m_task_edit.get(), &task_edit::added, this, &core::on_task_edit_added);
     connect(m_task_edit.get(), &task_edit::edited, this, &core::on_task_edit_edited);
+    m_apply_pack = std::make_unique<apply_pack>(w);
+    connect(m_apply_pack.get(), &apply_pack::pack_accepted, this, &core::on_apply_pack_accepted);
     w->show();
 }
 

@@ -1,91 +1,9 @@
-#include "app/core.h"
-#include "support/devsim_harness.h"
-#include "support/svcsim_harness.h"
+#include "tests/support/fleet_fixture.h"
 
-#include <QCryptographicHash>
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
 #include <QtTest>
 
-namespace {
+using namespace fleet;
 
-QByteArray image(int size, char fill)
-{
-    QByteArray data(size, fill);
-    for (int i = 0; i < size; i += 997)
-        data[i] = char(i * 31);
-    return data;
-}
-
-QString md5_hex(const QByteArray& data)
-{
-    return QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
-}
-
-// Simulated devices and service, and a core in batch mode between them.
-struct fixture
-{
-    bool start_devices(int count, const QJsonObject& defaults = {})
-    {
-        QJsonObject d = defaults;
-        if (!d.contains("reboot_ms"))
-            d["reboot_ms"] = 200;
-        return devices.start(count, d);
-    }
-
-    QString serial(int i) { return devices.state(i)["serial"].toString(); }
-
-    // fleet: serial -> entry, as the service file has it.
-    bool start_service(const QJsonObject& fleet)
-    {
-        return service.start(QJsonObject { { "fleet", fleet } });
-    }
-
-    void make_core(bool offline = false)
-    {
-        {
-            QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
-            s.setValue("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
-            s.setValue("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
-            s.setValue("Service/address", "127.0.0.1");
-            s.setValue("Service/port", service.port());
-        }
-        c = std::make_unique<core>(QString(), dir.path());
-        c->operate(core::batch, offline);
-        QObject::connect(&c->task_manager(), &tasks::manager::flow_ended, [this] { ++ended; });
-        for (int i = 0; i < devices.count(); ++i) {
-            endpoint ep;
-            ep.host = devices.address(i).toString();
-            ep.port = devices.port(i);
-            task_element element(ep, device());
-            c->introduce(element);
-            idents << element.ident;
-        }
-    }
-
-    tasks::common_data result(int i)
-    {
-        return c->task_manager().find(idents[i])->get(tasks::keys::result).value<tasks::common_data>();
-    }
-
-    QString log_text() const
-    {
-        QStringList lines;
-        for (const auto& e : c->history().entries({ "core", "tasks" }))
-            lines << e.text;
-        return lines.join('\n');
-    }
-
-    QTemporaryDir dir;
-    devsim_harness devices;
-    svcsim_harness service;
-    std::unique_ptr<core> c;
-    QStringList idents;
-    int ended = 0;
-};
-
-} // namespace
 
 class test_update_flow : public QObject
 {

@@ -485,6 +485,94 @@
             <source>Languages</source>
             <translation>Языки</translation>
         </message>
+        <message>
+            <source>Creating cache</source>
+            <translation>Создание кэша</translation>
+        </message>
+        <message>
+            <source>Created the cache file.</source>
+            <translation>Файл кэша создан.</translation>
+        </message>
+        <message>
+            <source>Failed to create the cache file, no cache will be used.</source>
+            <translation>Не удалось создать файл кэша, кэш не будет использоваться.</translation>
+        </message>
+        <message>
+            <source>Loading cache</source>
+            <translation>Загрузка кэша</translation>
+        </message>
+        <message>
+            <source>Failed to load the cache file: error code %1.</source>
+            <translation>Не удалось загрузить файл кэша: код ошибки %1.</translation>
+        </message>
+        <message>
+            <source>Cache file error</source>
+            <translation>Ошибка файла кэша</translation>
+        </message>
+        <message>
+            <source>Unable to load the cache file. Create a new one?</source>
+            <translation>Не удаётся загрузить файл кэша. Создать новый?</translation>
+        </message>
+        <message>
+            <source>Unable to create the cache file</source>
+            <translation>Не удаётся создать файл кэша</translation>
+        </message>
+        <message>
+            <source>The update is found in the cache</source>
+            <translation>Обновление найдено в кэше</translation>
+        </message>
+        <message>
+            <source>Failed to decrypt the data from the cache file</source>
+            <translation>Не удалось расшифровать данные из файла кэша</translation>
+        </message>
+        <message>
+            <source>Failed to extract the data from the cache file: cached update data mismatches target.</source>
+            <translation>Не удалось извлечь данные из файла кэша: данные обновления в кэше не совпадают с целевыми.</translation>
+        </message>
+        <message>
+            <source>Firmware cached</source>
+            <translation>Прошивка сохранена в кэше</translation>
+        </message>
+        <message>
+            <source>Error adding to the cache file</source>
+            <translation>Ошибка добавления в файл кэша</translation>
+        </message>
+        <message>
+            <source>"%1": error code %2</source>
+            <translation>«%1»: код ошибки %2</translation>
+        </message>
+        <message>
+            <source>Firmware packages</source>
+            <translation>Пакеты прошивок</translation>
+        </message>
+        <message>
+            <source>No firmware packages found. Check their location and try again.</source>
+            <translation>Пакеты прошивок не найдены. Проверьте их расположение и повторите попытку.</translation>
+        </message>
+        <message>
+            <source>Firmware package error</source>
+            <translation>Ошибка пакета прошивок</translation>
+        </message>
+        <message>
+            <source>Unable to load firmware packages:</source>
+            <translation>Не удаётся загрузить пакеты прошивок:</translation>
+        </message>
+        <message>
+            <source>Nothing selected</source>
+            <translation>Ничего не выбрано</translation>
+        </message>
+        <message>
+            <source>The updates will not be applied because no selected devices are available.</source>
+            <translation>Обновления не будут применены, так как нет доступных выбранных устройств.</translation>
+        </message>
+        <message>
+            <source>Error</source>
+            <translation>Ошибка</translation>
+        </message>
+        <message>
+            <source>Error loading the firmware package</source>
+            <translation>Ошибка загрузки пакета прошивок</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>

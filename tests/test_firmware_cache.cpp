@@ -1,0 +1,234 @@
+// Firmware kept on disk: the cache between runs and packs applied without the service.
+#include "firmware_pack/pack.h"
+#include "tests/support/fleet_fixture.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QtTest>
+
+using namespace fleet;
+
+namespace {
+
+// Runs the pack builder; its output on failure.
+QString packtool(const QStringList& args)
+{
+    QProcess p;
+    p.start(qEnvironmentVariable("ORVANE_TOOLS_DIR") + QStringLiteral("/packtool/orvane-packtool"), args);
+    if (!p.waitForFinished(30000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
+        return QString::fromUtf8(p.readAllStandardError() + p.readAllStandardOutput()) + QStringLiteral(" (failed)");
+    return {};
+}
+
+QString cache_path(const fixture& f)
+{
+    return f.dir.filePath(QStringLiteral("cache.ovpack"));
+}
+
+// Flips bytes in the middle of a file, where a cached firmware's payload lies.
+bool garble_middle(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite))
+        return false;
+    const qint64 at = file.size() / 2;
+    file.seek(at);
+    QByteArray bytes = file.read(16);
+    for (char& b : bytes)
+        b = char(~b);
+    file.seek(at);
+    return file.write(bytes) == 16;
+}
+
+} // namespace
+
+class test_firmware_cache : public QObject
+{
+    Q_OBJECT
+private slots:
+    void second_run_needs_no_download();
+    void garbled_cache_falls_back_to_the_service();
+    void foreign_cache_is_not_used();
+    void pack_flashes_checked_present_devices_data();
+    void pack_flashes_checked_present_devices();
+    void damaged_pack_is_reported_beside_the_good_one();
+};
+
+void test_firmware_cache::second_run_needs_no_download()
+{
+    fixture f;
+    QVERIFY2(f.start_devices(2), qPrintable(f.devices.error()));
+    const QByteArray firmware = image(120000, 'c');
+    const QJsonObject offer { { "verdict", "pending" }, { "offers", QJsonArray { f.service.add_file("fw.bin", firmware) } } };
+    QVERIFY2(f.start_service({ { f.serial(0), offer }, { f.serial(1), offer } }), qPrintable(f.service.error()));
+
+    f.make_core();
+    QVERIFY(f.log_text().contains("Created the cache file."));
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 2, 60000);
+    QCOMPARE(f.service.requests("file").size(), 1);
+    QCOMPARE(f.log_text().count("Firmware cached"), 1);
+    f.end_run();
+    QVERIFY(f.devices_back());
+
+    QVERIFY(f.service.clear_requests());
+    f.make_core();
+    QVERIFY(!f.log_text().contains("Created the cache file."));
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 2, 60000);
+    QCOMPARE(f.service.requests("file").size(), 0);
+    QCOMPARE(f.service.requests("confirm").size(), 2);
+    QCOMPARE(f.log_text().count("The update is found in the cache"), 2);
+    QVERIFY(!f.log_text().contains("Firmware cached"));
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(f.result(i).text, QStringLiteral("Done upgrading"));
+        QCOMPARE(f.devices.state(i)["upgrade_md5"].toString(), md5_hex(firmware));
+    }
+    QVERIFY(f.c->cache_in_use());
+    // The file written by the program passes the supplier's tool.
+    QCOMPARE(packtool({ "check", "-i", f.service.client_id().toHex(), cache_path(f) }), QString());
+}
+
+void test_firmware_cache::garbled_cache_falls_back_to_the_service()
+{
+    fixture f;
+    QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
+    const QByteArray firmware = image(200000, 'g');
+    const QJsonObject offer { { "verdict", "pending" }, { "offers", QJsonArray { f.service.add_file("fw.bin", firmware) } } };
+    QVERIFY2(f.start_service({ { f.serial(0), offer } }), qPrintable(f.service.error()));
+    f.make_core();
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
+    f.end_run();
+    QVERIFY(f.devices_back());
+
+    QVERIFY(garble_middle(cache_path(f)));
+    QVERIFY(f.service.clear_requests());
+    f.make_core();
+    QVERIFY(f.c->cache_in_use());
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
+    QVERIFY2(f.log_text().contains(
+                 "Failed to extract the data from the cache file: cached update data mismatches target."),
+        qPrintable(f.log_text()));
+    QVERIFY(!f.c->cache_in_use());
+    QCOMPARE(f.service.requests("file").size(), 1);
+    QCOMPARE(f.result(0).text, QStringLiteral("Done upgrading"));
+    QCOMPARE(f.devices.state(0)["upgrade_md5"].toString(), md5_hex(firmware));
+    // Switched off, the cache isn't written again: the bad entry stays as it was.
+    QVERIFY(!f.log_text().contains("Firmware cached"));
+}
+
+void test_firmware_cache::foreign_cache_is_not_used()
+{
+    fixture f;
+    QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
+    const QByteArray firmware = image(50000, 'f');
+    const QString file = f.service.add_file("fw.bin", firmware);
+    QVERIFY2(f.start_service({ { f.serial(0), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { file } } } } }),
+        qPrintable(f.service.error()));
+    // A cache of another service identity: its idents don't open under ours.
+    QCOMPARE(packtool({ "build", "-i", "0102030405060708", "--cache", "-o", cache_path(f), file }), QString());
+
+    f.make_core();
+    QVERIFY2(f.log_text().contains("Failed to load the cache file: error code 12."), qPrintable(f.log_text()));
+    QVERIFY(!f.c->cache_in_use());
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
+    QCOMPARE(f.result(0).text, QStringLiteral("Done upgrading"));
+    QCOMPARE(f.service.requests("file").size(), 1);
+}
+
+void test_firmware_cache::pack_flashes_checked_present_devices_data()
+{
+    QTest::addColumn<QString>("sdk");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("flashed");
+    QTest::newRow("no functionality named: legacy") << QString() << "Done upgrading" << true;
+    QTest::newRow("legacy named") << "legacy" << "Done upgrading" << true;
+    QTest::newRow("a closed library that isn't here") << "xcloud" << "System error" << false;
+}
+
+void test_firmware_cache::pack_flashes_checked_present_devices()
+{
+    QFETCH(QString, sdk);
+    QFETCH(QString, text);
+    QFETCH(bool, flashed);
+
+    fixture f;
+    QVERIFY2(f.start_devices(3), qPrintable(f.devices.error()));
+    QVERIFY2(f.start_service({}), qPrintable(f.service.error()));
+    f.make_core();
+    // Two of the pack's three serials are in the table, and a line knows its serial from identify alone.
+    f.c->on_window_delete_element(f.idents.takeLast());
+    f.c->run_on_selection(tasks::names::identify, {});
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 2, 30000);
+    f.ended = 0;
+
+    const QByteArray firmware = image(150000, 'p');
+    const QString file = f.service.add_file("pack-fw.bin", firmware);
+    const QString pack_file = f.dir.filePath("site.ovpack");
+    const QString suffix = sdk.isEmpty() ? QString() : ':' + sdk;
+    QCOMPARE(packtool({ "build", "-i", f.service.client_id().toHex(), "-o", pack_file, f.serial(0) + ':' + file + suffix,
+                 f.serial(1) + ':' + file + suffix, f.serial(2) + ':' + file + suffix }),
+        QString());
+
+    QStringList errors;
+    const QList<pack_list_model::record> offers = f.c->pack_offers({ pack_file }, errors);
+    QVERIFY2(errors.isEmpty(), qPrintable(errors.join('\n')));
+    QCOMPARE(offers.size(), 1);
+    QVERIFY(!offers[0].ok);
+    model_structures::device_list targets = offers[0].targets;
+    QCOMPARE(targets.size(), 3);
+    QMap<QString, bool> present;
+    for (const auto& t : targets) {
+        present[t.serial] = t.present;
+        QCOMPARE(t.sdk_type, sdk);
+    }
+    QCOMPARE(present, (QMap<QString, bool> { { f.serial(0), true }, { f.serial(1), true }, { f.serial(2), false } }));
+
+    // The user leaves the second device out.
+    model_structures::device_list chosen;
+    for (const auto& t : targets) {
+        if (t.serial != f.serial(1))
+            chosen << t;
+    }
+    std::shared_ptr<firmware_pack::pack> pack;
+    QVERIFY(f.c->load_pack(pack, pack_file));
+    QVERIFY(f.c->apply_firmware_pack(pack, chosen));
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
+    QCOMPARE(f.result(0).text, text);
+    QCOMPARE(f.devices.state(0)["upgrade_md5"].toString(), flashed ? md5_hex(firmware) : QString());
+    QCOMPARE(f.devices.state(1)["upgrade_md5"].toString(), QString());
+    QCOMPARE(f.devices.state(2)["upgrade_md5"].toString(), QString());
+    // A device flashed from a pack isn't reported to the service, nor asked about.
+    QCOMPARE(f.service.requests().size(), 0);
+}
+
+void test_firmware_cache::damaged_pack_is_reported_beside_the_good_one()
+{
+    fixture f;
+    QVERIFY2(f.start_service({}), qPrintable(f.service.error()));
+    f.make_core();
+    const QString file = f.service.add_file("fw.bin", image(40000, 'd'));
+    const QString good = f.dir.filePath("good.ovpack");
+    const QString damaged = f.dir.filePath("damaged.ovpack");
+    QCOMPARE(packtool({ "build", "-i", f.service.client_id().toHex(), "-o", good, "SN-A:" + file, "SN-B:" + file }), QString());
+    QVERIFY(QFile::copy(good, damaged));
+    // Cut inside the first target row; a short payload would only show when extracted.
+    QVERIFY(QFile::resize(damaged, 40));
+
+    QStringList errors;
+    const QList<pack_list_model::record> offers = f.c->pack_offers({ good, damaged }, errors);
+    QCOMPARE(errors.size(), 1);
+    QVERIFY2(errors[0].startsWith('"' + damaged + "\": error code "), qPrintable(errors[0]));
+    QCOMPARE(offers.size(), 2);
+    // The sign stands beside the pack that loaded; the broken one is listed without targets.
+    QCOMPARE(offers[0].ok, false);
+    QCOMPARE(offers[0].targets.size(), 2);
+    QCOMPARE(offers[1].ok, true);
+    QVERIFY(offers[1].targets.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(test_firmware_cache)
+#include "test_firmware_cache.moc"
