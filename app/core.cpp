@@ -93,6 +93,10 @@ core::core(const QString& own_checksum, const QString& application_path)
 
 core::~core()
 {
+    // Nothing reaches a slot while the members go, some of which the slots use.
+    m_manager.disconnect(this);
+    m_client.disconnect(this);
+    m_scanner.disconnect(this);
     m_scanner.stop();
     m_scanner.wait();
     // Workers belong to their lines; stop them before the lines go.
@@ -233,6 +237,8 @@ void core::switch_remote(bool enabled)
 {
     m_remote_enabled = enabled;
     m_client.set_disabled(!enabled);
+    if (m_window)
+        m_window->set_offline(!enabled);
 }
 
 void core::configure_service(bool offline)
@@ -244,7 +250,7 @@ void core::configure_service(bool offline)
     const uint port = m_settings->value(QStringLiteral("port"), 8088u).toUInt();
     m_settings->endGroup();
 
-    if (id.size() != 8 || key.size() != 32)
+    if (!offline && (id.size() != 8 || key.size() != 32))
         log(fixed_names::sources::core,
             tr("No service identity is configured (Service/client_id, Service/client_key): requests to the update service will fail."));
     m_client.setup(m_own_checksum, id, m_session_number, key, offline);

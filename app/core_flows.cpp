@@ -2,6 +2,7 @@
 #include "app/core.h"
 
 #include "app/fixed_names.h"
+#include "ui/main_model.h"
 #include "sdk/exceptions.h"
 
 #include <QCoreApplication>
@@ -90,6 +91,8 @@ void core::on_task_manager_task_running(const QString& flow, const QString& name
         return;
     log(source_of(flow), tr("Task %1 started").arg(name), { fixed_names::tags::tasks });
     l->set(tasks::keys::selected, true);
+    if (m_model)
+        m_model->set_selected(flow, true);
 
     const auto step = m_dispatch.constFind(name);
     if (step == m_dispatch.constEnd()) {

@@ -2,6 +2,7 @@
 #include "app/core.h"
 
 #include "app/fixed_names.h"
+#include "delivery/task_list_password.h"
 #include "ui/main_model.h"
 
 
@@ -78,7 +79,12 @@ void core::on_task_edit_edited(const QString& ident, const endpoint& data)
     dev.ip = data.host;
     dev.port = data.port;
     dev.user = data.user;
-    dev.password = data.password;
+    // The device logs in with the clear password; a digest found by a scan stays one while
+    // the user leaves it as it was.
+    const QString password = data.password_encrypted ? delivery::decrypt_task_list_password(data.password) : data.password;
+    if (password != dev.password)
+        dev.password_is_hash = false;
+    dev.password = password;
     l->set(tasks::keys::device, QVariant::fromValue(dev));
     set_row_address(ident);
     if (sdk::prototype* worker = worker_of(*l))

@@ -29,6 +29,7 @@ int core::import_task_file(const QString& path)
     for (const auto& message : file.messages)
         log(fixed_names::sources::sapi, QCoreApplication::translate("sapi", "Line %1: %2").arg(message.line).arg(message.text), tags);
     log(fixed_names::sources::sapi, QCoreApplication::translate("sapi", "Successfully imported %1 tasks").arg(added), tags);
+    show_status_message(QCoreApplication::translate("sapi", "Imported %1 tasks").arg(added));
     return added;
 }
 
@@ -36,7 +37,9 @@ int core::export_task_file(const QString& path, bool selected_only)
 {
     QVector<endpoint> endpoints;
     for (const QString& ident : selected_lines())
-        endpoints << m_manager.find(ident)->get(tasks::keys::endpoint).value<endpoint>();
+        // A password kept encrypted by an edit is opened, so the setting alone decides the file's form.
+        endpoints << tasks::task_list_file::opened(
+            m_manager.find(ident)->get(tasks::keys::endpoint).value<endpoint>(), delivery::decrypt_task_list_password);
     if (endpoints.isEmpty()) {
         if (!selected_only)
             warn(QCoreApplication::translate("sapi", "No tasks"), QCoreApplication::translate("sapi", "No selected tasks to export"));

@@ -210,7 +210,7 @@ void core::on_sdk_flash_progress(const QString& ident, sdk::prototype::flash_pro
     const bool sending = stage == stage_type::sending;
     uint percent = total;
     if (xnet)
-        percent = sending ? uint(uint8_t(total ? 100.0f / float(total) * float(current) : 0.0f)) : current;
+        percent = sending ? uint(uint8_t(quint64(total ? 100.0f / float(total) * float(current) : 0.0f))) : current;
 
     // Each stage is announced once: the move happens only from the stage before it.
     if (l->has_current()) {
@@ -284,7 +284,8 @@ void core::on_client_failed(const client::queued_data& qd, client::error_codes c
             : tr("Remote service error, code %1:%2: \"%3: %4\"")
                   .arg(int(code))
                   .arg(descriptive)
-                  .arg(client::error_text(code), client::server_error_text(descriptive, false));
+                  .arg(client::error_text(code),
+                      client::server_error_text(descriptive, !m_current_language.startsWith(QLatin1String("ru"))));
         add_problem(qd, text);
     }
     if (code == client::transport_error && m_remote_enabled) {

@@ -75,11 +75,7 @@ void core::build_interface()
 
 QString core::address_text(const endpoint& ep) const
 {
-    if (m_short_device_address_display)
-        return ep.short_form();
-    // The full form always names the port, so rows of one host read alike.
-    return ep.name.isEmpty() ? QStringLiteral("%1@%2:%3").arg(ep.user, ep.host).arg(ep.port)
-                             : QStringLiteral("%1 (%2:%3)").arg(ep.name, ep.host).arg(ep.port);
+    return m_short_device_address_display ? ep.short_form() : ep.long_form();
 }
 
 void core::set_status(const QString& ident, const QString& text, status_mode mode)
@@ -180,8 +176,7 @@ void core::show_status_message(const QString& text)
 
 void core::on_window_import(const QString& file)
 {
-    const int added = import_task_file(file);
-    show_status_message(QCoreApplication::translate("sapi", "Imported %1 tasks").arg(added));
+    import_task_file(file);
 }
 
 void core::on_window_export(const QString& file)

@@ -38,6 +38,7 @@ bool blackbox::open()
 
 bool blackbox::is_open() const
 {
+    QMutexLocker lock(&m_mutex);
     return m_file != nullptr;
 }
 

@@ -37,7 +37,7 @@ private:
     QString m_file_name;
     bool m_quiet;
     FILE* m_file = nullptr;
-    QMutex m_mutex; // guards m_file and m_buffer
+    mutable QMutex m_mutex; // guards m_file and m_buffer
     char m_buffer[buffer_size];
 };
 

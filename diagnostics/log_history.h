@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMap>
+#include <QMutex>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -8,8 +9,8 @@
 #include <functional>
 
 // The user log's memory: every line with its idents, and listeners (the window's
-// log pane) that see the lines their filter lets through. Not locked: the caller
-// (core's log) serialises access.
+// log pane) that see the lines their filter lets through. Any thread may add; the
+// listeners are called outside the lock, on the adding thread.
 class log_history final
 {
 public:
@@ -30,7 +31,7 @@ public:
 
     // The entries any of whose idents are in the filter.
     QVector<entry> entries(const QStringList& filter) const;
-    int size() const { return m_entries.size(); }
+    int size() const;
 
     static bool matches(const QStringList& filter, const QStringList& idents);
 
@@ -41,6 +42,7 @@ private:
         callback on_entry;
         std::function<void()> on_filter_changed;
     };
+    mutable QMutex m_mutex; // guards m_entries and m_listeners
     QVector<entry> m_entries;
     QMap<int, listener_data> m_listeners;
 };

@@ -4,7 +4,7 @@ QString endpoint::short_form() const
 {
     if (!name.isEmpty())
         return name;
-    QString text = QStringLiteral("%1@").arg(user) + host;
+    QString text = user + QLatin1Char('@') + host;
     if (port != default_port)
         text += QStringLiteral(":%1").arg(port);
     return text;
@@ -15,7 +15,7 @@ QString endpoint::long_form() const
     QString pass = password.isEmpty()
         ? QStringLiteral("-none-")
         : QStringLiteral("%1 (%2)").arg(password, password_encrypted ? QStringLiteral("encrypted") : QStringLiteral("plain"));
-    return QStringLiteral("%1, password: %2, mac: %3, mtype: %4").arg(short_form(), pass, mac).arg(mtype);
+    return QStringLiteral("%1, password: %2, mac: %3, mtype: %4").arg(short_form(), pass, mac, QString::number(mtype));
 }
 
 QMap<QString, QString> endpoint::to_map() const

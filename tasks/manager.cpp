@@ -101,8 +101,6 @@ void manager::pump()
     // queue is tested on every round.
     while (!m_pending.isEmpty() && may_admit()) {
         const QString ident = m_pending.takeFirst();
-        if (m_pending.isEmpty())
-            m_limiter.override_active = false;
         start_flow(ident);
     }
     if (m_pending.isEmpty())

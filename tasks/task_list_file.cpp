@@ -99,13 +99,8 @@ endpoint task_list_file::opened(const endpoint& record, const password_codec& de
 
 QString task_list_file::export_line(const endpoint& ep, bool encrypt_passwords, const password_codec& encrypt)
 {
-    QString password = ep.password;
-    // A password still held encrypted is written as it is rather than encrypted twice.
-    bool encrypted = ep.password_encrypted;
-    if (!encrypted && encrypt_passwords && encrypt) {
-        password = encrypt(ep.password);
-        encrypted = true;
-    }
+    const bool encrypted = encrypt_passwords && encrypt;
+    const QString password = encrypted ? encrypt(ep.password) : ep.password;
     const QStringList fields {
         ep.name,
         ep.host,

@@ -30,7 +30,8 @@ struct task_list_file
     static task_list_file import_file(const QString& path);
     // The record with its password opened when it was encrypted.
     static endpoint opened(const endpoint& record, const password_codec& decrypt);
-    // One line of format 3 with its line feed; encrypt is used only when encrypt_passwords is on.
+    // One line of format 3 with its line feed, from an endpoint whose password is in clear;
+    // encrypt is used only when encrypt_passwords is on.
     static QString export_line(const endpoint& ep, bool encrypt_passwords, const password_codec& encrypt);
     // Writes the whole file anew; the number of lines written, 0 when it can't be opened.
     static int export_file(

@@ -176,10 +176,6 @@ void test_task_list_file::export_line_data()
     QTest::newRow("other port and user are written") << make("cam", "10.0.0.1", 8000, "root", "pw") << false
                                                      << "cam,10.0.0.1,8000,root,0,pw\n";
     QTest::newRow("no name") << make("", "10.0.0.1", 34567, "admin", "pw") << false << ",10.0.0.1,,,0,pw\n";
-    endpoint sealed = make("cam", "h", 34567, "admin", "QUJD");
-    sealed.password_encrypted = true;
-    QTest::newRow("a password held encrypted isn't encrypted twice") << sealed << true << "cam,h,,,1,QUJD\n";
-    QTest::newRow("nor written as plain") << sealed << false << "cam,h,,,1,QUJD\n";
 }
 
 void test_task_list_file::export_line()

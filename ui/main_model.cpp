@@ -47,7 +47,8 @@ QVariant main_model::data(const QModelIndex& index, int role) const
     case Qt::DecorationRole:
         return column == col_display ? QVariant(m_icon) : QVariant();
     case Qt::BackgroundRole:
-        return column == col_status ? QVariant(r.color) : QVariant();
+        // No colour falls back to the view's background; an invalid brush would paint black.
+        return column == col_status && r.color.isValid() ? QVariant(r.color) : QVariant();
     case Qt::CheckStateRole:
         return column == col_display ? QVariant(int(r.selected ? Qt::Checked : Qt::Unchecked)) : QVariant();
     case ident_role:

@@ -363,7 +363,8 @@ QString main_window::selected_ident() const
 
 void main_window::on_act_quit_triggered()
 {
-    emit quit();
+    // Through the close, so the layout is saved whichever way the window goes.
+    close();
 }
 
 void main_window::on_act_import_triggered()
