@@ -28,6 +28,12 @@
 #include <limits>
 #include <random>
 
+// Outside any namespace, as Q_INIT_RESOURCE requires; registering twice is harmless.
+static void init_translation_resources()
+{
+    Q_INIT_RESOURCE(orvane_resources);
+}
+
 core::core(const QString& own_checksum, const QString& application_path)
     : QObject(nullptr)
     , loggable("core")
@@ -282,6 +288,7 @@ void core::apply_language(const QString& locale_name)
     if (m_qt_translator->load(QStringLiteral("qtbase_%1").arg(locale_name), QLibraryInfo::location(QLibraryInfo::TranslationsPath)))
         QCoreApplication::installTranslator(m_qt_translator.get());
     m_translator = std::make_unique<QTranslator>();
+    init_translation_resources();
     if (m_translator->load(QStringLiteral(":/langs/%1").arg(locale_name)))
         QCoreApplication::installTranslator(m_translator.get());
     m_current_language = locale_name;

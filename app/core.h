@@ -117,6 +117,11 @@ public:
     QString settings_path() const;
     QString log_path() const;
 
+    // The window family; null in batch mode.
+    main_window* window() const { return m_window.get(); }
+    main_model* model() const { return m_model.get(); }
+    problem_report* problem_list() const { return m_problems.get(); }
+
     QSettings& settings() { return *m_settings; }
     tasks::manager& task_manager() { return m_manager; }
     log_history& history() { return m_history; }

@@ -35,7 +35,6 @@ void print_help(const QCommandLineParser& parser)
 
 int main(int argc, char* argv[])
 {
-    Q_INIT_RESOURCE(orvane_resources);
     const QString display_name = fixed_names::display_name;
 
     // The application object must be chosen before the options are parsed: the parser

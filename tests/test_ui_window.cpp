@@ -689,6 +689,8 @@ void test_ui_window::task_edit_range_data()
                                                  << "10.0.0.9" << 1;
     QTest::newRow("starting at .255 gives one") << "10.0.0.255" << 4 << "10.0.0.255"
                                                 << "10.0.0.255" << 1;
+    QTest::newRow("a leading zero is decimal, not octal") << "10.0.0.010" << 2 << "10.0.0.10"
+                                                          << "10.0.0.11" << 2;
     QTest::newRow("two points are invalid") << "10.0.1" << 2 << ""
                                             << "" << 0;
     QTest::newRow("words are invalid") << "abc.def.ghi.jkl" << 2 << ""

@@ -3,7 +3,6 @@
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
-#include <QHostAddress>
 #include <QLabel>
 #include <QLineEdit>
 #include <QRadioButton>
@@ -161,12 +160,9 @@ void task_edit::update_range()
         l_range->clear();
         return;
     }
-    const QString text = f_address->text().trimmed();
-    QHostAddress address;
-    if (text.count(QLatin1Char('.')) == 3 && address.setAddress(text)
-        && address.protocol() == QAbstractSocket::IPv4Protocol) {
-        // The parsed form, so "010" and "10" mean the same octet everywhere.
-        const QString first = address.toString();
+    // Four decimal octets, as typed: a parser that took "010" for octal would shift the range.
+    const QString first = increase(f_address->text().trimmed(), 0, false);
+    if (!first.isEmpty()) {
         const QString last = increase(first, f_num_devices->value() - 1, true);
         if (!last.isEmpty()) {
             m_range_first = first;

@@ -1,0 +1,299 @@
+// The program with its window: start-up dialogs, a run seen in the table, and the language.
+#include "app/core.h"
+#include "tests/support/devsim_harness.h"
+#include "tests/support/svcsim_harness.h"
+#include "ui/main_model.h"
+#include "ui/main_window.h"
+#include "ui/problem_report.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QDialog>
+#include <QFile>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+#include <functional>
+#include <memory>
+
+namespace {
+
+// Answers the next modal dialog when it shows up: the handler gets it and closes it. The
+// watch ends with the returned object, so a handler never outlives what it refers to.
+std::unique_ptr<QTimer> answer_modal(std::function<void(QWidget*)> handler)
+{
+    auto timer = std::make_unique<QTimer>();
+    timer->setInterval(20);
+    QTimer* t = timer.get();
+    QObject::connect(t, &QTimer::timeout, [t, handler] {
+        if (QWidget* modal = QApplication::activeModalWidget()) {
+            t->stop();
+            handler(modal);
+        }
+    });
+    t->start();
+    return timer;
+}
+
+int row_of(const main_model& model, const QString& ident)
+{
+    for (int row = 0; row < model.rowCount(); ++row) {
+        if (model.data(model.index(row, 0), main_model::ident_role).toString() == ident)
+            return row;
+    }
+    return -1;
+}
+
+QString cell(const main_model& model, int row, int column)
+{
+    return model.data(model.index(row, column)).toString();
+}
+
+QColor colour(const main_model& model, int row)
+{
+    return model.data(model.index(row, main_model::col_status), Qt::BackgroundRole).value<QColor>();
+}
+
+const QColor failure_colour(255, 225, 220);
+const QColor success_colour(220, 255, 225);
+
+// A core with its window in a folder of its own, the usage warning accepted unless told.
+struct desk
+{
+    explicit desk(bool warning_accepted = true)
+    {
+        QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
+        if (warning_accepted)
+            s.setValue("usage_warning_accepted", true);
+    }
+
+    bool start()
+    {
+        c = std::make_unique<core>(QString(), dir.path());
+        return c->operate(core::interactive, false);
+    }
+
+    QString log_text() const
+    {
+        QStringList lines;
+        for (const auto& e : c->history().entries({ "core", "tasks", "sapi" }))
+            lines << e.text;
+        return lines.join('\n');
+    }
+
+    QTemporaryDir dir;
+    std::unique_ptr<core> c;
+};
+
+} // namespace
+
+class test_ui_core : public QObject
+{
+    Q_OBJECT
+private slots:
+    void usage_warning_at_first_start_only();
+    void refused_usage_warning_ends_the_start();
+    void run_paints_the_table();
+    void run_without_selection_warns_data();
+    void run_without_selection_warns();
+    void quit_keeps_the_layout();
+    void window_speaks_russian();
+};
+
+void test_ui_core::usage_warning_at_first_start_only()
+{
+    desk d(false);
+    bool shown = false;
+    auto watch = answer_modal([&](QWidget* modal) {
+        shown = modal->objectName() == QLatin1String("usage_warning");
+        modal->findChild<QCheckBox*>("o_dont_show")->setChecked(true);
+        static_cast<QDialog*>(modal)->accept();
+    });
+    QVERIFY(d.start());
+    QVERIFY(shown);
+    QCOMPARE(d.c->window()->windowTitle(), QStringLiteral("Kelmar Firmware Update"));
+    d.c.reset();
+    QCOMPARE(QSettings(d.dir.filePath("ov.config"), QSettings::IniFormat).value("usage_warning_accepted").toBool(), true);
+
+    // The second start shows nothing: a dialog now would be refused and fail the start.
+    bool shown_again = false;
+    watch = answer_modal([&](QWidget* modal) {
+        shown_again = true;
+        static_cast<QDialog*>(modal)->reject();
+    });
+    QVERIFY(d.start());
+    QTest::qWait(100);
+    QVERIFY(!shown_again);
+}
+
+void test_ui_core::refused_usage_warning_ends_the_start()
+{
+    desk d(false);
+    const auto watch = answer_modal([](QWidget* modal) { static_cast<QDialog*>(modal)->reject(); });
+    QVERIFY(!d.start());
+    d.c.reset();
+    QVERIFY(!QSettings(d.dir.filePath("ov.config"), QSettings::IniFormat).contains("usage_warning_accepted"));
+}
+
+void test_ui_core::run_paints_the_table()
+{
+    devsim_harness devices;
+    QVERIFY2(devices.start(3, QJsonObject { { "reboot_ms", 200 } }), qPrintable(devices.error()));
+    svcsim_harness service;
+    const QString file = service.add_file("fw.bin", QByteArray(70000, 'w'));
+    auto serial = [&](int i) { return devices.state(i)["serial"].toString(); };
+    QVERIFY2(service.start(QJsonObject { { "fleet",
+                 QJsonObject { { serial(0), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { file } } } },
+                     { serial(1), "updated" }, { serial(2), "denied" } } } }),
+        qPrintable(service.error()));
+
+    desk d;
+    {
+        QSettings s(d.dir.filePath("ov.config"), QSettings::IniFormat);
+        s.setValue("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
+        s.setValue("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
+        s.setValue("Service/address", "127.0.0.1");
+        s.setValue("Service/port", service.port());
+    }
+    QFile csv(d.dir.filePath("devices.csv"));
+    QVERIFY(csv.open(QIODevice::WriteOnly));
+    for (int i = 0; i < 3; ++i)
+        csv.write(QStringLiteral("%1,%2,admin,\n").arg(devices.address(i).toString()).arg(devices.port(i)).toUtf8());
+    csv.write("127.0.0.1,1,admin,\n");
+    csv.close();
+
+    QVERIFY(d.start());
+    main_model& model = *d.c->model();
+    d.c->on_window_import(csv.fileName());
+    QCOMPARE(model.rowCount(), 4);
+    const QStringList idents = d.c->task_manager().lines();
+    for (int row = 0; row < 4; ++row)
+        QCOMPARE(cell(model, row, main_model::col_status), QStringLiteral("Added"));
+
+    QAction* run = d.c->window()->findChild<QAction*>("act_run");
+    QCOMPARE(run->shortcut(), QKeySequence("Ctrl+R"));
+    run->trigger();
+    QVERIFY(!run->isEnabled());
+    QTRY_VERIFY_WITH_TIMEOUT(d.c->task_manager().running_count() == 0 && d.log_text().contains("-- all done --"), 60000);
+    QVERIFY(run->isEnabled());
+
+    QMap<QString, int> rows; // by host
+    for (const QString& ident : idents)
+        rows[d.c->task_manager().find(ident)->get(tasks::keys::endpoint).value<endpoint>().host] = row_of(model, ident);
+    const struct {
+        int device;
+        QString status;
+        QColor colour;
+    } expected[] = {
+        { 0, "Done upgrading", success_colour },
+        { 1, "Updates not found", success_colour },
+        { 2, "Denied in service", failure_colour },
+    };
+    for (const auto& e : expected) {
+        const int row = rows.value(devices.address(e.device).toString(), -1);
+        QVERIFY(row >= 0);
+        QCOMPARE(cell(model, row, main_model::col_serial), serial(e.device).toUpper());
+        QVERIFY2(cell(model, row, main_model::col_summary).contains(serial(e.device).toUpper()),
+            qPrintable(cell(model, row, main_model::col_summary)));
+        QCOMPARE(cell(model, row, main_model::col_status), e.status);
+        QCOMPARE(colour(model, row), e.colour);
+    }
+    const int dead = rows.value("127.0.0.1", -1);
+    QVERIFY(dead >= 0);
+    QCOMPARE(cell(model, dead, main_model::col_status), QStringLiteral("Error 1: Error connecting to 127.0.0.1"));
+    QCOMPARE(colour(model, dead), failure_colour);
+    QCOMPARE(cell(model, dead, main_model::col_summary), QStringLiteral("No information"));
+
+    // The failed device is in the problems window, which opened by itself.
+    const problems& list = d.c->problem_list()->model();
+    QStringList described;
+    for (int row = 0; row < list.rowCount(); ++row)
+        described << list.data(list.index(row, 4)).toString();
+    QVERIFY2(described.contains("Error 1: Error connecting to 127.0.0.1"), qPrintable(described.join('|')));
+    QVERIFY(d.c->problem_list()->isVisible());
+}
+
+void test_ui_core::run_without_selection_warns_data()
+{
+    QTest::addColumn<int>("rows");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("empty list") << 0 << "The list is empty" << "No tasks. Import the task list or add a new one.";
+    QTest::newRow("nothing ticked") << 2 << "Nothing is selected" << "Select at least one task before launching.";
+}
+
+void test_ui_core::run_without_selection_warns()
+{
+    QFETCH(int, rows);
+    QFETCH(QString, title);
+    QFETCH(QString, text);
+    desk d;
+    QVERIFY(d.start());
+    for (int i = 0; i < rows; ++i) {
+        endpoint ep;
+        ep.host = QStringLiteral("127.0.0.%1").arg(200 + i);
+        d.c->introduce(task_element(ep, device()));
+    }
+    d.c->on_window_selection_request(model_structures::selection_type::none);
+
+    QString seen_title, seen_text;
+    const auto watch = answer_modal([&](QWidget* modal) {
+        auto* box = qobject_cast<QMessageBox*>(modal);
+        if (box) {
+            seen_title = box->windowTitle();
+            seen_text = box->text();
+        }
+        modal->close();
+    });
+    d.c->window()->findChild<QAction*>("act_run")->trigger();
+    QTRY_VERIFY_WITH_TIMEOUT(!seen_title.isEmpty(), 5000);
+    QCOMPARE(seen_title, title);
+    QCOMPARE(seen_text, text);
+    QCOMPARE(d.c->task_manager().running_count(), 0u);
+    QVERIFY(!d.log_text().contains("Launching"));
+}
+
+void test_ui_core::quit_keeps_the_layout()
+{
+    desk d;
+    QVERIFY(d.start());
+    QVERIFY(d.c->window()->set_column_layout({ "status:200", "display:150", "serial:90" }) > 0);
+    d.c->window()->findChild<QAction*>("act_quit")->trigger();
+    const QString stored = QSettings(d.dir.filePath("ov.config"), QSettings::IniFormat).value("Window/columns").toString();
+    d.c.reset();
+
+    QVERIFY(d.start());
+    QVERIFY(QTest::qWaitForWindowExposed(d.c->window()));
+    QVERIFY2(stored.contains("\"width\":200"), qPrintable(stored));
+    const QVector<column_layout::field> shown = d.c->window()->current_column_layout().fields;
+    QCOMPARE(shown, (QVector<column_layout::field> { { 0, 150 }, { 1, 90 }, { 4, 200 } }));
+}
+
+void test_ui_core::window_speaks_russian()
+{
+    desk d;
+    QSettings(d.dir.filePath("ov.config"), QSettings::IniFormat).setValue("language", "ru_RU");
+    QVERIFY(d.start());
+    main_window* w = d.c->window();
+    QCOMPARE(d.c->current_language(), QStringLiteral("ru_RU"));
+    QStringList menus;
+    for (QAction* a : w->menuBar()->actions())
+        menus << a->text();
+    QCOMPARE(menus.value(0), QCoreApplication::translate("main_window", "Application"));
+    QVERIFY2(menus.value(0) != QLatin1String("Application"), qPrintable(menus.join('|')));
+    QVERIFY(w->findChild<QAction*>("act_run")->text() != QLatin1String("Update online"));
+    const QString header = d.c->model()->headerData(main_model::col_status, Qt::Horizontal, Qt::DisplayRole).toString();
+    QVERIFY2(!header.isEmpty() && header != QLatin1String("Operation"), qPrintable(header));
+    endpoint ep;
+    ep.host = QStringLiteral("127.0.0.250");
+    d.c->introduce(task_element(ep, device()));
+    QVERIFY(cell(*d.c->model(), 0, main_model::col_status) != QLatin1String("Added"));
+}
+
+QTEST_MAIN(test_ui_core)
+#include "test_ui_core.moc"
