@@ -286,6 +286,7 @@ private:
     std::unique_ptr<task_edit> m_task_edit;
     std::unique_ptr<apply_pack> m_apply_pack;
     firmware_pack::pack_v3 m_cache;
+    QHash<QString, QByteArray> m_opened_firmware; // cache entries already extracted and checked
     client m_client;
     delivery::pack_crypto m_crypto;
     tasks::manager m_manager;

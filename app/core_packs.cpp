@@ -56,6 +56,10 @@ QByteArray core::cached_firmware(const QString& firmware)
     if (!m_cache_in_use || !m_cache.contains(firmware))
         return {};
     log(fixed_names::sources::core, tr("The update is found in the cache"));
+    // Once opened and checked, an entry is shared by every line that needs it: a fleet
+    // holds one copy of each firmware, not one per device.
+    if (const auto opened = m_opened_firmware.constFind(firmware); opened != m_opened_firmware.constEnd())
+        return *opened;
     const QByteArray data = m_cache.extract(firmware, m_crypto.payload_decryptor);
     if (data.isEmpty()) {
         log(fixed_names::sources::core, tr("Failed to decrypt the data from the cache file"));
@@ -69,6 +73,7 @@ QByteArray core::cached_firmware(const QString& firmware)
         m_cache_in_use = false;
         return {};
     }
+    m_opened_firmware.insert(firmware, data);
     return data;
 }
 
@@ -79,6 +84,8 @@ void core::cache_firmware(const QString& firmware, const QByteArray& data)
     log(fixed_names::sources::core, tr("Firmware cached"));
     if (!m_cache.add(firmware, data, m_crypto.ident_encryptor, m_crypto.payload_encryptor, m_client.session_nonce()))
         log(fixed_names::sources::core, tr("Error adding to the cache file"));
+    else if (QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex() == firmware.toLatin1())
+        m_opened_firmware.insert(firmware, data);
 }
 
 QStringList core::find_packs(bool include_cache) const

@@ -65,20 +65,30 @@ def main():
                 f.write(f"127.0.{2 + (i + 1) // 256}.{(i + 1) % 256},34567,admin,\n")
 
         began = time.monotonic()
-        orvane = subprocess.Popen(["./orvane", "--batch", "devices.csv"], cwd=run,
+        wrap = os.environ.get("ORVANE_WRAP", "").split()
+        orvane = subprocess.Popen(wrap + ["./orvane", "--batch", "devices.csv"], cwd=run,
                                   stdout=open(f"{work}/run.log", "w"), stderr=subprocess.STDOUT)
         _, status, usage = os.wait4(orvane.pid, 0)
         wall = time.monotonic() - began
         log = open(f"{work}/run.log").read()
         done = len(re.findall(r": Done upgrading$", log, re.M))
         files = log.count("Got data for requested version")
+        def cpu_of(pid):
+            fields = open(f"/proc/{pid}/stat").read().rsplit(")", 1)[1].split()
+            return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+        sim_cpu = cpu_of(dev.pid) + cpu_of(svc.pid)
         print(f"fleet {count} devices: wall {wall:.2f} s, peak RSS {usage.ru_maxrss / 1024:.1f} MiB, "
+              f"simulators' cpu {sim_cpu:.2f} s, "
+              f"cpu {usage.ru_utime + usage.ru_stime:.2f} s, "
               f"file downloads {files}, upgraded {done}/{count}, exit {os.waitstatus_to_exitcode(status)}")
     finally:
         for p in procs:
             p.terminate()
             p.wait(10)
-        shutil.rmtree(work, ignore_errors=True)
+        if os.environ.get("KEEP"):
+            print("kept", work)
+        else:
+            shutil.rmtree(work, ignore_errors=True)
 
 
 if __name__ == "__main__":

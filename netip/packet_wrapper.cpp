@@ -84,7 +84,9 @@ bool packet_wrapper::read_from(QTcpSocket* socket, netip::packet& packet)
 
 bool packet_wrapper::write_to(QTcpSocket* socket, const netip::packet& packet)
 {
-    std::array<char, frame_limit> buffer {};
+    // Left uninitialised: serialize() writes every byte that goes out, and clearing 32 KiB
+    // per chunk shows in a fleet's upload.
+    std::array<char, frame_limit> buffer;
     size_t size = buffer.size();
     const long total = long(packet.length) + long(netip::packet::header_size);
     if (!packet.serialize(buffer.data(), &size)) {
