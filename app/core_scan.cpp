@@ -12,7 +12,9 @@ bool core::scan(std::optional<quint64> count)
         warn(tr("The queue is busy"), tr("Unable to run scan while the queue is active. Wait for the queue to finish and try again."));
         return false;
     }
-    if (m_scanner.is_running()) {
+    // A run counts until its end has been handled here, so the rows of one scan never
+    // meet the clearing of the next.
+    if (m_scanner.is_running() || !m_scan_finished) {
         warn(tr("Already launched"), tr("Wait for the scan to finish or cancel it."));
         return false;
     }
@@ -82,6 +84,9 @@ void core::on_scanner_device_lost(const mac& address)
 
 void core::on_scanner_done(bool interrupted)
 {
+    // The thread emits done as its last act; once it has returned, a handler of the
+    // events below may start the next scan.
+    m_scanner.wait();
     if (!m_scanner.is_autostop()) {
         const QMap<mac, device> found = m_scanner.devices();
         for (const device& dev : found)

@@ -3,6 +3,7 @@
 #include "diagnostics/blackbox.h"
 #include "netip/dvr_networking.h"
 
+#include <QHostAddress>
 #include <QNetworkDatagram>
 #include <QRegularExpression>
 #include <QUdpSocket>
@@ -23,12 +24,16 @@ scanner::~scanner()
 
 void scanner::start_single_pass()
 {
+    if (isRunning())
+        return;
     m_single_pass = true;
     start(QThread::InheritPriority);
 }
 
 void scanner::start_for_count(quint64 count)
 {
+    if (isRunning())
+        return;
     m_wanted_count = count;
     m_single_pass = false;
     start(QThread::InheritPriority);
@@ -113,7 +118,7 @@ void scanner::run()
         for (;;) {
             if (m_stop_requested)
                 break;
-            if (devices().size() >= int(m_wanted_count))
+            if (count_reached())
                 break;
             if (!pass())
                 break;
@@ -123,6 +128,13 @@ void scanner::run()
     m_stop_requested = false;
 }
 
+bool scanner::count_reached() const
+{
+    // Counts are 64-bit: a count past the range of int must not wrap into a small one.
+    QMutexLocker lock(&m_known_mutex);
+    return quint64(m_known.size()) >= m_wanted_count;
+}
+
 bool scanner::pass()
 {
     QUdpSocket socket;
@@ -130,7 +142,7 @@ bool scanner::pass()
     QMap<mac, device> found;
 
     const QByteArray request = discovery_datagram();
-    if (socket.writeDatagram(request, m_target, discovery_port) != request.size()) {
+    if (socket.writeDatagram(request, QHostAddress::Broadcast, discovery_port) != request.size()) {
         log(blackbox::error, "Невозможно передать UDP датаграмму");
         return false;
     }
@@ -175,7 +187,7 @@ bool scanner::pass()
                 emit device_found(dev.address, dev);
             }
         }
-        if (!m_single_pass && quint64(devices().size()) >= m_wanted_count)
+        if (!m_single_pass && count_reached())
             break;
         waiting = socket.hasPendingDatagrams() || socket.waitForReadyRead(reply_wait_ms);
     }

@@ -5,7 +5,6 @@
 #include "tasks/mac.h"
 
 #include <QByteArray>
-#include <QHostAddress>
 #include <QMap>
 #include <QMutex>
 #include <QThread>
@@ -27,6 +26,7 @@ public:
     ~scanner() override;
     Q_DISABLE_COPY_MOVE(scanner)
 
+    // Both starts do nothing while a run is under way.
     void start_single_pass();
     // Passes until this many devices are known, stop() is called or a send fails.
     void start_for_count(quint64 count);
@@ -35,9 +35,6 @@ public:
     bool is_running() const { return isRunning(); }
     bool is_autostop() const { return !m_single_pass; }
     QMap<mac, device> devices() const;
-
-    // Where the discovery datagram goes; the broadcast address unless a test network says otherwise.
-    void set_target(const QHostAddress& address) { m_target = address; }
 
     // The 20-byte discovery datagram.
     static QByteArray discovery_datagram();
@@ -56,11 +53,11 @@ protected:
 
 private:
     bool pass();
+    bool count_reached() const;
 
     std::atomic<quint64> m_wanted_count { 0 };
     std::atomic<bool> m_stop_requested { false };
     std::atomic<bool> m_single_pass { true };
-    QHostAddress m_target { QHostAddress::Broadcast };
     mutable QMutex m_known_mutex; // guards m_known
     QMap<mac, device> m_known;
 };

@@ -99,7 +99,7 @@ devsim_harness::attempt devsim_harness::start_once(const QJsonObject& config, in
     QStringList args { QStringLiteral("--config"), path, QStringLiteral("--control-port"), QStringLiteral("0"),
         QStringLiteral("--exit-on-stdin-eof") };
     args += m_extra_arguments;
-    const QString socket_path = m_dir.filePath(QStringLiteral("control.sock"));
+    const QString socket_path = control_socket();
     if (m_namespace.isEmpty()) {
         m_channel = &m_control;
         m_process.start(binary_path(), args);
@@ -152,6 +152,33 @@ devsim_harness::attempt devsim_harness::start_once(const QJsonObject& config, in
     m_error = QStringLiteral("simulator not ready after %1 ms").arg(timeout_ms);
     kill_process();
     return attempt::failed;
+}
+
+bool devsim_harness::attach(const QString& control_socket, int timeout_ms)
+{
+    m_error.clear();
+    if (running() || channel_open()) {
+        m_error = QStringLiteral("already running");
+        return false;
+    }
+    m_channel = &m_local_control;
+    m_local_control.connectToServer(control_socket);
+    if (!m_local_control.waitForConnected(timeout_ms)) {
+        m_error = QStringLiteral("control channel %1: %2").arg(control_socket, m_local_control.errorString());
+        return false;
+    }
+    const QJsonObject answer = command(QJsonObject { { "cmd", "list" } }, timeout_ms);
+    if (!answer.value("ok").toBool()) {
+        m_local_control.abort();
+        return false;
+    }
+    m_count = answer.value("devices").toArray().size();
+    return true;
+}
+
+QString devsim_harness::control_socket() const
+{
+    return m_namespace.isEmpty() ? QString() : m_dir.filePath(QStringLiteral("control.sock"));
 }
 
 bool devsim_harness::stop(int timeout_ms)

@@ -41,6 +41,10 @@ public:
     // "address" get consecutive ones in a random 127.x.y.0/24 block, so tests that
     // run at the same time don't collide; a block found taken is replaced.
     bool start(int count, const QJsonObject& defaults = {}, const QJsonArray& devices = {}, int timeout_ms = 10000);
+    // Talks to a simulator that another harness started, through its control_socket():
+    // a test run inside a namespace reaches the devices its parent run started. The
+    // process stays the other harness's.
+    bool attach(const QString& control_socket, int timeout_ms = 5000);
     // Closes the simulator's standard input and waits for it to end, killing it
     // when it won't. True when it ended by itself with exit code 0.
     bool stop(int timeout_ms = 5000);
@@ -53,6 +57,8 @@ public:
 
     int count() const { return m_count; }
     quint16 control_port() const { return m_control_port; }
+    // The control channel's Unix socket when the simulator runs in a namespace; empty otherwise.
+    QString control_socket() const;
     // Where the device listens now (it moves after a network change).
     QHostAddress address(int device);
     quint16 port(int device);

@@ -75,6 +75,8 @@ public:
     // In a process that run_self() started: the namespace it runs in; empty otherwise.
     static QString inside();
     static QJsonObject inside_arguments();
+    // True when this process runs in the namespace that `ip netns add` named so.
+    static bool in_named_namespace(const QString& name);
 
     // The same without a network: a fresh namespace (`unshare -n`) holding only lo,
     // up, with a route for broadcasts on it. Whether that can be done here.
@@ -89,8 +91,6 @@ private:
     static void remove_stale();
     // "device:inode" of a namespace file; empty when it can't be read.
     static QString namespace_id(const QString& path);
-    // True when this process runs in the namespace that `ip netns add` named so.
-    static bool in_named_namespace(const QString& name);
     static bool run_test_process(QProcess& process, QString* output, int timeout_ms);
 
     QString m_prefix;
@@ -98,3 +98,23 @@ private:
     int m_device_namespaces = 0;
     QString m_error;
 };
+
+// For a test function that runs in two parts: outside, it skips where no test network
+// can be made...
+#define SKIP_WITHOUT_TEST_NETWORK()                                                                                    \
+    do {                                                                                                               \
+        QString why_not;                                                                                               \
+        if (!test_network::available(&why_not))                                                                        \
+            QSKIP(qPrintable(why_not));                                                                                \
+    } while (false)
+
+// ...and runs itself (with its data row) again inside the program's namespace of `net`,
+// passing or failing with that run, whose output is the message. The limit leaves room
+// for a failing QTRY inside, which waits on past its own timeout to tell how long it took.
+#define RUN_INSIDE(net, arguments)                                                                                     \
+    do {                                                                                                               \
+        QString inner_output;                                                                                          \
+        QVERIFY2((net).run_self((net).program_namespace(), QString::fromLatin1(QTest::currentTestFunction()),          \
+                     QString::fromLatin1(QTest::currentDataTag()), (arguments), &inner_output, 120000),                \
+            qPrintable(inner_output));                                                                                 \
+    } while (false)

@@ -148,6 +148,9 @@ bool fault_set::merge(const QJsonObject& members, QString* error)
         } else if (key == QLatin1String("discovery_skip")) {
             good = v.isDouble() && v.toDouble() == v.toInt() && v.toInt() >= 0;
             f.discovery_skip = v.toInt();
+        } else if (key == QLatin1String("discovery_body")) {
+            good = v.isString();
+            f.discovery_body = v.toString();
         } else {
             *error = QStringLiteral("unknown fault \"%1\"").arg(key);
             return false;
@@ -180,6 +183,7 @@ QJsonObject fault_set::to_json() const
         { "progress_stall_at", progress_stall_at },
         { "discovery_skip", discovery_skip },
         { "leading_zeros", leading_zeros },
+        { "discovery_body", discovery_body },
     };
 }
 

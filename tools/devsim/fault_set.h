@@ -30,6 +30,7 @@ struct fault_set {
     // Discovery (silent_at with 1530 silences it altogether).
     int discovery_skip = 0; // the next N discovery requests go unanswered
     bool leading_zeros = false; // ports written as 034567 in the discovery answer
+    QString discovery_body; // when set, the discovery answer's body as it stands, instead of the record
 
     // Takes the members present, replacing each one whole; false on a bad member.
     bool merge(const QJsonObject& members, QString* error);

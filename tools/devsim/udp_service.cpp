@@ -125,7 +125,10 @@ void udp_service::discovery(device& d, const frame& request, const QHostAddress&
         if (d.rebooting())
             return;
         ++d.state().discovery_answers;
-        send(d, quint16(discovery_request + 1), discovery_reply(d.state(), d.faults().leading_zeros), peer, peer_port);
+        const fault_set& f = d.faults();
+        const QByteArray body
+            = f.discovery_body.isEmpty() ? discovery_reply(d.state(), f.leading_zeros) : f.discovery_body.toUtf8();
+        send(d, quint16(discovery_request + 1), body, peer, peer_port);
     };
     const int delay = faults.delay_for(request.message_id);
     if (delay > 0)
