@@ -13,6 +13,7 @@
 #include <QTcpSocket>
 #include <QThread>
 #include <QUdpSocket>
+#include <QtEndian>
 
 #include <atomic>
 #include <cstring>
@@ -24,6 +25,7 @@ std::atomic<long> g_connect_ms { 3000 };
 std::atomic<long> g_next_handle { 1 };
 QMutex g_sessions_mutex; // guards g_sessions
 QHash<long, std::shared_ptr<QTcpSocket>> g_sessions;
+QMutex g_config_mutex; // one configuration by broadcast in flight per process
 
 // The last byte of the reserved tail is left to the library: it says the password is a digest.
 constexpr size_t digest_mark = sizeof(SDK_CONFIG_NET_COMMON_V3::reserved) - 1;
@@ -35,7 +37,35 @@ QString text_of(const char* field, size_t size)
 
 QString hex_field(uint32_t value)
 {
-    return QStringLiteral("0x%1").arg(value, 8, 16, QLatin1Char('0')).toUpper().replace(QLatin1String("0X"), QLatin1String("0x"));
+    return QString::asprintf("0x%08X", value);
+}
+
+// Ones from the top bit down, then zeros.
+bool is_contiguous(uint32_t mask)
+{
+    const uint32_t inverse = ~mask;
+    return (inverse & (inverse + 1)) == 0;
+}
+
+// The device reads a mask byte-reversed, as it reads the addresses. Some callers hand
+// it over in host order; only one of the two orders makes a valid mask, and that
+// tells which one came.
+uint32_t device_form_mask(uint32_t field)
+{
+    if (!is_contiguous(qbswap(field)) && is_contiguous(field))
+        return qbswap(field);
+    return field;
+}
+
+// A device that names itself in its answer must be the one asked; most write only "Ret".
+bool answers_for(const QJsonObject& answer, const QString& mac)
+{
+    for (const QString& key : { QStringLiteral("DvrMac"), QStringLiteral("MAC") }) {
+        const QString named = answer.value(key).toString();
+        if (!named.isEmpty())
+            return named.compare(mac, Qt::CaseInsensitive) == 0;
+    }
+    return true;
 }
 
 QByteArray frame(const netip::packet& p)
@@ -119,17 +149,20 @@ void xmnet_mark_password_digest(SDK_CONFIG_NET_COMMON_V3& record, bool is_digest
 long H264_DVR_SetConfigOverNet(unsigned long command, int, char* config, unsigned long size, int wait_ms)
 {
     if (command != 20 || !config || size != sizeof(SDK_CONFIG_NET_COMMON_V3))
-        return xmnetsdk::refused_base - 1;
+        return xmnetsdk::invalid_request;
     SDK_CONFIG_NET_COMMON_V3 record;
     std::memcpy(&record, config, sizeof record);
 
     const QString mac = text_of(record.MAC, sizeof record.MAC);
+    // Every device would pass over a request without a MAC, and the silence would read as success.
+    if (mac.trimmed().isEmpty())
+        return xmnetsdk::no_mac;
     const QByteArray password(record.Password, int(strnlen(record.Password, sizeof record.Password)));
     const bool is_digest = record.reserved[digest_mark] != 0;
     QJsonObject body {
         { QStringLiteral("HostName"), text_of(record.HostName, sizeof record.HostName) },
         { QStringLiteral("HostIP"), hex_field(record.HostIP) },
-        { QStringLiteral("Submask"), hex_field(record.Submask) },
+        { QStringLiteral("Submask"), hex_field(device_form_mask(record.Submask)) },
         { QStringLiteral("GateWay"), hex_field(record.GateWay) },
         { QStringLiteral("HttpPort"), record.HttpPort },
         { QStringLiteral("TCPPort"), record.TCPPort },
@@ -151,14 +184,19 @@ long H264_DVR_SetConfigOverNet(unsigned long command, int, char* config, unsigne
     netip::packet request(xmnetsdk::config_request, json.constData(), size_t(json.size()));
     request.version = 0;
 
+    // Answers come to the shared port, where the socket bound last takes them all: two
+    // requests in flight from this process would read each other's answers.
+    QMutexLocker one_at_a_time(&g_config_mutex);
     QUdpSocket socket;
-    socket.bind(QHostAddress::AnyIPv4, xmnetsdk::broadcast_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint);
+    if (!socket.bind(
+            QHostAddress::AnyIPv4, xmnetsdk::broadcast_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint))
+        return xmnetsdk::socket_failed;
     socket.setSocketOption(QAbstractSocket::MulticastLoopbackOption, 1);
     if (socket.writeDatagram(frame(request), QHostAddress::Broadcast, xmnetsdk::broadcast_port) < 0)
-        return xmnetsdk::refused_base - 2;
+        return xmnetsdk::socket_failed;
 
-    QDeadlineTimer deadline(wait_ms);
-    while (deadline.remainingTime() > 0) {
+    QDeadlineTimer deadline(qMax(0, wait_ms));
+    while (!deadline.hasExpired()) {
         if (!socket.hasPendingDatagrams() && !socket.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime()))))
             break;
         while (socket.hasPendingDatagrams()) {
@@ -168,7 +206,10 @@ long H264_DVR_SetConfigOverNet(unsigned long command, int, char* config, unsigne
             if (!reply.parse(datagram.constData(), size_t(datagram.size())) || reply.message_id != xmnetsdk::config_reply)
                 continue;
             const QByteArray text(reply.data(), int(strnlen(reply.data(), reply.payload_size())));
-            const int ret = QJsonDocument::fromJson(text).object().value(QStringLiteral("Ret")).toInt(-1);
+            const QJsonObject answer = QJsonDocument::fromJson(text).object();
+            if (!answers_for(answer, mac))
+                continue;
+            const int ret = answer.value(QStringLiteral("Ret")).toInt(-1);
             return ret == 100 ? 1 : xmnetsdk::refused_base - ret;
         }
     }

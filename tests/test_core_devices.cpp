@@ -1,5 +1,5 @@
-#include "app/core.h"
-#include "support/devsim_harness.h"
+#include "tests/core_fixture.h"
+#include "tests/support/devsim_harness.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -9,33 +9,9 @@
 
 namespace {
 
-// A core in batch mode over simulated devices, one row per device.
-struct fixture
+// A core over simulated devices on loopback, one row per device.
+struct fixture : core_fixture
 {
-    fixture()
-    {
-        c = std::make_unique<core>(QString(), dir.path());
-        c->operate(core::batch, false);
-        // The manager starts the next flow before it announces the end of the last one,
-        // so its own count is the one that must stay within the limit.
-        QObject::connect(&c->task_manager(), &tasks::manager::flow_started, [this] {
-            ++started;
-            peak = std::max(peak, int(c->task_manager().running_count()));
-        });
-        QObject::connect(&c->task_manager(), &tasks::manager::flow_ended, [this] { ++ended; });
-    }
-
-    QString add_row(const QString& host, uint16_t port, const QString& password = QString())
-    {
-        endpoint ep;
-        ep.host = host;
-        ep.port = port;
-        ep.password = password;
-        const task_element element(ep, device());
-        c->introduce(element);
-        return element.ident;
-    }
-
     QStringList add_all_rows()
     {
         QStringList idents;
@@ -44,33 +20,31 @@ struct fixture
         return idents;
     }
 
-    // Only these lines take part in the next composition.
-    void select_only(const QStringList& idents)
-    {
-        for (const QString& ident : c->task_manager().lines())
-            c->task_manager().find(ident)->set(tasks::keys::selected, idents.contains(ident));
-    }
-
-    tasks::common_data result(const QString& ident)
-    {
-        return c->task_manager().find(ident)->get(tasks::keys::result).value<tasks::common_data>();
-    }
-
-    QString log_text() const
-    {
-        QStringList lines;
-        for (const auto& e : c->history().entries({ "core", "tasks", "sapi" }))
-            lines << e.text;
-        return lines.join('\n');
-    }
-
-    QTemporaryDir dir;
-    std::unique_ptr<core> c;
     devsim_harness sim;
-    int started = 0;
-    int ended = 0;
-    int peak = 0;
 };
+
+// The most devices in a session at once, as the devices saw it: each device is busy
+// from its first request to its last.
+int peak_at_devices(devsim_harness& sim)
+{
+    QList<QPair<qint64, int>> events; // time, +1 for a start, -1 for an end
+    for (int i = 0; i < sim.count(); ++i) {
+        qint64 first = -1, last = -1;
+        for (const QJsonValue& r : sim.requests(i)) {
+            const qint64 t = qint64(r.toObject().value("time_ms").toDouble());
+            first = first < 0 ? t : std::min(first, t);
+            last = std::max(last, t);
+        }
+        if (first >= 0)
+            events << qMakePair(first, 1) << qMakePair(last, -1);
+    }
+    // At the same millisecond an end comes first: one flow handed over to the next.
+    std::sort(events.begin(), events.end());
+    int now = 0, peak = 0;
+    for (const auto& e : events)
+        peak = std::max(peak, now += e.second);
+    return peak;
+}
 
 uint16_t closed_port()
 {
@@ -92,6 +66,8 @@ private slots:
     void await_after_reboot_and_device_gone();
     void failure_cancels_chained_reboot();
     void limit_holds_running_flows();
+    void configuration_import_data();
+    void configuration_import();
     void many_devices_without_limit();
     void import_opens_encrypted_passwords();
     void batch_run_over_a_task_file();
@@ -117,7 +93,7 @@ void test_core_devices::identify_reports_device_data()
                                   .arg(state["serial"].toString(), state["hardware"].toString(),
                                       state["software_version"].toString(), state["build_time"].toString())),
             qPrintable(log));
-        QVERIFY(f.result(idents[i]).ok || !f.c->task_manager().find(idents[i])->params().contains(tasks::keys::result));
+        QVERIFY(f.result(idents[i]).ok);
     }
     QCOMPARE(f.result(dead).text, QStringLiteral("Error 1: Error connecting to 127.0.0.1"));
     QVERIFY(!f.result(dead).ok);
@@ -169,8 +145,7 @@ void test_core_devices::operations_reach_the_device()
     f.c->run_on_selection(task, args);
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
 
-    QCOMPARE(f.c->task_manager().find(ident)->params().contains(tasks::keys::result) ? f.result(ident).text : "Done",
-        result);
+    QCOMPARE(f.result(ident).text, result);
     const auto read = [&]() -> QJsonValue {
         const QJsonObject state = f.sim.state(0);
         if (state_key == "language")
@@ -242,10 +217,71 @@ void test_core_devices::limit_holds_running_flows()
     fixture f;
     QVERIFY2(f.sim.start(12, QJsonObject { { "faults", QJsonObject { { "delay_ms", 150 } } } }), qPrintable(f.sim.error()));
     f.add_all_rows();
-    f.c->task_manager().set_limit(3);
+    f.c->task_manager().set_limit(5);
     f.c->run_on_selection(tasks::names::identify, {});
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 12, 60000);
-    QCOMPARE(f.peak, 3);
+    QCOMPARE(f.started, 12);
+    QCOMPARE(f.peak, 5);
+    const int at_devices = peak_at_devices(f.sim);
+    QVERIFY2(at_devices >= 2 && at_devices <= 5, qPrintable(QString::number(at_devices)));
+}
+
+void test_core_devices::configuration_import_data()
+{
+    QTest::addColumn<int>("size"); // of the file; -1: no file
+    QTest::addColumn<QJsonObject>("faults");
+    QTest::addColumn<QString>("result");
+    QTest::addColumn<bool>("sent");
+
+    const QString failed = QStringLiteral("Error 9: Error importing configuration");
+    QTest::newRow("imported, then rebooted") << 3000 << QJsonObject {} << "Done" << true;
+    QTest::newRow("a file that fills a frame") << 32768 << QJsonObject {} << "Done" << true;
+    QTest::newRow("a file over a frame is never sent") << 32769 << QJsonObject {} << failed << false;
+    QTest::newRow("no such file") << -1 << QJsonObject {} << failed << false;
+    QTest::newRow("refused by the device")
+        << 3000 << QJsonObject { { "wrong_ret", QJsonObject { { "1540", 607 } } } } << failed << true;
+}
+
+void test_core_devices::configuration_import()
+{
+    QFETCH(int, size);
+    QFETCH(QJsonObject, faults);
+    QFETCH(QString, result);
+    QFETCH(bool, sent);
+
+    fixture f;
+    QVERIFY2(f.sim.start(1, QJsonObject { { "reboot_ms", 300 }, { "faults", faults } }), qPrintable(f.sim.error()));
+    const QString ident = f.add_all_rows().constFirst();
+    const QString path = f.dir.filePath("device.cfg");
+    QByteArray content;
+    for (int i = 0; content.size() < size; ++i)
+        content += QStringLiteral("[Section%1]\nValue=%1\n").arg(i).toUtf8();
+    content.truncate(std::max(size, 0));
+    if (size >= 0) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+    // As the menu composes it: a reboot follows, and goes with a failed import.
+    f.c->run_on_selection(tasks::names::import_configuration, { { tasks::args::file, path } }, core::chained_reboot());
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
+
+    QCOMPARE(f.result(ident).text, result);
+    const QJsonArray imports = f.sim.requests_of(0, 1540);
+    QCOMPARE(imports.size(), sent ? 1 : 0);
+    const QString md5 = QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex());
+    if (sent)
+        QCOMPARE(imports.at(0).toObject().value("md5").toString(), md5);
+    const QJsonObject state = f.sim.state(0);
+    QCOMPARE(state["imports"].toInt(), sent ? 1 : 0);
+    if (sent) {
+        QCOMPARE(state["imported_size"].toInt(), size);
+        QCOMPARE(state["imported_md5"].toString(), md5);
+    }
+    const bool rebooted = f.result(ident).ok;
+    QCOMPARE(f.sim.requests_of(0, 1450).size(), rebooted ? 1 : 0);
+    if (rebooted)
+        QTRY_COMPARE_WITH_TIMEOUT(f.sim.state(0)["boot_count"].toInt(), 2, 5000);
 }
 
 void test_core_devices::many_devices_without_limit()

@@ -12,22 +12,8 @@
 #include <QtEndian>
 #include <QtTest>
 
-// Broadcasts are sent only from a network namespace of the test's own. Each test
-// below runs its row again in such a namespace and passes or fails with it; the
-// inner run carries on past this point. Outside, without root, it is skipped.
-#define IN_ISOLATION()                                                                                                 \
-    do {                                                                                                               \
-        if (!test_network::isolated()) {                                                                               \
-            QString why;                                                                                               \
-            if (!test_network::isolation_available(&why))                                                              \
-                QSKIP(qPrintable(why));                                                                                \
-            QString output;                                                                                            \
-            QVERIFY2(test_network::run_isolated(QString::fromLatin1(QTest::currentTestFunction()),                     \
-                         QString::fromLatin1(QTest::currentDataTag()), &output),                                       \
-                qPrintable(output));                                                                                   \
-            return;                                                                                                    \
-        }                                                                                                              \
-    } while (false)
+// Broadcasts are sent only from a network namespace of the test's own: each test
+// below runs its row again in one.
 
 namespace
 {
@@ -167,7 +153,7 @@ private slots:
 
 void test_devsim_udp::discovery_answer_carries_the_record()
 {
-    IN_ISOLATION();
+    TEST_NETWORK_IN_ISOLATION();
     devsim_harness sim;
     const QJsonArray devices { QJsonObject {}, QJsonObject { { "password", "admin" }, { "serial", "ABC123" } },
         QJsonObject { { "port", 0 }, { "faults", QJsonObject { { "leading_zeros", true } } } } };
@@ -225,7 +211,7 @@ void test_devsim_udp::discovery_faults_data()
 
 void test_devsim_udp::discovery_faults()
 {
-    IN_ISOLATION();
+    TEST_NETWORK_IN_ISOLATION();
     QFETCH(QJsonArray, devices);
     QFETCH(QStringList, passes);
 
@@ -255,7 +241,7 @@ void test_devsim_udp::not_answered_data()
 
 void test_devsim_udp::not_answered()
 {
-    IN_ISOLATION();
+    TEST_NETWORK_IN_ISOLATION();
     QFETCH(QByteArray, bytes);
 
     devsim_harness sim;
@@ -304,7 +290,7 @@ void test_devsim_udp::broadcast_config_data()
 
 void test_devsim_udp::broadcast_config()
 {
-    IN_ISOLATION();
+    TEST_NETWORK_IN_ISOLATION();
     QFETCH(int, target);
     QFETCH(bool, upper_case_mac);
     QFETCH(QString, user);

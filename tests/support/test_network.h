@@ -118,3 +118,20 @@ private:
                      QString::fromLatin1(QTest::currentDataTag()), (arguments), &inner_output, 120000),                \
             qPrintable(inner_output));                                                                                 \
     } while (false)
+
+// Runs the current test function (and data row) again in a namespace of its own
+// (run_isolated()) and passes or fails with it; the inner run carries on past this
+// point. Skipped where that can't be done. For tests that broadcast on loopback.
+#define TEST_NETWORK_IN_ISOLATION()                                                                                    \
+    do {                                                                                                               \
+        if (!test_network::isolated()) {                                                                               \
+            QString why_not_isolated;                                                                                  \
+            if (!test_network::isolation_available(&why_not_isolated))                                                 \
+                QSKIP(qPrintable(why_not_isolated));                                                                   \
+            QString isolated_output;                                                                                   \
+            QVERIFY2(test_network::run_isolated(QString::fromLatin1(QTest::currentTestFunction()),                     \
+                         QString::fromLatin1(QTest::currentDataTag()), &isolated_output),                              \
+                qPrintable(isolated_output));                                                                          \
+            return;                                                                                                    \
+        }                                                                                                              \
+    } while (false)

@@ -1,0 +1,239 @@
+#include "sdk/xmnetsdk.h"
+#include "tests/support/netip_wire.h"
+#include "tests/support/test_network.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QNetworkDatagram>
+#include <QTimer>
+#include <QUdpSocket>
+#include <QtEndian>
+#include <QtTest>
+
+#include <cstring>
+#include <future>
+
+// The library's configuration by broadcast against a device played by the test. Every
+// test runs again in a namespace of its own (only lo), where broadcasting is harmless.
+
+namespace
+{
+
+constexpr quint16 udp_port = 34569;
+const QString device_mac = QStringLiteral("02:4f:56:00:00:01");
+
+SDK_CONFIG_NET_COMMON_V3 record_for(const QString& mac, quint32 submask)
+{
+    SDK_CONFIG_NET_COMMON_V3 r;
+    std::memset(&r, 0, sizeof r);
+    std::strncpy(r.HostName, "gate", sizeof r.HostName);
+    // Addresses as the library takes them: byte-reversed.
+    r.HostIP = qbswap(quint32(0xC0A8017B)); // 192.168.1.123
+    r.Submask = submask;
+    r.GateWay = qbswap(quint32(0xC0A80101));
+    r.TCPPort = 34567;
+    r.HttpPort = 80;
+    const QByteArray mac_text = mac.toLatin1();
+    std::memcpy(r.MAC, mac_text.constData(), std::min(sizeof r.MAC, size_t(mac_text.size())));
+    std::strncpy(r.Username, "admin", sizeof r.Username);
+    r.flags = 1;
+    return r;
+}
+
+std::future<long> set_config(SDK_CONFIG_NET_COMMON_V3 record, int wait_ms)
+{
+    return std::async(std::launch::async, [record, wait_ms]() mutable {
+        return H264_DVR_SetConfigOverNet(20, -1, reinterpret_cast<char*>(&record), sizeof record, wait_ms);
+    });
+}
+
+bool ready(const std::future<long>& f)
+{
+    return f.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+
+// A device's UDP side: hears broadcasts on the shared port (bound before the library's
+// socket, so that answers to the library reach the library) and answers each
+// configuration request from 127.0.0.2 with the bodies `answer` gives, after a delay.
+class fake_device final : public QObject
+{
+public:
+    struct request {
+        netip_reply frame;
+        qint64 at_ms = 0;
+    };
+
+    bool bind()
+    {
+        clock.start();
+        connect(&listener, &QUdpSocket::readyRead, this, &fake_device::read);
+        const auto mode = QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint;
+        return listener.bind(QHostAddress::AnyIPv4, udp_port, mode)
+            && sender.bind(QHostAddress(QStringLiteral("127.0.0.2")), udp_port, mode);
+    }
+
+    std::function<QJsonArray(const QJsonObject& body)> answer = [](const QJsonObject&) { return QJsonArray {}; };
+    int delay_ms = 0;
+    QList<request> requests;
+
+private:
+    void read()
+    {
+        while (listener.hasPendingDatagrams()) {
+            const QNetworkDatagram d = listener.receiveDatagram();
+            netip_reply frame;
+            if (!netip_reply::parse(d.data(), frame) || frame.id != 1532)
+                continue;
+            requests << request { frame, clock.elapsed() };
+            const QHostAddress to(d.senderAddress().toIPv4Address());
+            const quint16 port = quint16(d.senderPort());
+            for (const QJsonValue& body : answer(frame.body)) {
+                QByteArray text = netip_wire::json(body.toObject());
+                text.append("\n", 2);
+                const QByteArray bytes = netip_wire::header(1533, quint32(text.size()), 0, 0xFF, 0) + text;
+                QTimer::singleShot(delay_ms, this, [this, bytes, to, port] { sender.writeDatagram(bytes, to, port); });
+            }
+        }
+    }
+
+    QUdpSocket listener;
+    QUdpSocket sender;
+    QElapsedTimer clock;
+};
+
+} // namespace
+
+class test_xmnetsdk : public QObject
+{
+    Q_OBJECT
+private slots:
+    void set_config_over_net_data();
+    void set_config_over_net();
+    void concurrent_calls_wait_for_each_other();
+    void port_held_elsewhere_refuses();
+};
+
+void test_xmnetsdk::set_config_over_net_data()
+{
+    QTest::addColumn<QString>("mac");
+    QTest::addColumn<quint32>("submask"); // the record's field
+    QTest::addColumn<QJsonArray>("answers"); // sent in this order for the request
+    QTest::addColumn<int>("wait_ms");
+    QTest::addColumn<long>("result");
+    QTest::addColumn<QString>("sent_mask"); // "Submask" on the wire; empty: nothing may be sent
+
+    const QJsonArray accepted { QJsonObject { { "Ret", 100 } } };
+    QTest::newRow("a /24 mask in host order goes out as the device reads it")
+        << device_mac << 0xFFFFFF00u << accepted << 1000 << 1L << "0x00FFFFFF";
+    QTest::newRow("a /16 mask already reversed") << device_mac << 0x0000FFFFu << accepted << 1000 << 1L << "0x0000FFFF";
+    QTest::newRow("an all-ones mask") << device_mac << 0xFFFFFFFFu << accepted << 1000 << 1L << "0xFFFFFFFF";
+    QTest::newRow("a mask valid in neither order is passed on")
+        << device_mac << 0x00FF00FFu << accepted << 1000 << 1L << "0x00FF00FF";
+    QTest::newRow("refused with 203") << device_mac << 0x00FFFFFFu << QJsonArray { QJsonObject { { "Ret", 203 } } }
+                                      << 1000 << xmnetsdk::refused_base - 203 << "0x00FFFFFF";
+    QTest::newRow("another device's answer is passed over")
+        << device_mac << 0x00FFFFFFu
+        << QJsonArray { QJsonObject { { "Ret", 203 }, { "DvrMac", "02:00:00:00:00:99" } },
+               QJsonObject { { "Ret", 100 }, { "DvrMac", device_mac.toUpper() } } }
+        << 1000 << 1L << "0x00FFFFFF";
+    QTest::newRow("only another device answers: no answer")
+        << device_mac << 0x00FFFFFFu << QJsonArray { QJsonObject { { "Ret", 100 }, { "DvrMac", "02:00:00:00:00:99" } } }
+        << 300 << xmnetsdk::no_answer << "0x00FFFFFF";
+    QTest::newRow("silence: no answer") << device_mac << 0x00FFFFFFu << QJsonArray {} << 300 << xmnetsdk::no_answer
+                                        << "0x00FFFFFF";
+    QTest::newRow("a negative wait doesn't wait")
+        << device_mac << 0x00FFFFFFu << QJsonArray {} << -1 << xmnetsdk::no_answer << "0x00FFFFFF";
+    QTest::newRow("no MAC: refused, nothing sent")
+        << QString() << 0x00FFFFFFu << accepted << 1000 << xmnetsdk::no_mac << QString();
+}
+
+void test_xmnetsdk::set_config_over_net()
+{
+    TEST_NETWORK_IN_ISOLATION();
+    QFETCH(QString, mac);
+    QFETCH(quint32, submask);
+    QFETCH(QJsonArray, answers);
+    QFETCH(int, wait_ms);
+    QFETCH(long, result);
+    QFETCH(QString, sent_mask);
+
+    fake_device dev;
+    QVERIFY(dev.bind());
+    dev.answer = [answers](const QJsonObject&) { return answers; };
+    QElapsedTimer timer;
+    timer.start();
+    std::future<long> call = set_config(record_for(mac, submask), wait_ms);
+    QTRY_VERIFY_WITH_TIMEOUT(ready(call), 10000);
+    const qint64 took = timer.elapsed();
+    // The request is on its way back to the fake device by now; give it time to arrive.
+    QTest::qWait(100);
+
+    QCOMPARE(call.get(), result);
+    if (result == xmnetsdk::no_answer)
+        QVERIFY2(took >= wait_ms - 20 && took < qMax(0, wait_ms) + 2000, qPrintable(QString::number(took)));
+    else
+        QVERIFY2(took < 1000, qPrintable(QString::number(took)));
+    if (sent_mask.isEmpty()) {
+        QVERIFY(dev.requests.isEmpty());
+        return;
+    }
+    QCOMPARE(dev.requests.size(), 1);
+    const netip_reply& sent = dev.requests.at(0).frame;
+    QCOMPARE(sent.version, quint8(0));
+    QVERIFY(sent.payload.endsWith(QByteArray("}\n\0", 3)));
+    QCOMPARE(sent.body.value("Submask").toString(), sent_mask);
+    QCOMPARE(sent.body.value("HostIP").toString(), QStringLiteral("0x7B01A8C0"));
+    QCOMPARE(sent.body.value("GateWay").toString(), QStringLiteral("0x0101A8C0"));
+    QCOMPARE(sent.body.value("DvrMac").toString(), mac);
+    QCOMPARE(sent.body.value("MAC").toString(), mac);
+    QCOMPARE(sent.body.value("Username").toString(), QStringLiteral("admin"));
+    QCOMPARE(sent.body.value("Password").toString(), QLatin1String(netip_wire::digest_empty));
+}
+
+void test_xmnetsdk::concurrent_calls_wait_for_each_other()
+{
+    TEST_NETWORK_IN_ISOLATION();
+    // Slow answers, and a refusal from one device only: each caller must get its own.
+    const QStringList macs { "02:4f:56:00:00:01", "02:4f:56:00:00:02", "02:4f:56:00:00:03" };
+    fake_device dev;
+    QVERIFY(dev.bind());
+    dev.delay_ms = 200;
+    dev.answer = [&macs](const QJsonObject& body) {
+        const bool refuses = body.value("DvrMac").toString() == macs.at(1);
+        return QJsonArray { QJsonObject { { "Ret", refuses ? 203 : 100 } } };
+    };
+    std::vector<std::future<long>> calls;
+    for (const QString& mac : macs)
+        calls.push_back(set_config(record_for(mac, 0x00FFFFFF), 1000));
+    QTRY_VERIFY_WITH_TIMEOUT(std::all_of(calls.begin(), calls.end(), ready), 10000);
+
+    QCOMPARE(calls[0].get(), 1L);
+    QCOMPARE(calls[1].get(), xmnetsdk::refused_base - 203);
+    QCOMPARE(calls[2].get(), 1L);
+    QCOMPARE(dev.requests.size(), 3);
+    // One request in flight at a time: the next goes out only after the last answer.
+    for (int i = 1; i < dev.requests.size(); ++i) {
+        const qint64 gap = dev.requests.at(i).at_ms - dev.requests.at(i - 1).at_ms;
+        QVERIFY2(gap >= 190, qPrintable(QString::number(gap)));
+    }
+}
+
+void test_xmnetsdk::port_held_elsewhere_refuses()
+{
+    TEST_NETWORK_IN_ISOLATION();
+    // Another program holds the port without sharing it: nothing may go out from a port
+    // the answer can't come back to.
+    QUdpSocket holder;
+    QVERIFY(holder.bind(QHostAddress::AnyIPv4, udp_port, QUdpSocket::DontShareAddress));
+    QElapsedTimer timer;
+    timer.start();
+    std::future<long> call = set_config(record_for(device_mac, 0x00FFFFFF), 1000);
+    QTRY_VERIFY_WITH_TIMEOUT(ready(call), 10000);
+    QCOMPARE(call.get(), xmnetsdk::socket_failed);
+    QVERIFY(timer.elapsed() < 1000);
+    QTest::qWait(100);
+    QVERIFY(!holder.hasPendingDatagrams());
+}
+
+QTEST_GUILESS_MAIN(test_xmnetsdk)
+#include "test_xmnetsdk.moc"
