@@ -11,6 +11,12 @@ namespace firmware_pack
 
 const QByteArray pack::magic = QByteArrayLiteral("FFCF");
 
+QByteArray pack::up_to_nul(const QByteArray& data)
+{
+    const int end = data.indexOf('\0');
+    return end < 0 ? data : data.left(end);
+}
+
 pack::pack()
     : loggable("firmware_pack")
 {

@@ -65,6 +65,9 @@ public:
 protected:
     pack();
 
+    // A decrypted serial or ident ends at its first NUL.
+    static QByteArray up_to_nul(const QByteArray& data);
+
     // Header reading common to both versions: codes 1 to 6. Forgets the old path.
     bool read_header(const QString& path);
     // Sets error and position, logs, and gives false for the caller to return.

@@ -9,17 +9,6 @@
 namespace firmware_pack
 {
 
-namespace
-{
-
-    QByteArray up_to_nul(const QByteArray& data)
-    {
-        const int end = data.indexOf('\0');
-        return end < 0 ? data : data.left(end);
-    }
-
-} // namespace
-
 pack_v2::pack_v2() = default;
 
 void pack_v2::reset()

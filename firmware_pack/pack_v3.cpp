@@ -12,17 +12,6 @@
 namespace firmware_pack
 {
 
-namespace
-{
-
-    QByteArray up_to_nul(const QByteArray& data)
-    {
-        const int end = data.indexOf('\0');
-        return end < 0 ? data : data.left(end);
-    }
-
-} // namespace
-
 pack_v3::pack_v3() = default;
 
 void pack_v3::reset()
