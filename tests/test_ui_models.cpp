@@ -43,6 +43,7 @@ private slots:
     void flags();
     void update_changes_one_cell_data();
     void update_changes_one_cell();
+    void unchanged_status_is_not_repainted();
     void update_of_unknown_ident_is_a_no_op_data();
     void update_of_unknown_ident_is_a_no_op();
     void color_and_selection_updates_touch_their_cell();
@@ -168,6 +169,20 @@ void test_ui_models::update_changes_one_cell()
     // Neighbours keep their texts.
     QVERIFY(model.data(model.index(0, column), Qt::DisplayRole).toString() != QStringLiteral("new text"));
     QVERIFY(model.data(model.index(2, column), Qt::DisplayRole).toString() != QStringLiteral("new text"));
+}
+
+void test_ui_models::unchanged_status_is_not_repainted()
+{
+    main_model model;
+    fill(model, 2);
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    for (int i = 0; i < 3; ++i) {
+        model.update_status(QStringLiteral("id-1"), QStringLiteral("Uploading: 7%"));
+        model.update_color(QStringLiteral("id-1"), main_model::status_color(2));
+    }
+    QCOMPARE(changed.count(), 2);
+    model.update_status(QStringLiteral("id-1"), QStringLiteral("Uploading: 8%"));
+    QCOMPARE(changed.count(), 3);
 }
 
 void test_ui_models::update_of_unknown_ident_is_a_no_op_data()

@@ -224,6 +224,8 @@ void main_model::update_summary(const QString& ident, const QString& text)
 void main_model::update_status(const QString& ident, const QString& text)
 {
     update(ident, [&text](record& r) {
+        if (r.status == text)
+            return -1;
         r.status = text;
         return int(col_status);
     });
@@ -232,6 +234,8 @@ void main_model::update_status(const QString& ident, const QString& text)
 void main_model::update_color(const QString& ident, const QColor& color)
 {
     update(ident, [&color](record& r) {
+        if (r.color == color)
+            return -1;
         r.color = color;
         return int(col_status);
     });
@@ -253,6 +257,9 @@ void main_model::update(const QString& ident, const std::function<int(record&)>&
     if (row < 0)
         return;
     const int column = change(m_records[size_t(row)]);
+    // An upload repeats its percentage chunk after chunk; an unchanged cell isn't repainted.
+    if (column < 0)
+        return;
     const QModelIndex cell = index(row, column);
     emit dataChanged(cell, cell);
 }

@@ -80,7 +80,8 @@ signals:
     void selection_changed(const QString& ident, bool state);
 
 private:
-    // Applies change to the row of ident; change returns the column it touched.
+    // Applies change to the row of ident; change returns the column it touched, or -1 when
+    // nothing changed.
     void update(const QString& ident, const std::function<int(record&)>& change);
 
     std::vector<record> m_records;
