@@ -2,8 +2,8 @@
 #include "app/core.h"
 
 #include "app/fixed_names.h"
-#include "ui/main_model.h"
 #include "sdk/exceptions.h"
+#include "ui/main_model.h"
 
 #include <QCoreApplication>
 

@@ -5,7 +5,6 @@
 #include "delivery/task_list_password.h"
 #include "ui/main_model.h"
 
-
 void core::introduce(const task_element& element)
 {
     m_manager.add_line(element.ident);

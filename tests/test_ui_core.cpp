@@ -11,6 +11,7 @@
 #include <QCheckBox>
 #include <QDialog>
 #include <QFile>
+#include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QSettings>
@@ -103,6 +104,7 @@ private slots:
     void run_without_selection_warns();
     void quit_keeps_the_layout();
     void window_speaks_russian();
+    void language_switch_reaches_the_dialogs();
 };
 
 void test_ui_core::usage_warning_at_first_start_only()
@@ -293,6 +295,24 @@ void test_ui_core::window_speaks_russian()
     ep.host = QStringLiteral("127.0.0.250");
     d.c->introduce(task_element(ep, device()));
     QVERIFY(cell(*d.c->model(), 0, main_model::col_status) != QLatin1String("Added"));
+}
+
+void test_ui_core::language_switch_reaches_the_dialogs()
+{
+    desk d;
+    QVERIFY(d.start());
+    auto* edit = d.c->window()->findChild<QDialog*>("task_edit");
+    QVERIFY(edit);
+    auto* name = edit->findChild<QLabel*>("l_name");
+    QCOMPARE(name->text(), QStringLiteral("Name:"));
+
+    d.c->apply_language(QStringLiteral("ru_RU"));
+    QTRY_VERIFY(name->text() != QLatin1String("Name:"));
+    QCOMPARE(name->text(), QCoreApplication::translate("task_edit", "Name:"));
+    QCOMPARE(d.c->window()->findChild<QAction*>("act_run")->text(), QCoreApplication::translate("main_window", "Update online"));
+    const auto* problems = d.c->window()->findChild<QDialog*>("problem_report");
+    QCOMPARE(problems->windowTitle(), QCoreApplication::translate("problem_report", "Issues report"));
+    QVERIFY(problems->windowTitle() != QLatin1String("Issues report"));
 }
 
 QTEST_MAIN(test_ui_core)

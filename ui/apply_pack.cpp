@@ -1,6 +1,7 @@
 #include "ui/apply_pack.h"
 
 #include <QDialogButtonBox>
+#include <QEvent>
 #include <QGridLayout>
 #include <QItemSelectionModel>
 #include <QLabel>
@@ -12,17 +13,16 @@ apply_pack::apply_pack(QWidget* parent)
     : QDialog(parent)
 {
     setObjectName(QStringLiteral("apply_pack"));
-    setWindowTitle(tr("Applying firmware packages"));
     m_packs = new pack_list_model(this);
     m_content = new pack_content_model(this);
 
-    l_packs_head = new QLabel(tr("Firmware packages:"), this);
+    l_packs_head = new QLabel(this);
     l_packs = new QListView(this);
     l_packs->setObjectName(QStringLiteral("l_packs"));
     l_packs->setModel(m_packs);
     l_packs->setSelectionMode(QAbstractItemView::SingleSelection);
     l_packs_head->setBuddy(l_packs);
-    l_devices_head = new QLabel(tr("Target devices:"), this);
+    l_devices_head = new QLabel(this);
     l_devices = new QListView(this);
     l_devices->setObjectName(QStringLiteral("l_devices"));
     l_devices->setModel(m_content);
@@ -43,7 +43,22 @@ apply_pack::apply_pack(QWidget* parent)
     layout->addWidget(l_packs, 1, 0);
     layout->addWidget(l_devices, 1, 1);
     layout->addWidget(buttonBox, 2, 0, 1, 2);
+    retranslate();
     resize(560, 360);
+}
+
+void apply_pack::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        retranslate();
+    QDialog::changeEvent(event);
+}
+
+void apply_pack::retranslate()
+{
+    setWindowTitle(tr("Applying firmware packages"));
+    l_packs_head->setText(tr("Firmware packages:"));
+    l_devices_head->setText(tr("Target devices:"));
 }
 
 void apply_pack::set_packs(const QList<pack_list_model::record>& packs)

@@ -39,7 +39,11 @@ public slots:
     void on_l_packs_activated(const QModelIndex& index);
     void on_buttonBox_accepted();
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
+    void retranslate();
     void show_pack(int row);
     // Puts the shown list, with its marks, back in the map.
     void store_current();

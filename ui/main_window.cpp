@@ -241,6 +241,8 @@ void main_window::build_menus()
 void main_window::retranslate()
 {
     setWindowTitle(tr("Kelmar Firmware Update"));
+    if (m_filter)
+        m_table->horizontalHeader()->headerDataChanged(Qt::Horizontal, 0, m_filter->columnCount() - 1);
     act_quit->setText(tr("Quit"));
     act_import->setText(tr("Data import..."));
     act_run->setText(tr("Update online"));

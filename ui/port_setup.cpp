@@ -1,6 +1,7 @@
 #include "ui/port_setup.h"
 
 #include <QDialogButtonBox>
+#include <QEvent>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QLabel>
@@ -12,18 +13,17 @@ port_setup::port_setup(QWidget* parent)
     : QDialog(parent)
 {
     setObjectName(QStringLiteral("port_setup"));
-    setWindowTitle(tr("Port selection"));
 
     l_info = new QLabel(this);
     l_info->setObjectName(QStringLiteral("l_info"));
     l_info->setWordWrap(true);
     group = new QGroupBox(this);
     group->setObjectName(QStringLiteral("group"));
-    o_default = new QRadioButton(tr("Default"), group);
+    o_default = new QRadioButton(group);
     o_default->setObjectName(QStringLiteral("o_default"));
     l_default = new QLabel(group);
     l_default->setObjectName(QStringLiteral("l_default"));
-    o_user = new QRadioButton(tr("Custom"), group);
+    o_user = new QRadioButton(group);
     o_user->setObjectName(QStringLiteral("o_user"));
     i_port = new QSpinBox(group);
     i_port->setObjectName(QStringLiteral("i_port"));
@@ -45,6 +45,21 @@ port_setup::port_setup(QWidget* parent)
     layout->addWidget(l_info);
     layout->addWidget(group);
     layout->addWidget(buttons);
+    retranslate();
+}
+
+void port_setup::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        retranslate();
+    QDialog::changeEvent(event);
+}
+
+void port_setup::retranslate()
+{
+    setWindowTitle(tr("Port selection"));
+    o_default->setText(tr("Default"));
+    o_user->setText(tr("Custom"));
 }
 
 int port_setup::ask(const QString& text, quint16 default_port, quint16 current_port, bool use_default)

@@ -25,7 +25,11 @@ public:
 private slots:
     void on_i_port_valueChanged(int i);
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
+    void retranslate();
     QLabel* l_info = nullptr;
     QGroupBox* group = nullptr;
     QRadioButton* o_default = nullptr;

@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QDialogButtonBox>
+#include <QEvent>
 #include <QHeaderView>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -28,6 +29,15 @@ problem_report::problem_report(QWidget* parent)
     layout->addWidget(m_table);
     layout->addWidget(buttons);
     resize(720, 320);
+}
+
+void problem_report::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::LanguageChange) {
+        setWindowTitle(tr("Issues report"));
+        m_table->horizontalHeader()->headerDataChanged(Qt::Horizontal, 0, m_model.columnCount() - 1);
+    }
+    QDialog::changeEvent(event);
 }
 
 void problem_report::add(const QDateTime& when, const QString& task, const QString& endpoint, const QString& serial,

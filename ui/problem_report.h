@@ -20,6 +20,9 @@ public:
         const QString& description);
     const problems& model() const { return m_model; }
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
     problems m_model;
     QTableView* m_table = nullptr;

@@ -1,6 +1,7 @@
 #include "ui/task_edit.h"
 
 #include <QDialogButtonBox>
+#include <QEvent>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -28,15 +29,14 @@ task_edit::task_edit(QWidget* parent)
     : QDialog(parent)
 {
     setObjectName(QStringLiteral("task_edit"));
-    setWindowTitle(tr("Device properties"));
 
     f_name = named(new QLineEdit(this), "f_name");
     f_address = named(new QLineEdit(this), "f_address");
     f_address->setPlaceholderText(QStringLiteral("192.168.1.10"));
 
     w_add = named(new QWidget(this), "w_add");
-    o_add_single = named(new QRadioButton(tr("Single"), w_add), "o_add_single");
-    o_add_multi = named(new QRadioButton(tr("Multiple"), w_add), "o_add_multi");
+    o_add_single = named(new QRadioButton(w_add), "o_add_single");
+    o_add_multi = named(new QRadioButton(w_add), "o_add_multi");
     f_num_devices = named(new QSpinBox(w_add), "f_num_devices");
     f_num_devices->setRange(1, 255);
     auto* add_row = new QHBoxLayout(w_add);
@@ -57,14 +57,19 @@ task_edit::task_edit(QWidget* parent)
     buttonBox = named(new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this), "buttonBox");
 
     auto* form = new QFormLayout;
-    form->addRow(named(new QLabel(tr("Name:"), this), "l_name"), f_name);
-    form->addRow(named(new QLabel(tr("Host:"), this), "l_address"), f_address);
-    l_add = named(new QLabel(tr("Add:"), this), "l_add");
+    l_name = named(new QLabel(this), "l_name");
+    l_address = named(new QLabel(this), "l_address");
+    l_add = named(new QLabel(this), "l_add");
+    l_port = named(new QLabel(this), "l_port");
+    l_user = named(new QLabel(this), "l_user");
+    l_password = named(new QLabel(this), "l_password");
+    form->addRow(l_name, f_name);
+    form->addRow(l_address, f_address);
     form->addRow(l_add, w_add);
     form->addRow(QString(), l_range);
-    form->addRow(named(new QLabel(tr("Port:"), this), "l_port"), f_port);
-    form->addRow(named(new QLabel(tr("User:"), this), "l_user"), f_user);
-    form->addRow(named(new QLabel(tr("Password:"), this), "l_password"), f_password);
+    form->addRow(l_port, f_port);
+    form->addRow(l_user, f_user);
+    form->addRow(l_password, f_password);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
     layout->addWidget(buttonBox);
@@ -82,6 +87,28 @@ task_edit::task_edit(QWidget* parent)
     prepare_add();
 }
 
+void task_edit::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        retranslate();
+    QDialog::changeEvent(event);
+}
+
+void task_edit::retranslate()
+{
+    setWindowTitle(m_add_mode ? tr("Add task") : tr("Edit task"));
+    o_add_single->setText(tr("Single"));
+    o_add_multi->setText(tr("Multiple"));
+    l_name->setText(tr("Name:"));
+    l_address->setText(tr("Host:"));
+    l_add->setText(tr("Add:"));
+    l_port->setText(tr("Port:"));
+    l_user->setText(tr("User:"));
+    l_password->setText(tr("Password:"));
+    f_password->setPlaceholderText(m_password_kept ? tr("Encrypted") : QString());
+    update_range();
+}
+
 void task_edit::prepare_add()
 {
     m_add_mode = true;
@@ -89,16 +116,15 @@ void task_edit::prepare_add()
     m_original = endpoint();
     m_password_kept = false;
     m_stored_password.clear();
-    setWindowTitle(tr("Add task"));
     f_name->clear();
     f_address->clear();
     f_port->setValue(endpoint::default_port);
     f_user->setText(m_original.user);
     f_password->clear();
-    f_password->setPlaceholderText(QString());
     o_add_single->setChecked(true);
     f_num_devices->setValue(1);
     update_mode_widgets();
+    retranslate();
 }
 
 void task_edit::prepare_edit(const QString& ident, const endpoint& data)
@@ -106,7 +132,6 @@ void task_edit::prepare_edit(const QString& ident, const endpoint& data)
     m_add_mode = false;
     m_ident = ident;
     m_original = data;
-    setWindowTitle(tr("Edit task"));
     f_name->setText(data.name);
     f_address->setText(data.host);
     f_port->setValue(data.port);
@@ -116,9 +141,9 @@ void task_edit::prepare_edit(const QString& ident, const endpoint& data)
     m_password_kept = data.password_encrypted;
     m_stored_password = data.password_encrypted ? data.password : QString();
     f_password->setText(data.password_encrypted ? QString() : data.password);
-    f_password->setPlaceholderText(data.password_encrypted ? tr("Encrypted") : QString());
     o_add_single->setChecked(true);
     update_mode_widgets();
+    retranslate();
 }
 
 QString task_edit::increase(const QString& address, int n, bool clamp)

@@ -50,7 +50,12 @@ private slots:
     void on_o_add_single_clicked(bool checked);
     void on_o_add_multi_clicked(bool checked);
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
+    // Every text of the form, again after a change of language.
+    void retranslate();
     void update_mode_widgets();
     void update_range();
     // Name, port, user and password from the form, on top of base.
@@ -58,7 +63,12 @@ private:
 
     QLineEdit* f_name = nullptr;
     QLineEdit* f_address = nullptr;
+    QLabel* l_name = nullptr;
+    QLabel* l_address = nullptr;
     QLabel* l_add = nullptr;
+    QLabel* l_port = nullptr;
+    QLabel* l_user = nullptr;
+    QLabel* l_password = nullptr;
     QWidget* w_add = nullptr;
     QRadioButton* o_add_single = nullptr;
     QRadioButton* o_add_multi = nullptr;
