@@ -16,6 +16,16 @@
 #include <QMessageBox>
 #include <QStandardPaths>
 
+namespace {
+
+// A firmware identifier is the MD5 of the plain file; a wrong key can still pass the padding check.
+bool is_firmware(const QByteArray& data, const QString& firmware)
+{
+    return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex() == firmware.toLatin1();
+}
+
+} // namespace
+
 void core::open_cache()
 {
     const QString path = app_paths::cache_file(m_portable, m_application_path);
@@ -66,8 +76,7 @@ QByteArray core::cached_firmware(const QString& firmware)
         m_cache_in_use = false;
         return {};
     }
-    // A wrong key or a garbled block can still pass the padding check.
-    if (QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex() != firmware.toLatin1()) {
+    if (!is_firmware(data, firmware)) {
         log(fixed_names::sources::core,
             tr("Failed to extract the data from the cache file: cached update data mismatches target."));
         m_cache_in_use = false;
@@ -84,7 +93,7 @@ void core::cache_firmware(const QString& firmware, const QByteArray& data)
     log(fixed_names::sources::core, tr("Firmware cached"));
     if (!m_cache.add(firmware, data, m_crypto.ident_encryptor, m_crypto.payload_encryptor, m_client.session_nonce()))
         log(fixed_names::sources::core, tr("Error adding to the cache file"));
-    else if (QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex() == firmware.toLatin1())
+    else if (is_firmware(data, firmware))
         m_opened_firmware.insert(firmware, data);
 }
 
@@ -137,9 +146,13 @@ model_structures::device_list core::pack_targets(const std::shared_ptr<firmware_
 bool core::apply_firmware_pack(const std::shared_ptr<firmware_pack::pack>& pack, const model_structures::device_list& targets)
 {
     set_running_state(true);
+    QHash<QString, QByteArray> extracted; // targets often share a firmware: decrypt it once
     for (const model_structures::pack_target& target : targets) {
         const QString ident = pack->ident_at(target.index);
-        const QByteArray data = pack->extract(ident, m_crypto.payload_decryptor);
+        auto found = extracted.find(ident);
+        if (found == extracted.end())
+            found = extracted.insert(ident, pack->extract(ident, m_crypto.payload_decryptor));
+        const QByteArray data = *found;
         if (data.isEmpty())
             continue;
         QString functionality = pack->sdk_type(ident);

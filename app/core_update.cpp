@@ -236,12 +236,12 @@ void core::finish_flash(const QString& ident, bool ok, const QString& text)
     log(source_of(ident), sentence, { fixed_names::tags::tasks });
     l->set(tasks::keys::result, QVariant::fromValue(tasks::common_data { sentence, ok }));
     set_status(ident, sentence, ok ? status_success : status_failure);
-    if (!ok)
-        add_problem(ident, sentence);
-    if (ok)
+    if (ok) {
         l->set(tasks::keys::version, l->get(tasks::keys::new_version).value<client::update_resp::firmware_list>().value(0).firmware);
-    else
+    } else {
+        add_problem(ident, sentence);
         cancel(ident);
+    }
     m_manager.task_finished(ident);
 }
 

@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <vector>
 
 namespace {
@@ -110,18 +109,6 @@ double program_client(const QString& host, uint16_t port, const QByteArray& imag
     dvr_networking c;
     if (!c.connect_to(host, port) || !c.login("admin", dvr_networking::encrypt_password(""), nullptr))
         return -1;
-    const dvr_networking::firmware_reader reader = [&image](char*& buffer, const uint64_t& offset, uint64_t& size) {
-        const auto total = uint64_t(image.size());
-        if (offset == 0 && size == 0) {
-            size = total;
-            return true;
-        }
-        if (offset > total)
-            return false;
-        size = std::min(size, total - offset);
-        std::memcpy(buffer, image.constData() + offset, size_t(size));
-        return true;
-    };
     QElapsedTimer timer;
     double sent = -1;
     const dvr_networking::progress_callback progress = [&](const dvr_networking::upgrade_task_progress_type& stage,
@@ -131,7 +118,7 @@ double program_client(const QString& host, uint16_t port, const QByteArray& imag
         if (stage == dvr_networking::sending && percent == 100)
             sent = double(timer.nsecsElapsed()) / 1e9;
     };
-    return c.upgrade(reader, progress) ? sent : -1;
+    return c.upgrade(dvr_networking::reader_of(image), progress) ? sent : -1;
 }
 
 double median(std::vector<double> v)

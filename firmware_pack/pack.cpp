@@ -11,6 +11,26 @@ namespace firmware_pack
 
 const QByteArray pack::magic = QByteArrayLiteral("FFCF");
 
+bool pack::begin_add(QFile& file, const QString& ident, const QByteArray& payload, const ident_encryptor& encrypt_ident,
+    const payload_encryptor& encrypt_payload, quint64 session, int max_ident_blocks, QByteArray& ident_frame,
+    QByteArray& payload_frame)
+{
+    if (ident.isEmpty())
+        return false;
+    // A file that went away isn't made anew: without a header it would never load.
+    file.setFileName(m_path);
+    if (m_path.isEmpty() || !file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
+        return fail(1, -1, "file can't be opened for writing");
+    ident_frame = encrypt_ident ? encrypt_ident(ident.toUtf8()) : QByteArray();
+    payload_frame = encrypt_payload ? encrypt_payload(payload, session) : QByteArray();
+    if (ident_frame.isEmpty() || payload_frame.isEmpty() || ident_frame.size() % 16 || payload_frame.size() % 16
+        || ident_frame.size() / 16 > max_ident_blocks) {
+        log(blackbox::warning, "\"%s\": encryption of \"%s\" failed", qUtf8Printable(m_path), qUtf8Printable(ident));
+        return false;
+    }
+    return true;
+}
+
 QByteArray pack::up_to_nul(const QByteArray& data)
 {
     const int end = data.indexOf('\0');

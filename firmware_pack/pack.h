@@ -65,6 +65,12 @@ public:
 protected:
     pack();
 
+    // The first half of an add, before anything is written: the file opened for writing (error
+    // 1 when it can't be) and both frames encrypted in whole 16-byte units, the ident's in at
+    // most max_ident_blocks of them. False when either fails, the file left as it was.
+    bool begin_add(QFile& file, const QString& ident, const QByteArray& payload, const ident_encryptor& encrypt_ident,
+        const payload_encryptor& encrypt_payload, quint64 session, int max_ident_blocks, QByteArray& ident_frame,
+        QByteArray& payload_frame);
     // A decrypted serial or ident ends at its first NUL.
     static QByteArray up_to_nul(const QByteArray& data);
 

@@ -81,21 +81,11 @@ bool pack_v2::load(const QString& path, const target_decryptor& targets, const i
 bool pack_v2::add(const QString& ident, const QByteArray& payload, const ident_encryptor& encrypt_ident,
     const payload_encryptor& encrypt_payload, quint64 session)
 {
-    if (ident.isEmpty())
+    QFile file;
+    QByteArray ident_frame, payload_frame;
+    // The header counts the ident's 16-byte units in one byte.
+    if (!begin_add(file, ident, payload, encrypt_ident, encrypt_payload, session, 255, ident_frame, payload_frame))
         return false;
-    // A file that went away isn't made anew: without a header it would never load.
-    QFile file(path());
-    if (path().isEmpty() || !file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
-        return fail(1, -1, "file can't be opened for writing");
-
-    // Encrypted first, so that a failing cipher leaves the file as it was.
-    const QByteArray ident_frame = encrypt_ident ? encrypt_ident(ident.toUtf8()) : QByteArray();
-    const QByteArray payload_frame = encrypt_payload ? encrypt_payload(payload, session) : QByteArray();
-    if (ident_frame.isEmpty() || payload_frame.isEmpty() || ident_frame.size() % 16 || payload_frame.size() % 16
-        || ident_frame.size() / 16 > 255 || ident.size() > 0xffff) {
-        log(blackbox::warning, "\"%s\": encryption of \"%s\" failed", qUtf8Printable(path()), qUtf8Printable(ident));
-        return false;
-    }
 
     const quint8 index = m_count++;
     if (const quint32 code = write_count_and_time(file))

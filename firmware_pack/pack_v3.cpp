@@ -2,6 +2,8 @@
 
 #include <QFile>
 
+#include <climits>
+
 #include "diagnostics/blackbox.h"
 #include "firmware_pack/ate_block.h"
 #include "firmware_pack/firmware_block.h"
@@ -106,20 +108,10 @@ bool pack_v3::load(const QString& path, const target_decryptor& targets, const i
 bool pack_v3::add(const QString& ident, const QByteArray& payload, const ident_encryptor& encrypt_ident,
     const payload_encryptor& encrypt_payload, quint64 session)
 {
-    if (ident.isEmpty())
+    QFile file;
+    QByteArray ident_frame, payload_frame;
+    if (!begin_add(file, ident, payload, encrypt_ident, encrypt_payload, session, INT_MAX, ident_frame, payload_frame))
         return false;
-    // A file that went away isn't made anew: without a header it would never load.
-    QFile file(path());
-    if (path().isEmpty() || !file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
-        return fail(1, -1, "file can't be opened for writing");
-
-    const QByteArray ident_frame = encrypt_ident ? encrypt_ident(ident.toUtf8()) : QByteArray();
-    const QByteArray payload_frame = encrypt_payload ? encrypt_payload(payload, session) : QByteArray();
-    // blocks counts whole 16-byte units: a frame of any other size couldn't be read back.
-    if (ident_frame.isEmpty() || payload_frame.isEmpty() || ident_frame.size() % 16 || payload_frame.size() % 16) {
-        log(blackbox::warning, "\"%s\": encryption of \"%s\" failed", qUtf8Printable(path()), qUtf8Printable(ident));
-        return false;
-    }
 
     QByteArray nonce;
     little_endian::append<quint64>(nonce, session);

@@ -56,6 +56,8 @@ public:
     // Sends a firmware image in 32768-byte chunks, one in flight, then follows the device's
     // progress until it reports the image written (Ret 515).
     bool upgrade(const firmware_reader& reader, const progress_callback& progress);
+    // A reader over an image in memory; it shares the bytes, copying only the chunk asked for.
+    static firmware_reader reader_of(const QByteArray& image);
 
     // 0 until the first accepted reply, then that reply's session.
     uint32_t session() const { return m_session; }

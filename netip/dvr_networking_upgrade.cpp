@@ -9,7 +9,9 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <array>
+#include <cstring>
 #include <cmath>
 
 bool dvr_networking::upgrade(const firmware_reader& reader, const progress_callback& progress)
@@ -62,6 +64,22 @@ bool dvr_networking::upgrade(const firmware_reader& reader, const progress_callb
     } catch (int) {
         return false;
     }
+}
+
+dvr_networking::firmware_reader dvr_networking::reader_of(const QByteArray& image)
+{
+    return [image](char*& buffer, const uint64_t& offset, uint64_t& size) {
+        const auto total = uint64_t(image.size());
+        if (offset == 0 && size == 0) {
+            size = total;
+            return true;
+        }
+        if (offset > total)
+            return false;
+        size = std::min(size, total - offset);
+        std::memcpy(buffer, image.constData() + offset, size_t(size));
+        return true;
+    };
 }
 
 bool dvr_networking::send_chunk(const firmware_reader& reader, uint32_t chunk_number)

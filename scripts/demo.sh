@@ -8,23 +8,7 @@ root=$PWD
 bash scripts/setup.sh
 build=$root/build
 
-work=$(mktemp -d /tmp/orvane-demo.XXXXXX)
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$work"
-}
-trap cleanup EXIT
-
-# Wait for a simulator's "ready ..." line and print it.
-wait_ready() {
-    for _ in $(seq 100); do
-        if grep -q '^ready' "$1" 2>/dev/null; then grep '^ready' "$1"; return 0; fi
-        sleep 0.1
-    done
-    echo "simulator did not start:" >&2; cat "$1" "$1.err" >&2 2>/dev/null; return 1
-}
+source scripts/simulators.sh
 
 # Two firmware images, one per hardware kind.
 openssl rand -out "$work/ipc.bin" $((3 * 1024 * 1024))
@@ -63,13 +47,8 @@ cat > "$work/service.json" <<JSON
 }
 JSON
 
-"$build/tools/devsim/orvane-devsim" --config "$work/devices.json" > "$work/devsim.out" 2> "$work/devsim.out.err" &
-pids+=($!)
-"$build/tools/svcsim/orvane-svcsim" --config "$work/service.json" > "$work/svcsim.out" 2> "$work/svcsim.out.err" &
-pids+=($!)
-wait_ready "$work/devsim.out"
-wait_ready "$work/svcsim.out"
-port=$(grep -o ' port=[0-9]*' "$work/svcsim.out" | head -1 | cut -d= -f2)
+start_simulators devices.json service.json
+port=$service_port
 
 # A portable installation: the program beside its settings, cache and log.
 mkdir "$work/run"

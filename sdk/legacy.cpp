@@ -527,20 +527,6 @@ bool legacy::op_await(const QHostAddress& address, float seconds)
 
 bool legacy::op_upgrade_firmware(const QByteArray& data)
 {
-    // The reader shares the image; nothing is copied but the chunk in flight.
-    const QByteArray image = data;
-    const dvr_networking::firmware_reader reader = [image](char*& buffer, const uint64_t& offset, uint64_t& size) {
-        const auto total = uint64_t(image.size());
-        if (offset == 0 && size == 0) {
-            size = total;
-            return true;
-        }
-        if (offset > total)
-            return false;
-        size = std::min(size, total - offset);
-        std::memcpy(buffer, image.constData() + offset, size_t(size));
-        return true;
-    };
     const dvr_networking::progress_callback progress = [this](const dvr_networking::upgrade_task_progress_type& stage,
                                                            const unsigned char& percent) {
         flash_progress_type kind = flash_progress_type::misinterpreted;
@@ -551,7 +537,7 @@ bool legacy::op_upgrade_firmware(const QByteArray& data)
         // The core reads a legacy percentage from the total; it goes in both.
         emit flash_progress(m_ident, kind, percent, percent);
     };
-    const bool ok = client().upgrade(reader, progress);
+    const bool ok = client().upgrade(dvr_networking::reader_of(data), progress);
     emit flash_progress(m_ident, ok ? flash_progress_type::done : flash_progress_type::failure, 0, 0);
     return ok;
 }

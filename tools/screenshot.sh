@@ -10,21 +10,7 @@ out=${1:-/tmp/orvane-window.png}
 build=$root/build
 [ -x "$build/app/orvane" ] || bash scripts/setup.sh
 
-work=$(mktemp -d /tmp/orvane-shot.XXXXXX)
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$work"
-}
-trap cleanup EXIT
-wait_ready() {
-    for _ in $(seq 100); do
-        grep -q '^ready' "$1" 2>/dev/null && return 0
-        sleep 0.1
-    done
-    echo "simulator did not start" >&2; return 1
-}
+source scripts/simulators.sh
 
 openssl rand -out "$work/fw.bin" $((2 * 1024 * 1024))
 client_id=$(openssl rand -hex 8)
@@ -42,13 +28,8 @@ cat > "$work/service.json" <<JSON
              "SHOT00000004": "denied", "SHOT00000005": $pending },
   "faults": { "file": { "delay_ms": 4000 } } }
 JSON
-"$build/tools/devsim/orvane-devsim" --config "$work/devices.json" > "$work/devsim.out" 2>&1 &
-pids+=($!)
-"$build/tools/svcsim/orvane-svcsim" --config "$work/service.json" > "$work/svcsim.out" 2>&1 &
-pids+=($!)
-wait_ready "$work/devsim.out"
-wait_ready "$work/svcsim.out"
-port=$(grep -o ' port=[0-9]*' "$work/svcsim.out" | head -1 | cut -d= -f2)
+start_simulators devices.json service.json
+port=$service_port
 
 mkdir "$work/run"
 cp "$build/app/orvane" "$work/run/"
@@ -64,13 +45,13 @@ INI
 { for i in 41 42 43 44 45; do echo "127.0.0.$i,34567,admin,"; done; echo "127.0.0.1,1,admin,"; } > "$work/devices.csv"
 
 display=:$((90 + RANDOM % 100))
-Xvfb "$display" -screen 0 1100x700x24 > "$work/xvfb.log" 2>&1 &
-pids+=($!)
+run_in_background Xvfb "$display" -screen 0 1100x700x24 > "$work/xvfb.log" 2>&1
 export DISPLAY=$display XDG_RUNTIME_DIR=$work/xdg
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 sleep 1
-(cd "$work/run" && ./orvane > "$work/orvane.log" 2>&1) &
-pids+=($!)
+cd "$work/run"
+run_in_background ./orvane > "$work/orvane.log" 2>&1
+cd "$root"
 
 window=""
 for _ in $(seq 50); do

@@ -1,0 +1,37 @@
+# Sourced by the scripts that run the program against simulated devices and a simulated
+# update service: a scratch folder removed on exit with every process started here, and
+# the simulators started from their JSON files.
+#   source scripts/simulators.sh; start_simulators devices.json service.json
+# sets $work, and $service_port once the service is up.
+work=$(mktemp -d /tmp/orvane-run.XXXXXX)
+pids=()
+cleanup() {
+    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+    wait 2>/dev/null || true
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+# Waits for a simulator's "ready ..." line.
+wait_ready() {
+    for _ in $(seq 100); do
+        grep -q '^ready' "$1" 2>/dev/null && return 0
+        sleep 0.1
+    done
+    echo "simulator did not start:" >&2; cat "$1" "$1.err" >&2 2>/dev/null; return 1
+}
+
+# Starts a process in the background, remembered for the clean-up.
+run_in_background() {
+    "$@" &
+    pids+=($!)
+}
+
+# start_simulators <devices.json> <service.json>, both in $work.
+start_simulators() {
+    run_in_background "$build/tools/devsim/orvane-devsim" --config "$work/$1" > "$work/devsim.out" 2> "$work/devsim.out.err"
+    run_in_background "$build/tools/svcsim/orvane-svcsim" --config "$work/$2" > "$work/svcsim.out" 2> "$work/svcsim.out.err"
+    wait_ready "$work/devsim.out"
+    wait_ready "$work/svcsim.out"
+    service_port=$(grep -o ' port=[0-9]*' "$work/svcsim.out" | head -1 | cut -d= -f2)
+}
