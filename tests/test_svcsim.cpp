@@ -15,8 +15,8 @@
 #include <memory>
 #include <vector>
 
-#include "tools/svcsim/identity.h"
-#include "tools/svcsim/sealing.h"
+#include "tools/common/service_identity.h"
+#include "tools/common/sealing.h"
 
 namespace
 {
@@ -38,7 +38,7 @@ QString md5_hex(const QByteArray& data)
 
 QByteArray open_hex(const QByteArray& body, const QByteArray& key)
 {
-    return svcsim::unseal(QByteArray::fromHex(body), key);
+    return tools::unseal(QByteArray::fromHex(body), key);
 }
 
 // The query text as the program's client writes it: indented, flags as given.
@@ -54,11 +54,11 @@ QByteArray client_query(int flags)
 
 // The client's half of the URLs, from the format alone.
 struct url_maker {
-    svcsim::identity id;
+    tools::service_identity id;
     QUrl base;
     quint64 nonce = run_nonce;
 
-    static QByteArray piece(const QByteArray& plain, const QByteArray& key) { return svcsim::seal(plain, key).toHex(); }
+    static QByteArray piece(const QByteArray& plain, const QByteArray& key) { return tools::seal(plain, key).toHex(); }
     QByteArray session() const { return piece(id.session_plain(nonce).toLatin1(), id.client_key()); }
     QUrl at(const QByteArray& path) const { return base.resolved(QUrl(QString::fromLatin1(path))); }
     QUrl update(const QByteArray& serial, const QByteArray& query) const
@@ -234,7 +234,7 @@ void test_svcsim::initTestCase()
             } },
     };
     QVERIFY2(m_service.start(config), qPrintable(m_service.error()));
-    m_urls.id = svcsim::identity(m_service.client_id(), m_service.client_key());
+    m_urls.id = tools::service_identity(m_service.client_id(), m_service.client_key());
     m_urls.base = m_service.base_url();
 }
 
@@ -271,10 +271,10 @@ QString test_svcsim::check_answer(const QString& kind, const http_result& r, con
     if (r.error != QNetworkReply::NoError || r.status != 200)
         return QStringLiteral("error %1, status %2").arg(r.error).arg(r.status);
 
-    const svcsim::identity& id = m_urls.id;
+    const tools::service_identity& id = m_urls.id;
     QByteArray opened;
     if (kind == QLatin1String("file"))
-        opened = svcsim::unseal(r.body, id.file_key(m_urls.nonce));
+        opened = tools::unseal(r.body, id.file_key(m_urls.nonce));
     else
         opened = open_hex(r.body, kind == QLatin1String("update") ? id.version_key() : id.serial_key());
 
@@ -301,7 +301,7 @@ void test_svcsim::purpose_keys_match_known_answers_data()
     QTest::addColumn<QByteArray>("key");
     QTest::addColumn<QByteArray>("expected");
     // Digests taken with sha256sum over the texts the keys are made of.
-    const svcsim::identity id(QByteArray::fromHex("0011223344556677"), QByteArray(32, 'k'));
+    const tools::service_identity id(QByteArray::fromHex("0011223344556677"), QByteArray(32, 'k'));
     QTest::newRow("serial key hashes h + h.mid(1,6)")
         << id.serial_key() << QByteArray::fromHex("6f698b00664efc6c14ce6e4e3f3d6894f073b923d55d3eaba3a1471364e1afce");
     QTest::newRow("version key hashes h + h.mid(2,4)")
@@ -342,7 +342,7 @@ void test_svcsim::unseal_opens_frames_made_elsewhere()
     const QByteArray key = QByteArray::fromHex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
     const QByteArray iv = QByteArray::fromHex("a0a1a2a3a4a5a6a7a8a9aaabacadaeaf");
     QByteArray opened;
-    QVERIFY(svcsim::unseal(cipher + iv + noise(80), key, &opened));
+    QVERIFY(tools::unseal(cipher + iv + noise(80), key, &opened));
     QCOMPARE(opened, plain);
 }
 
@@ -368,11 +368,11 @@ void test_svcsim::sealed_frames()
     QFETCH(QString, change);
     QFETCH(bool, opens);
     QFETCH(int, size);
-    const QByteArray key = svcsim::sha256("key");
-    QByteArray frame = svcsim::seal(plain, key);
-    QCOMPARE(svcsim::seal(plain, key).size(), frame.size());
+    const QByteArray key = tools::sha256("key");
+    QByteArray frame = tools::seal(plain, key);
+    QCOMPARE(tools::seal(plain, key).size(), frame.size());
     // The IV and filler are fresh every time.
-    QVERIFY(svcsim::seal(plain, key).right(96) != frame.right(96));
+    QVERIFY(tools::seal(plain, key).right(96) != frame.right(96));
     QByteArray open_key = key;
     if (change == QLatin1String("filler"))
         frame.replace(frame.size() - 80, 80, QByteArray(80, '\x5a'));
@@ -383,10 +383,10 @@ void test_svcsim::sealed_frames()
     else if (change == QLatin1String("append"))
         frame.append('\0');
     else if (change == QLatin1String("key"))
-        open_key = svcsim::sha256("other");
+        open_key = tools::sha256("other");
     QCOMPARE(frame.size(), size);
     QByteArray opened;
-    const bool ok = svcsim::unseal(frame, open_key, &opened);
+    const bool ok = tools::unseal(frame, open_key, &opened);
     QCOMPARE(ok && opened == plain, opens);
 }
 
@@ -480,10 +480,10 @@ void test_svcsim::file_is_sealed_under_the_session_nonce()
     const http_result first = get(m_nam, m_urls.file("NOB-1", firmware));
     QCOMPARE(first.error, QNetworkReply::NoError);
     QCOMPARE(first.body.size() % 16, 0);
-    const QByteArray plain = svcsim::unseal(first.body, m_urls.id.file_key(run_nonce));
+    const QByteArray plain = tools::unseal(first.body, m_urls.id.file_key(run_nonce));
     QCOMPARE(md5_hex(plain), firmware);
     // The frame is raw, not hexadecimal, and doesn't open under the other keys.
-    QVERIFY(svcsim::unseal(first.body, m_urls.id.version_key()).isEmpty());
+    QVERIFY(tools::unseal(first.body, m_urls.id.version_key()).isEmpty());
 
     // One seal per nonce: the same frame again, a new one for another run.
     const http_result again = get(m_nam, m_urls.file("PEND-1", firmware));
@@ -492,7 +492,7 @@ void test_svcsim::file_is_sealed_under_the_session_nonce()
     other_run.nonce = 17;
     const http_result other = get(m_nam, other_run.file("NOB-1", firmware));
     QVERIFY(other.body != first.body);
-    QCOMPARE(md5_hex(svcsim::unseal(other.body, m_urls.id.file_key(17))), firmware);
+    QCOMPARE(md5_hex(tools::unseal(other.body, m_urls.id.file_key(17))), firmware);
     QCOMPARE(m_service.stats().value("seals").toInt(), seals + 2);
 
     const QJsonArray records = m_service.requests("file");
@@ -597,17 +597,17 @@ void test_svcsim::bad_requests_get_plain_errors_data()
     QTest::addColumn<QUrl>("url");
     QTest::addColumn<QByteArray>("expected");
     const url_maker& u = m_urls;
-    const svcsim::identity& id = u.id;
+    const tools::service_identity& id = u.id;
     const QByteArray serial = url_maker::piece("PEND-1", id.serial_key());
     const QByteArray query = url_maker::piece(client_query(0), id.query_key());
     auto with_session
         = [&](const QByteArray& session) { return u.at("update/" + session + '/' + serial + '/' + query + '/'); };
-    const svcsim::identity stranger(QByteArray::fromHex("8877665544332211"), id.client_key());
+    const tools::service_identity stranger(QByteArray::fromHex("8877665544332211"), id.client_key());
 
     QTest::newRow("session isn't hexadecimal") << with_session("zz" + u.session().mid(2)) << QByteArray("E:2");
     QTest::newRow("session in upper case") << with_session(u.session().toUpper()) << QByteArray("E:2");
     QTest::newRow("session under another key")
-        << with_session(url_maker::piece(id.session_plain(run_nonce).toLatin1(), svcsim::sha256("x")))
+        << with_session(url_maker::piece(id.session_plain(run_nonce).toLatin1(), tools::sha256("x")))
         << QByteArray("E:2");
     QTest::newRow("session of another client")
         << with_session(url_maker::piece(stranger.session_plain(run_nonce).toLatin1(), id.client_key()))
@@ -739,7 +739,7 @@ void test_svcsim::serves_a_fleet_of_200()
         fleet.insert(QStringLiteral("DEV-%1").arg(i, 3, 10, QLatin1Char('0')),
             QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { "fw.bin" } } });
     QVERIFY2(service.start(QJsonObject { { "fleet", fleet } }), qPrintable(service.error()));
-    const url_maker urls { svcsim::identity(service.client_id(), service.client_key()), service.base_url() };
+    const url_maker urls { tools::service_identity(service.client_id(), service.client_key()), service.base_url() };
 
     // Many managers, so that many connections are open at once.
     std::vector<std::unique_ptr<QNetworkAccessManager>> managers;
@@ -768,7 +768,7 @@ void test_svcsim::serves_a_fleet_of_200()
             confirm->deleteLater();
         });
         connect(file, &QNetworkReply::finished, this, [&, file] {
-            files += svcsim::unseal(file->readAll(), urls.id.file_key(run_nonce)) == data ? 1 : 0;
+            files += tools::unseal(file->readAll(), urls.id.file_key(run_nonce)) == data ? 1 : 0;
             ++finished;
             file->deleteLater();
         });
@@ -804,7 +804,7 @@ void test_svcsim::large_file_is_streamed_and_sealed_once()
     QVERIFY(!service.add_file("big.bin", data).isEmpty());
     data.clear();
     QVERIFY2(service.start(QJsonObject { { "files", QJsonArray { "big.bin" } } }, 30000), qPrintable(service.error()));
-    const url_maker urls { svcsim::identity(service.client_id(), service.client_key()), service.base_url() };
+    const url_maker urls { tools::service_identity(service.client_id(), service.client_key()), service.base_url() };
     const QByteArray request = "GET " + urls.file("BIG", firmware).path(QUrl::FullyEncoded).toLatin1()
         + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
 
@@ -823,7 +823,7 @@ void test_svcsim::large_file_is_streamed_and_sealed_once()
     const http_result r = get(nam, urls.file("BIG", firmware), 120000);
     QCOMPARE(r.error, QNetworkReply::NoError);
     QCOMPARE(r.body.size(), size + 16 + 96);
-    QCOMPARE(md5_hex(svcsim::unseal(r.body, urls.id.file_key(run_nonce))), firmware);
+    QCOMPARE(md5_hex(tools::unseal(r.body, urls.id.file_key(run_nonce))), firmware);
     const QString sealed_md5 = md5_hex(r.body);
 
     // Plain and sealed copy, and slices in the sockets; not a copy per client.

@@ -9,7 +9,7 @@
 #include "tools/devsim/control_commands.h"
 #include "tools/devsim/control_server.h"
 #include "tools/devsim/devsim_log.h"
-#include "tools/devsim/shutdown_watch.h"
+#include "tools/common/shutdown_watch.h"
 #include "tools/devsim/simulator.h"
 
 namespace
@@ -123,8 +123,8 @@ int main(int argc, char* argv[])
     if (parser.isSet(control_socket_option) && !control.listen_local(parser.value(control_socket_option), &error))
         return fail(exit_cannot_listen, error);
 
-    devsim::shutdown_watch watch(parser.isSet(stdin_option));
-    QObject::connect(&watch, &devsim::shutdown_watch::shutdown_requested, &app, [](const QString& reason) {
+    tools::shutdown_watch watch(parser.isSet(stdin_option));
+    QObject::connect(&watch, &tools::shutdown_watch::shutdown_requested, &app, [](const QString& reason) {
         qCInfo(lc_devsim, "stopping: %s", qPrintable(reason));
         QCoreApplication::quit();
     });

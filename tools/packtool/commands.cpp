@@ -1,6 +1,6 @@
 #include "tools/packtool/commands.h"
 
-#include "tools/packtool/cipher.h"
+#include "tools/common/sealing.h"
 #include "tools/packtool/entry_list.h"
 #include "tools/packtool/pack_reader.h"
 #include "tools/packtool/pack_writer.h"
@@ -36,14 +36,14 @@ namespace
         return code;
     }
 
-    bool keys_from(const QString& client_id, service_keys* keys, int* code)
+    bool keys_from(const QString& client_id, tools::service_identity* keys, int* code)
     {
         QString error;
         if (client_id.isEmpty()) {
             *code = fail(usage_error, QStringLiteral("--client-id is required"));
             return false;
         }
-        if (!service_keys::from_hex(client_id, keys, &error)) {
+        if (!tools::service_identity::from_hex(client_id, nullptr, keys, &error)) {
             *code = fail(usage_error, error);
             return false;
         }
@@ -52,7 +52,7 @@ namespace
 
     bool read_pack(const QString& client_id, const QString& path, pack_contents* contents, int* code)
     {
-        service_keys keys;
+        tools::service_identity keys;
         if (!keys_from(client_id, &keys, code))
             return false;
         QFile file(path);
@@ -86,7 +86,7 @@ namespace
 int run_build(const build_options& options)
 {
     int code = success;
-    service_keys keys;
+    tools::service_identity keys;
     if (!keys_from(options.client_id, &keys, &code))
         return code;
     if (options.version != 2 && options.version != 3)
@@ -174,18 +174,17 @@ int run_check(const QString& client_id, const QString& path)
     int code = success;
     if (!read_pack(client_id, path, &c, &code))
         return code;
-    service_keys keys;
+    tools::service_identity keys;
     QString unused;
-    service_keys::from_hex(client_id, &keys, &unused);
+    tools::service_identity::from_hex(client_id, nullptr, &keys, &unused);
     print_header(path, c);
 
     int faults = 0;
     for (int i = 0; i < c.firmwares.size(); ++i) {
         const auto& f = c.firmwares[i];
         out() << "firmware " << i << " " << f.ident << ": ";
-        bool opened = false;
-        const QByteArray plain
-            = f.has_session ? cipher::unseal(f.payload_frame, keys.file_key(f.session), &opened) : QByteArray();
+        QByteArray plain;
+        const bool opened = f.has_session && tools::unseal(f.payload_frame, keys.file_key(f.session), &plain);
         const QString md5 = QString::fromLatin1(QCryptographicHash::hash(plain, QCryptographicHash::Md5).toHex());
         if (!f.has_session) {
             out() << "FAILED: no session\n";

@@ -1,6 +1,7 @@
 #include "tools/packtool/pack_reader.h"
 
-#include "tools/packtool/cipher.h"
+#include "tools/common/sealing.h"
+#include "tools/packtool/target_record.h"
 
 #include <QtEndian>
 
@@ -57,7 +58,7 @@ namespace
 
 } // namespace
 
-pack_reader::pack_reader(service_keys keys)
+pack_reader::pack_reader(tools::service_identity keys)
     : m_keys(std::move(keys))
 {
 }
@@ -90,7 +91,7 @@ bool pack_reader::read(const QByteArray& image, pack_contents* out, QString* err
 
 bool pack_reader::open_target(const QByteArray& record, qint64 offset, QString* serial, QString* error) const
 {
-    *serial = QString::fromLatin1(cipher::open_target_record(record, m_keys.target_key()));
+    *serial = QString::fromLatin1(open_target_record(record, m_keys.target_key()));
     if (serial->isEmpty()) {
         *error = at_offset(QStringLiteral("target record doesn't decrypt (wrong client id?)"), offset);
         return false;
@@ -100,7 +101,7 @@ bool pack_reader::open_target(const QByteArray& record, qint64 offset, QString* 
 
 bool pack_reader::open_ident(const QByteArray& frame, qint64 offset, QString* ident, QString* error) const
 {
-    QByteArray plain = cipher::unseal(frame, m_keys.version_key());
+    QByteArray plain = tools::unseal(frame, m_keys.version_key());
     if (plain.indexOf('\0') >= 0)
         plain.truncate(plain.indexOf('\0'));
     *ident = QString::fromUtf8(plain);

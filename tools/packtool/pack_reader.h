@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tools/packtool/pack_contents.h"
-#include "tools/packtool/service_keys.h"
+#include "tools/common/service_identity.h"
 
 #include <QByteArray>
 #include <QString>
@@ -14,7 +14,7 @@ namespace packtool
 class pack_reader
 {
 public:
-    explicit pack_reader(service_keys keys);
+    explicit pack_reader(tools::service_identity keys);
 
     bool read(const QByteArray& image, pack_contents* out, QString* error) const;
 
@@ -25,7 +25,7 @@ private:
     bool open_target(const QByteArray& record, qint64 offset, QString* serial, QString* error) const;
     bool open_ident(const QByteArray& frame, qint64 offset, QString* ident, QString* error) const;
 
-    service_keys m_keys;
+    tools::service_identity m_keys;
 };
 
 } // namespace packtool

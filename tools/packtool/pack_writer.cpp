@@ -1,6 +1,7 @@
 #include "tools/packtool/pack_writer.h"
 
-#include "tools/packtool/cipher.h"
+#include "tools/common/sealing.h"
+#include "tools/packtool/target_record.h"
 
 #include <QCryptographicHash>
 #include <QDataStream>
@@ -17,7 +18,7 @@ namespace
 
     quint64 random_session()
     {
-        const QByteArray raw = cipher::random_bytes(8);
+        const QByteArray raw = tools::random_bytes(8);
         return raw.size() == 8 ? qFromLittleEndian<quint64>(raw.constData()) : 0;
     }
 
@@ -59,7 +60,7 @@ namespace
 
 } // namespace
 
-pack_writer::pack_writer(service_keys keys)
+pack_writer::pack_writer(tools::service_identity keys)
     : m_keys(std::move(keys))
 {
 }
@@ -112,7 +113,7 @@ QByteArray pack_writer::body_v2(const pack_plan& plan, QString* error) const
     if (plan.kind == 2) {
         out << quint32(0) << quint8(plan.targets.size());
         for (const auto& t : plan.targets) {
-            const QByteArray record = cipher::make_target_record(t.serial.toLatin1(), m_keys.target_key());
+            const QByteArray record = make_target_record(t.serial.toLatin1(), m_keys.target_key());
             if (record.isEmpty()) {
                 *error = QStringLiteral("serial \"%1\" can't be written (1 to 31 characters)").arg(t.serial);
                 return {};
@@ -124,8 +125,8 @@ QByteArray pack_writer::body_v2(const pack_plan& plan, QString* error) const
     for (const auto& f : plan.firmwares) {
         const quint64 session = random_session();
         const QString ident = ident_of(f.data);
-        const QByteArray ident_frame = cipher::seal(ident.toUtf8(), m_keys.version_key());
-        const QByteArray payload_frame = cipher::seal(f.data, m_keys.file_key(session));
+        const QByteArray ident_frame = tools::seal(ident.toUtf8(), m_keys.version_key());
+        const QByteArray payload_frame = tools::seal(f.data, m_keys.file_key(session));
         if (ident_frame.isEmpty() || payload_frame.isEmpty()) {
             *error = QStringLiteral("encryption failed");
             return {};
@@ -148,7 +149,7 @@ QByteArray pack_writer::body_v3(const pack_plan& plan, QString* error) const
 {
     image out;
     for (const auto& t : plan.targets) {
-        const QByteArray record = cipher::make_target_record(t.serial.toLatin1(), m_keys.target_key());
+        const QByteArray record = make_target_record(t.serial.toLatin1(), m_keys.target_key());
         if (record.isEmpty()) {
             *error = QStringLiteral("serial \"%1\" can't be written (1 to 31 characters)").arg(t.serial);
             return {};
@@ -159,8 +160,8 @@ QByteArray pack_writer::body_v3(const pack_plan& plan, QString* error) const
     for (const auto& f : plan.firmwares) {
         const quint64 session = random_session();
         const QString ident = ident_of(f.data);
-        const QByteArray ident_frame = cipher::seal(ident.toUtf8(), m_keys.version_key());
-        const QByteArray payload_frame = cipher::seal(f.data, m_keys.file_key(session));
+        const QByteArray ident_frame = tools::seal(ident.toUtf8(), m_keys.version_key());
+        const QByteArray payload_frame = tools::seal(f.data, m_keys.file_key(session));
         if (ident_frame.isEmpty() || payload_frame.isEmpty()) {
             *error = QStringLiteral("encryption failed");
             return {};

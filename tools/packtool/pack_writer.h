@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tools/packtool/pack_plan.h"
-#include "tools/packtool/service_keys.h"
+#include "tools/common/service_identity.h"
 
 #include <QByteArray>
 #include <QString>
@@ -13,7 +13,7 @@ namespace packtool
 class pack_writer
 {
 public:
-    explicit pack_writer(service_keys keys);
+    explicit pack_writer(tools::service_identity keys);
 
     // The whole file; empty with a reason when the plan can't be written.
     QByteArray write(const pack_plan& plan, QString* error) const;
@@ -23,7 +23,7 @@ private:
     QByteArray body_v2(const pack_plan& plan, QString* error) const;
     QByteArray body_v3(const pack_plan& plan, QString* error) const;
 
-    service_keys m_keys;
+    tools::service_identity m_keys;
 };
 
 } // namespace packtool

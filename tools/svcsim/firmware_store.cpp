@@ -5,7 +5,7 @@
 #include <QFileInfo>
 #include <QJsonObject>
 
-#include "tools/svcsim/sealing.h"
+#include "tools/common/sealing.h"
 #include "tools/svcsim/svcsim_log.h"
 
 namespace svcsim
@@ -76,7 +76,7 @@ QByteArray firmware_store::sealed(const QString& firmware, quint64 nonce, const 
             qCWarning(lc_svcsim, "short read of firmware file \"%s\"", qPrintable(found->path));
             return {};
         }
-        frame = seal(plain, key);
+        frame = tools::seal(plain, key);
     }
     if (frame.isEmpty()) {
         qCWarning(lc_svcsim, "sealing firmware %s failed", qPrintable(firmware));

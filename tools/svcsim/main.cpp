@@ -12,10 +12,10 @@
 #include "tools/svcsim/firmware_store.h"
 #include "tools/svcsim/fleet.h"
 #include "tools/svcsim/http_server.h"
-#include "tools/svcsim/identity.h"
+#include "tools/common/service_identity.h"
 #include "tools/svcsim/request_log.h"
 #include "tools/svcsim/service.h"
-#include "tools/svcsim/shutdown_watch.h"
+#include "tools/common/shutdown_watch.h"
 #include "tools/svcsim/svcsim_log.h"
 
 namespace
@@ -75,9 +75,10 @@ int main(int argc, char* argv[])
     if (parser.isSet(config_option) && !config.load_file(parser.value(config_option), &error))
         return fail(exit_bad_config, error);
 
-    svcsim::identity id;
-    if (!svcsim::identity::from_hex(parser.isSet(id_option) ? parser.value(id_option) : config.client_id(),
-            parser.isSet(key_option) ? parser.value(key_option) : config.client_key(), &id, &error))
+    tools::service_identity id;
+    const QString key_hex = parser.isSet(key_option) ? parser.value(key_option) : config.client_key();
+    if (!tools::service_identity::from_hex(
+            parser.isSet(id_option) ? parser.value(id_option) : config.client_id(), &key_hex, &id, &error))
         return fail(exit_bad_config, error);
 
     const QHostAddress address(parser.isSet(address_option) ? parser.value(address_option) : config.address());
@@ -113,8 +114,8 @@ int main(int argc, char* argv[])
     if (!control.listen(quint16(control_port), &error))
         return fail(exit_cannot_listen, error);
 
-    svcsim::shutdown_watch watch(parser.isSet(stdin_option));
-    QObject::connect(&watch, &svcsim::shutdown_watch::shutdown_requested, &app, [](const QString& reason) {
+    tools::shutdown_watch watch(parser.isSet(stdin_option));
+    QObject::connect(&watch, &tools::shutdown_watch::shutdown_requested, &app, [](const QString& reason) {
         qCInfo(lc_svcsim, "stopping: %s", qPrintable(reason));
         QCoreApplication::quit();
     });

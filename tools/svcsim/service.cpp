@@ -10,10 +10,10 @@
 #include "tools/svcsim/firmware_store.h"
 #include "tools/svcsim/fleet.h"
 #include "tools/svcsim/http_request.h"
-#include "tools/svcsim/identity.h"
+#include "tools/common/service_identity.h"
 #include "tools/svcsim/request_log.h"
 #include "tools/svcsim/request_record.h"
-#include "tools/svcsim/sealing.h"
+#include "tools/common/sealing.h"
 #include "tools/svcsim/svcsim_log.h"
 
 namespace svcsim
@@ -38,7 +38,7 @@ namespace
     bool lower_hex(const QByteArray& s)
     {
         QByteArray ignored;
-        return decode_hex(s, &ignored);
+        return tools::decode_hex(s, &ignored);
     }
 
     http_reply plain_reply(int status, const QByteArray& body)
@@ -51,7 +51,7 @@ namespace
 
 } // namespace
 
-service::service(const identity& id, fleet& devices, firmware_store& store, fault_table& faults, request_log& log)
+service::service(const tools::service_identity& id, fleet& devices, firmware_store& store, fault_table& faults, request_log& log)
     : m_id(id)
     , m_devices(devices)
     , m_store(store)
@@ -148,7 +148,7 @@ uint service::open_session(const QByteArray& piece, request_record* r, quint64* 
 bool service::open_piece(const QByteArray& piece, const QByteArray& key, QByteArray* plain)
 {
     QByteArray frame;
-    return decode_hex(piece, &frame) && unseal(frame, key, plain);
+    return tools::decode_hex(piece, &frame) && tools::unseal(frame, key, plain);
 }
 
 uint service::read_last_piece(request_record* r, const QByteArray& piece)
@@ -223,12 +223,12 @@ QByteArray service::sealed_as(request_kind kind, const QByteArray& plain, quint6
 {
     switch (kind) {
     case request_kind::update:
-        return seal(plain, m_id.version_key()).toHex();
+        return tools::seal(plain, m_id.version_key()).toHex();
     case request_kind::confirm:
-        return seal(plain, m_id.serial_key()).toHex();
+        return tools::seal(plain, m_id.serial_key()).toHex();
     case request_kind::file:
         // The firmware's frame is cached for the run; a fault's text is not.
-        return firmware.isEmpty() ? seal(plain, m_id.file_key(nonce))
+        return firmware.isEmpty() ? tools::seal(plain, m_id.file_key(nonce))
                                   : m_store.sealed(firmware, nonce, m_id.file_key(nonce));
     case request_kind::other:
         break;

@@ -6,13 +6,17 @@
 #include "tools/svcsim/http_reply.h"
 #include "tools/svcsim/request_kind.h"
 
+namespace tools
+{
+class service_identity;
+}
+
 namespace svcsim
 {
 
 class fault_table;
 class firmware_store;
 class fleet;
-class identity;
 class request_log;
 struct fault;
 struct http_request;
@@ -37,7 +41,7 @@ public:
         unknown_firmware = 10, // no file for that identifier
     };
 
-    service(const identity& id, fleet& devices, firmware_store& store, fault_table& faults, request_log& log);
+    service(const tools::service_identity& id, fleet& devices, firmware_store& store, fault_table& faults, request_log& log);
 
     http_reply handle(const http_request& request);
 
@@ -57,7 +61,7 @@ private:
     http_reply error_reply_body(request_record* r, uint code);
     http_reply finish(request_record* r, http_reply reply);
 
-    const identity& m_id;
+    const tools::service_identity& m_id;
     fleet& m_devices;
     firmware_store& m_store;
     fault_table& m_faults;

@@ -4,7 +4,7 @@
 
 class QSocketNotifier;
 
-namespace svcsim
+namespace tools
 {
 
 // Turns SIGTERM, SIGINT and, when asked, the end of standard input into a signal in
@@ -30,4 +30,4 @@ private:
     QSocketNotifier* m_stdin_notifier = nullptr;
 };
 
-} // namespace svcsim
+} // namespace tools

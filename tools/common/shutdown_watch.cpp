@@ -1,4 +1,4 @@
-#include "tools/svcsim/shutdown_watch.h"
+#include "tools/common/shutdown_watch.h"
 
 #include <QSocketNotifier>
 
@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace svcsim
+namespace tools
 {
 
 namespace
@@ -68,4 +68,4 @@ void shutdown_watch::on_stdin()
     }
 }
 
-} // namespace svcsim
+} // namespace tools

@@ -1,4 +1,4 @@
-#include "tools/svcsim/sealing.h"
+#include "tools/common/sealing.h"
 
 #include <QCryptographicHash>
 
@@ -7,7 +7,7 @@
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 
-namespace svcsim
+namespace tools
 {
 
 namespace
@@ -33,7 +33,48 @@ namespace
         return reinterpret_cast<const unsigned char*>(a.constData());
     }
 
+    QByteArray run(bool encrypting, const QByteArray& in, const QByteArray& key, const QByteArray& iv, bool pad, bool* ok)
+    {
+        if (ok)
+            *ok = false;
+        if (key.size() != key_size || iv.size() != block)
+            return {};
+        cipher_context ctx = new_context();
+        if (!ctx || EVP_CipherInit_ex(ctx.get(), EVP_aes_256_cbc(), nullptr, bytes(key), bytes(iv), encrypting ? 1 : 0) != 1)
+            return {};
+        EVP_CIPHER_CTX_set_padding(ctx.get(), pad ? 1 : 0);
+        QByteArray out(in.size() + 2 * block, Qt::Uninitialized);
+        auto* o = reinterpret_cast<unsigned char*>(out.data());
+        int written = 0;
+        int last = 0;
+        if (EVP_CipherUpdate(ctx.get(), o, &written, bytes(in), in.size()) != 1
+            || EVP_CipherFinal_ex(ctx.get(), o + written, &last) != 1)
+            return {};
+        out.resize(written + last);
+        if (ok)
+            *ok = true;
+        return out;
+    }
+
 } // namespace
+
+QByteArray random_bytes(int count)
+{
+    QByteArray out(count, Qt::Uninitialized);
+    if (RAND_bytes(reinterpret_cast<unsigned char*>(out.data()), count) != 1)
+        return {};
+    return out;
+}
+
+QByteArray encrypt(const QByteArray& plain, const QByteArray& key, const QByteArray& iv, bool pad)
+{
+    return run(true, plain, key, iv, pad, nullptr);
+}
+
+QByteArray decrypt(const QByteArray& cipher, const QByteArray& key, const QByteArray& iv, bool* ok)
+{
+    return run(false, cipher, key, iv, true, ok);
+}
 
 QByteArray seal(const QByteArray& plain, const QByteArray& key)
 {
@@ -104,4 +145,4 @@ bool decode_hex(const QByteArray& text, QByteArray* out)
     return true;
 }
 
-} // namespace svcsim
+} // namespace tools
