@@ -20,9 +20,9 @@ QString packtool(const QStringList& args)
     return {};
 }
 
-QString cache_path(const fixture& f)
+QJsonObject offer(const QString& file)
 {
-    return f.dir.filePath(QStringLiteral("cache.ovpack"));
+    return QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { file } } };
 }
 
 // Flips bytes in the middle of a file, where a cached firmware's payload lies.
@@ -31,13 +31,10 @@ bool garble_middle(const QString& path)
     QFile file(path);
     if (!file.open(QIODevice::ReadWrite))
         return false;
-    const qint64 at = file.size() / 2;
-    file.seek(at);
-    QByteArray bytes = file.read(16);
-    for (char& b : bytes)
-        b = char(~b);
-    file.seek(at);
-    return file.write(bytes) == 16;
+    QByteArray bytes = file.readAll();
+    for (int i = int(bytes.size() / 2); i < bytes.size() / 2 + 16; ++i)
+        bytes[i] = char(~bytes[i]);
+    return file.seek(0) && file.write(bytes) == bytes.size();
 }
 
 } // namespace
@@ -59,9 +56,8 @@ void test_firmware_cache::second_run_needs_no_download()
     fixture f;
     QVERIFY2(f.start_devices(2), qPrintable(f.devices.error()));
     const QByteArray firmware = image(120000, 'c');
-    const QJsonObject offer { { "verdict", "pending" }, { "offers", QJsonArray { f.service.add_file("fw.bin", firmware) } } };
-    QVERIFY2(f.start_service({ { f.serial(0), offer }, { f.serial(1), offer } }), qPrintable(f.service.error()));
-
+    const QString file = f.service.add_file("fw.bin", firmware);
+    QVERIFY2(f.start_service({ { f.serial(0), offer(file) }, { f.serial(1), offer(file) } }), qPrintable(f.service.error()));
     f.make_core();
     QVERIFY(f.log_text().contains("Created the cache file."));
     f.c->on_window_run_list();
@@ -86,7 +82,7 @@ void test_firmware_cache::second_run_needs_no_download()
     }
     QVERIFY(f.c->cache_in_use());
     // The file written by the program passes the supplier's tool.
-    QCOMPARE(packtool({ "check", "-i", f.service.client_id().toHex(), cache_path(f) }), QString());
+    QCOMPARE(packtool({ "check", "-i", f.service.client_id().toHex(), f.dir.filePath("cache.ovpack") }), QString());
 }
 
 void test_firmware_cache::garbled_cache_falls_back_to_the_service()
@@ -94,15 +90,14 @@ void test_firmware_cache::garbled_cache_falls_back_to_the_service()
     fixture f;
     QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
     const QByteArray firmware = image(200000, 'g');
-    const QJsonObject offer { { "verdict", "pending" }, { "offers", QJsonArray { f.service.add_file("fw.bin", firmware) } } };
-    QVERIFY2(f.start_service({ { f.serial(0), offer } }), qPrintable(f.service.error()));
+    QVERIFY2(f.start_service({ { f.serial(0), offer(f.service.add_file("fw.bin", firmware)) } }), qPrintable(f.service.error()));
     f.make_core();
     f.c->on_window_run_list();
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
     f.end_run();
     QVERIFY(f.devices_back());
 
-    QVERIFY(garble_middle(cache_path(f)));
+    QVERIFY(garble_middle(f.dir.filePath("cache.ovpack")));
     QVERIFY(f.service.clear_requests());
     f.make_core();
     QVERIFY(f.c->cache_in_use());
@@ -125,10 +120,9 @@ void test_firmware_cache::foreign_cache_is_not_used()
     QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
     const QByteArray firmware = image(50000, 'f');
     const QString file = f.service.add_file("fw.bin", firmware);
-    QVERIFY2(f.start_service({ { f.serial(0), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { file } } } } }),
-        qPrintable(f.service.error()));
+    QVERIFY2(f.start_service({ { f.serial(0), offer(file) } }), qPrintable(f.service.error()));
     // A cache of another service identity: its idents don't open under ours.
-    QCOMPARE(packtool({ "build", "-i", "0102030405060708", "--cache", "-o", cache_path(f), file }), QString());
+    QCOMPARE(packtool({ "build", "-i", "0102030405060708", "--cache", "-o", f.dir.filePath("cache.ovpack"), file }), QString());
 
     f.make_core();
     QVERIFY2(f.log_text().contains("Failed to load the cache file: error code 12."), qPrintable(f.log_text()));
@@ -168,39 +162,33 @@ void test_firmware_cache::pack_flashes_checked_present_devices()
     const QByteArray firmware = image(150000, 'p');
     const QString file = f.service.add_file("pack-fw.bin", firmware);
     const QString pack_file = f.dir.filePath("site.ovpack");
-    const QString suffix = sdk.isEmpty() ? QString() : ':' + sdk;
-    QCOMPARE(packtool({ "build", "-i", f.service.client_id().toHex(), "-o", pack_file, f.serial(0) + ':' + file + suffix,
-                 f.serial(1) + ':' + file + suffix, f.serial(2) + ':' + file + suffix }),
-        QString());
+    QStringList args { "build", "-i", f.service.client_id().toHex(), "-o", pack_file };
+    for (int i = 0; i < 3; ++i)
+        args << f.serial(i) + ':' + file + (sdk.isEmpty() ? QString() : ':' + sdk);
+    QCOMPARE(packtool(args), QString());
 
     QStringList errors;
     const QList<pack_list_model::record> offers = f.c->pack_offers({ pack_file }, errors);
     QVERIFY2(errors.isEmpty(), qPrintable(errors.join('\n')));
     QCOMPARE(offers.size(), 1);
     QVERIFY(!offers[0].ok);
-    model_structures::device_list targets = offers[0].targets;
-    QCOMPARE(targets.size(), 3);
+    QCOMPARE(offers[0].targets.size(), 3);
     QMap<QString, bool> present;
-    for (const auto& t : targets) {
+    model_structures::device_list chosen; // the user leaves the second device out
+    for (const auto& t : offers[0].targets) {
         present[t.serial] = t.present;
         QCOMPARE(t.sdk_type, sdk);
-    }
-    QCOMPARE(present, (QMap<QString, bool> { { f.serial(0), true }, { f.serial(1), true }, { f.serial(2), false } }));
-
-    // The user leaves the second device out.
-    model_structures::device_list chosen;
-    for (const auto& t : targets) {
         if (t.serial != f.serial(1))
             chosen << t;
     }
+    QCOMPARE(present, (QMap<QString, bool> { { f.serial(0), true }, { f.serial(1), true }, { f.serial(2), false } }));
     std::shared_ptr<firmware_pack::pack> pack;
     QVERIFY(f.c->load_pack(pack, pack_file));
     QVERIFY(f.c->apply_firmware_pack(pack, chosen));
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
     QCOMPARE(f.result(0).text, text);
-    QCOMPARE(f.devices.state(0)["upgrade_md5"].toString(), flashed ? md5_hex(firmware) : QString());
-    QCOMPARE(f.devices.state(1)["upgrade_md5"].toString(), QString());
-    QCOMPARE(f.devices.state(2)["upgrade_md5"].toString(), QString());
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(f.devices.state(i)["upgrade_md5"].toString(), i == 0 && flashed ? md5_hex(firmware) : QString());
     // A device flashed from a pack isn't reported to the service, nor asked about.
     QCOMPARE(f.service.requests().size(), 0);
 }

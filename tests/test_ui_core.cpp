@@ -6,18 +6,8 @@
 #include "ui/main_window.h"
 #include "ui/problem_report.h"
 
-#include <QAction>
-#include <QApplication>
-#include <QCheckBox>
-#include <QDialog>
-#include <QFile>
-#include <QLabel>
-#include <QMenuBar>
-#include <QMessageBox>
-#include <QSettings>
-#include <QTemporaryDir>
-#include <QTimer>
 #include <QtTest>
+#include <QtWidgets>
 
 #include <functional>
 #include <memory>
@@ -41,15 +31,6 @@ std::unique_ptr<QTimer> answer_modal(std::function<void(QWidget*)> handler)
     return timer;
 }
 
-int row_of(const main_model& model, const QString& ident)
-{
-    for (int row = 0; row < model.rowCount(); ++row) {
-        if (model.data(model.index(row, 0), main_model::ident_role).toString() == ident)
-            return row;
-    }
-    return -1;
-}
-
 QString cell(const main_model& model, int row, int column)
 {
     return model.data(model.index(row, column)).toString();
@@ -68,10 +49,13 @@ struct desk
 {
     explicit desk(bool warning_accepted = true)
     {
-        QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
         if (warning_accepted)
-            s.setValue("usage_warning_accepted", true);
+            set("usage_warning_accepted", true);
     }
+
+    QString config() const { return dir.filePath("ov.config"); }
+    void set(const QString& key, const QVariant& value) { QSettings(config(), QSettings::IniFormat).setValue(key, value); }
+    QVariant get(const QString& key) const { return QSettings(config(), QSettings::IniFormat).value(key); }
 
     bool start()
     {
@@ -120,7 +104,7 @@ void test_ui_core::usage_warning_at_first_start_only()
     QVERIFY(shown);
     QCOMPARE(d.c->window()->windowTitle(), QStringLiteral("Kelmar Firmware Update"));
     d.c.reset();
-    QCOMPARE(QSettings(d.dir.filePath("ov.config"), QSettings::IniFormat).value("usage_warning_accepted").toBool(), true);
+    QCOMPARE(d.get("usage_warning_accepted").toBool(), true);
 
     // The second start shows nothing: a dialog now would be refused and fail the start.
     bool shown_again = false;
@@ -139,7 +123,7 @@ void test_ui_core::refused_usage_warning_ends_the_start()
     const auto watch = answer_modal([](QWidget* modal) { static_cast<QDialog*>(modal)->reject(); });
     QVERIFY(!d.start());
     d.c.reset();
-    QVERIFY(!QSettings(d.dir.filePath("ov.config"), QSettings::IniFormat).contains("usage_warning_accepted"));
+    QVERIFY(!d.get("usage_warning_accepted").isValid());
 }
 
 void test_ui_core::run_paints_the_table()
@@ -155,13 +139,10 @@ void test_ui_core::run_paints_the_table()
         qPrintable(service.error()));
 
     desk d;
-    {
-        QSettings s(d.dir.filePath("ov.config"), QSettings::IniFormat);
-        s.setValue("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
-        s.setValue("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
-        s.setValue("Service/address", "127.0.0.1");
-        s.setValue("Service/port", service.port());
-    }
+    d.set("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
+    d.set("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
+    d.set("Service/address", "127.0.0.1");
+    d.set("Service/port", service.port());
     QFile csv(d.dir.filePath("devices.csv"));
     QVERIFY(csv.open(QIODevice::WriteOnly));
     for (int i = 0; i < 3; ++i)
@@ -173,37 +154,27 @@ void test_ui_core::run_paints_the_table()
     main_model& model = *d.c->model();
     d.c->on_window_import(csv.fileName());
     QCOMPARE(model.rowCount(), 4);
-    const QStringList idents = d.c->task_manager().lines();
     for (int row = 0; row < 4; ++row)
         QCOMPARE(cell(model, row, main_model::col_status), QStringLiteral("Added"));
 
     QAction* run = d.c->window()->findChild<QAction*>("act_run");
-    QCOMPARE(run->shortcut(), QKeySequence("Ctrl+R"));
     run->trigger();
     QVERIFY(!run->isEnabled());
     QTRY_VERIFY_WITH_TIMEOUT(d.c->task_manager().running_count() == 0 && d.log_text().contains("-- all done --"), 60000);
     QVERIFY(run->isEnabled());
 
     QMap<QString, int> rows; // by host
-    for (const QString& ident : idents)
-        rows[d.c->task_manager().find(ident)->get(tasks::keys::endpoint).value<endpoint>().host] = row_of(model, ident);
-    const struct {
-        int device;
-        QString status;
-        QColor colour;
-    } expected[] = {
-        { 0, "Done upgrading", success_colour },
-        { 1, "Updates not found", success_colour },
-        { 2, "Denied in service", failure_colour },
-    };
-    for (const auto& e : expected) {
-        const int row = rows.value(devices.address(e.device).toString(), -1);
+    for (const QString& ident : d.c->task_manager().lines())
+        rows[d.c->task_manager().find(ident)->get(tasks::keys::endpoint).value<endpoint>().host] = model.row_of(ident);
+    const QStringList statuses { "Done upgrading", "Updates not found", "Denied in service" };
+    for (int i = 0; i < 3; ++i) {
+        const int row = rows.value(devices.address(i).toString(), -1);
         QVERIFY(row >= 0);
-        QCOMPARE(cell(model, row, main_model::col_serial), serial(e.device).toUpper());
-        QVERIFY2(cell(model, row, main_model::col_summary).contains(serial(e.device).toUpper()),
+        QCOMPARE(cell(model, row, main_model::col_serial), serial(i).toUpper());
+        QVERIFY2(cell(model, row, main_model::col_summary).contains(serial(i).toUpper()),
             qPrintable(cell(model, row, main_model::col_summary)));
-        QCOMPARE(cell(model, row, main_model::col_status), e.status);
-        QCOMPARE(colour(model, row), e.colour);
+        QCOMPARE(cell(model, row, main_model::col_status), statuses[i]);
+        QCOMPARE(colour(model, row), i < 2 ? success_colour : failure_colour);
     }
     const int dead = rows.value("127.0.0.1", -1);
     QVERIFY(dead >= 0);
@@ -236,17 +207,13 @@ void test_ui_core::run_without_selection_warns()
     QFETCH(QString, text);
     desk d;
     QVERIFY(d.start());
-    for (int i = 0; i < rows; ++i) {
-        endpoint ep;
-        ep.host = QStringLiteral("127.0.0.%1").arg(200 + i);
-        d.c->introduce(task_element(ep, device()));
-    }
+    for (int i = 0; i < rows; ++i)
+        d.c->introduce(task_element(endpoint { {}, {}, QStringLiteral("127.0.0.%1").arg(200 + i) }, device()));
     d.c->on_window_selection_request(model_structures::selection_type::none);
 
     QString seen_title, seen_text;
     const auto watch = answer_modal([&](QWidget* modal) {
-        auto* box = qobject_cast<QMessageBox*>(modal);
-        if (box) {
+        if (auto* box = qobject_cast<QMessageBox*>(modal)) {
             seen_title = box->windowTitle();
             seen_text = box->text();
         }
@@ -266,7 +233,7 @@ void test_ui_core::quit_keeps_the_layout()
     QVERIFY(d.start());
     QVERIFY(d.c->window()->set_column_layout({ "status:200", "display:150", "serial:90" }) > 0);
     d.c->window()->findChild<QAction*>("act_quit")->trigger();
-    const QString stored = QSettings(d.dir.filePath("ov.config"), QSettings::IniFormat).value("Window/columns").toString();
+    const QString stored = d.get("Window/columns").toString();
     d.c.reset();
 
     QVERIFY(d.start());
@@ -279,21 +246,18 @@ void test_ui_core::quit_keeps_the_layout()
 void test_ui_core::window_speaks_russian()
 {
     desk d;
-    QSettings(d.dir.filePath("ov.config"), QSettings::IniFormat).setValue("language", "ru_RU");
+    d.set("language", "ru_RU");
     QVERIFY(d.start());
     main_window* w = d.c->window();
     QCOMPARE(d.c->current_language(), QStringLiteral("ru_RU"));
-    QStringList menus;
-    for (QAction* a : w->menuBar()->actions())
-        menus << a->text();
-    QCOMPARE(menus.value(0), QCoreApplication::translate("main_window", "Application"));
-    QVERIFY2(menus.value(0) != QLatin1String("Application"), qPrintable(menus.join('|')));
+    QVERIFY(!w->menuBar()->actions().isEmpty());
+    const QString menu = w->menuBar()->actions().at(0)->text();
+    QCOMPARE(menu, QCoreApplication::translate("main_window", "Application"));
+    QVERIFY2(menu != QLatin1String("Application"), qPrintable(menu));
     QVERIFY(w->findChild<QAction*>("act_run")->text() != QLatin1String("Update online"));
     const QString header = d.c->model()->headerData(main_model::col_status, Qt::Horizontal, Qt::DisplayRole).toString();
     QVERIFY2(!header.isEmpty() && header != QLatin1String("Operation"), qPrintable(header));
-    endpoint ep;
-    ep.host = QStringLiteral("127.0.0.250");
-    d.c->introduce(task_element(ep, device()));
+    d.c->introduce(task_element(endpoint { {}, {}, QStringLiteral("127.0.0.250") }, device()));
     QVERIFY(cell(*d.c->model(), 0, main_model::col_status) != QLatin1String("Added"));
 }
 
