@@ -1,6 +1,6 @@
 #include "tests/support/netip_wire.h"
 
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 #include <QJsonDocument>
 #include <QtEndian>
 
@@ -9,29 +9,25 @@ namespace
 
 constexpr int header_size = 20;
 
-void fill(netip_reply& out, const QByteArray& bytes, int length)
+quint32 length_of(const QByteArray& bytes)
 {
-    const auto* p = reinterpret_cast<const uchar*>(bytes.constData());
-    out.head = p[0];
-    out.version = p[1];
-    out.session = qFromLittleEndian<quint32>(p + 4);
-    out.sequence = qFromLittleEndian<quint32>(p + 8);
-    out.current_packet = p[13];
-    out.id = qFromLittleEndian<quint16>(p + 14);
-    out.payload = bytes.mid(header_size, length);
-    out.body = QJsonDocument::fromJson(out.payload.left(out.payload.size() - 1)).object();
+    return bytes.size() < header_size ? 0 : qFromLittleEndian<quint32>(bytes.constData() + 16);
 }
 
 } // namespace
 
 bool netip_reply::parse(const QByteArray& bytes, netip_reply& out)
 {
-    if (bytes.size() < header_size)
+    if (bytes.size() < header_size || quint32(bytes.size()) != header_size + length_of(bytes))
         return false;
-    const quint32 length = qFromLittleEndian<quint32>(reinterpret_cast<const uchar*>(bytes.constData()) + 16);
-    if (quint32(bytes.size()) != header_size + length)
-        return false;
-    fill(out, bytes, int(length));
+    const auto* p = reinterpret_cast<const uchar*>(bytes.constData());
+    out.head = p[0];
+    out.version = p[1];
+    out.session = qFromLittleEndian<quint32>(p + 4);
+    out.sequence = qFromLittleEndian<quint32>(p + 8);
+    out.id = qFromLittleEndian<quint16>(p + 14);
+    out.payload = bytes.mid(header_size);
+    out.body = QJsonDocument::fromJson(out.payload.left(out.payload.size() - 1)).object();
     return true;
 }
 
@@ -75,17 +71,16 @@ void netip_wire::send_frame(const QByteArray& header_and_body)
 
 bool netip_wire::read(netip_reply& out, int timeout_ms)
 {
-    QElapsedTimer t;
-    t.start();
-    while (!has_frame()) {
-        if (t.elapsed() > timeout_ms || socket.state() != QAbstractSocket::ConnectedState)
+    const QDeadlineTimer deadline(timeout_ms);
+    while (m_buffer.size() < header_size || quint32(m_buffer.size()) < header_size + length_of(m_buffer)) {
+        if (deadline.hasExpired() || socket.state() != QAbstractSocket::ConnectedState)
             return false;
         socket.waitForReadyRead(50);
         m_buffer += socket.readAll();
     }
-    const int length = int(qFromLittleEndian<quint32>(reinterpret_cast<const uchar*>(m_buffer.constData()) + 16));
-    fill(out, m_buffer, length);
-    m_buffer.remove(0, header_size + length);
+    const int size = header_size + int(length_of(m_buffer));
+    netip_reply::parse(m_buffer.left(size), out);
+    m_buffer.remove(0, size);
     return true;
 }
 
@@ -97,29 +92,18 @@ bool netip_wire::exchange(quint16 id, const QByteArray& body, netip_reply& out, 
 
 bool netip_wire::closed_within(int timeout_ms)
 {
-    QElapsedTimer t;
-    t.start();
-    while (socket.state() == QAbstractSocket::ConnectedState && t.elapsed() < timeout_ms) {
+    const QDeadlineTimer deadline(timeout_ms);
+    while (socket.state() == QAbstractSocket::ConnectedState && !deadline.hasExpired()) {
         socket.waitForReadyRead(50);
         m_buffer += socket.readAll();
     }
     return socket.state() != QAbstractSocket::ConnectedState;
 }
 
-quint32 netip_wire::login(const QString& password_digest, const QString& user)
+quint32 netip_wire::login(const QString& password_digest)
 {
     netip_reply r;
-    const QJsonObject body { { "EncryptType", "MD5" }, { "LoginType", "DVRIP-Web" }, { "UserName", user },
+    const QJsonObject body { { "EncryptType", "MD5" }, { "LoginType", "DVRIP-Web" }, { "UserName", "admin" },
         { "PassWord", password_digest } };
-    if (!exchange(1000, json(body), r, 0) || r.ret() != 100)
-        return 0;
-    return r.session;
-}
-
-bool netip_wire::has_frame() const
-{
-    if (m_buffer.size() < header_size)
-        return false;
-    const quint32 length = qFromLittleEndian<quint32>(reinterpret_cast<const uchar*>(m_buffer.constData()) + 16);
-    return quint32(m_buffer.size()) >= header_size + length;
+    return exchange(1000, json(body), r, 0) && r.ret() == 100 ? r.session : 0;
 }

@@ -15,7 +15,6 @@ struct netip_reply {
     quint8 version = 0;
     quint32 session = 0;
     quint32 sequence = 0;
-    quint8 current_packet = 0;
     quint16 id = 0;
     QByteArray payload;
     QJsonObject body; // the payload less its terminator byte, when that is JSON
@@ -38,7 +37,7 @@ public:
 
     bool open(const QHostAddress& address, quint16 port);
     void send(quint16 id, const QByteArray& body, quint32 session = 0);
-    // Any frame: firmware chunks carry a sequence, the end of file current_packet 1.
+    // Any bytes: firmware chunks carry a sequence, the end of file current_packet 1.
     void send_frame(const QByteArray& header_and_body);
     // The next frame, within the time; false when none came or the peer closed.
     bool read(netip_reply& out, int timeout_ms = 3000);
@@ -46,12 +45,10 @@ public:
     // True once the peer has closed, within the time.
     bool closed_within(int timeout_ms);
     // Logs in; the session handed out, 0 when refused.
-    quint32 login(
-        const QString& password_digest = QLatin1String(digest_empty), const QString& user = QStringLiteral("admin"));
+    quint32 login(const QString& password_digest = QLatin1String(digest_empty));
 
     QTcpSocket socket;
 
 private:
-    bool has_frame() const;
     QByteArray m_buffer;
 };
