@@ -14,6 +14,13 @@
 
 namespace {
 
+task_element row_at(const QString& host)
+{
+    endpoint ep;
+    ep.host = host;
+    return task_element(ep, device());
+}
+
 // Answers the next modal dialog when it shows up: the handler gets it and closes it. The
 // watch ends with the returned object, so a handler never outlives what it refers to.
 std::unique_ptr<QTimer> answer_modal(std::function<void(QWidget*)> handler)
@@ -208,7 +215,7 @@ void test_ui_core::run_without_selection_warns()
     desk d;
     QVERIFY(d.start());
     for (int i = 0; i < rows; ++i)
-        d.c->introduce(task_element(endpoint { {}, {}, QStringLiteral("127.0.0.%1").arg(200 + i) }, device()));
+        d.c->introduce(row_at(QStringLiteral("127.0.0.%1").arg(200 + i)));
     d.c->on_window_selection_request(model_structures::selection_type::none);
 
     QString seen_title, seen_text;
@@ -257,7 +264,7 @@ void test_ui_core::window_speaks_russian()
     QVERIFY(w->findChild<QAction*>("act_run")->text() != QLatin1String("Update online"));
     const QString header = d.c->model()->headerData(main_model::col_status, Qt::Horizontal, Qt::DisplayRole).toString();
     QVERIFY2(!header.isEmpty() && header != QLatin1String("Operation"), qPrintable(header));
-    d.c->introduce(task_element(endpoint { {}, {}, QStringLiteral("127.0.0.250") }, device()));
+    d.c->introduce(row_at(QStringLiteral("127.0.0.250")));
     QVERIFY(cell(*d.c->model(), 0, main_model::col_status) != QLatin1String("Added"));
 }
 
