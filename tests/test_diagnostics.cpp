@@ -1,8 +1,6 @@
 #include "diagnostics/blackbox.h"
 #include "diagnostics/latched_thread.h"
-#include "diagnostics/log_history.h"
 #include "diagnostics/loggable.h"
-#include "diagnostics/text_animations.h"
 
 #include <QAtomicInt>
 #include <QFile>
@@ -10,44 +8,33 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-namespace {
+namespace
+{
 
 QStringList read_lines(const QString& path)
 {
     QFile f(path);
-    if (!f.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(f.readAll()).split('\n', Qt::SkipEmptyParts);
+    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split('\n', Qt::SkipEmptyParts) : QStringList();
 }
 
-// Counts its rounds; does `work_rounds` rounds of work, then sleeps until woken.
+// Does `work` rounds of work, then sleeps until woken; counts every round.
 class counting_thread final : public background::latched_thread
 {
 public:
-    explicit counting_thread(int work_rounds)
-        : m_work(work_rounds)
+    explicit counting_thread(int work)
+        : work(work)
     {
     }
     ~counting_thread() override { stop_and_wait(); }
-    void add_work(int n)
-    {
-        m_work.fetchAndAddOrdered(n);
-        wake();
-    }
+    QAtomicInt work;
     QAtomicInt rounds;
 
 protected:
     bool process() override
     {
         rounds.fetchAndAddOrdered(1);
-        if (m_work.loadAcquire() <= 0)
-            return false;
-        m_work.fetchAndAddOrdered(-1);
-        return true;
+        return work.loadAcquire() > 0 && work.fetchAndAddOrdered(-1) > 0;
     }
-
-private:
-    QAtomicInt m_work;
 };
 
 } // namespace
@@ -58,12 +45,8 @@ class test_diagnostics : public QObject
 private slots:
     void line_format_data();
     void line_format();
-    void session_line_only_once();
     void long_line_is_cut_at_buffer();
     void loggable_falls_back_to_global();
-    void history_filters();
-    void animations_data();
-    void animations();
     void latched_thread_sleeps_and_wakes();
     void latched_thread_ends_while_waiting();
 };
@@ -73,9 +56,6 @@ void test_diagnostics::line_format_data()
     QTest::addColumn<int>("level");
     QTest::addColumn<QString>("level_text");
     QTest::newRow("debug") << 0 << "debug";
-    QTest::newRow("plain") << 1 << "plain";
-    QTest::newRow("information") << 2 << "information";
-    QTest::newRow("warning") << 3 << "warning";
     QTest::newRow("error") << 4 << "error";
     QTest::newRow("unknown level") << 9 << "---";
     QTest::newRow("negative level") << -1 << "---";
@@ -90,26 +70,16 @@ void test_diagnostics::line_format()
     {
         blackbox box(path);
         QVERIFY(box.open());
+        QVERIFY(box.open()); // the session line is written once
         box.write("unit", level, "value %d and %s", 42, "text");
     }
     const QStringList lines = read_lines(path);
     QCOMPARE(lines.size(), 2);
     const QRegularExpression stamp("^\\d\\d\\.\\d\\d\\.\\d\\d, \\d\\d:\\d\\d:\\d\\d, ");
-    QVERIFY(stamp.match(lines[0]).hasMatch());
+    QVERIFY2(stamp.match(lines[0]).hasMatch(), qPrintable(lines[0]));
     QVERIFY(lines[0].endsWith(QStringLiteral(", ---, plain, Новая сессия работы начата")));
     QVERIFY2(stamp.match(lines[1]).hasMatch(), qPrintable(lines[1]));
     QCOMPARE(lines[1].mid(20), QStringLiteral("unit, %1, value 42 and text").arg(level_text));
-}
-
-void test_diagnostics::session_line_only_once()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("b.log");
-    blackbox box(path);
-    QVERIFY(box.open());
-    QVERIFY(box.open());
-    box.write("x", 1, "one");
-    QCOMPARE(read_lines(path).size(), 2);
 
     blackbox unwritable(dir.filePath("missing/dir/b.log"));
     QVERIFY(!unwritable.open());
@@ -141,7 +111,6 @@ void test_diagnostics::loggable_falls_back_to_global()
     auto global = std::make_shared<blackbox>(dir.filePath("g.log"));
     QVERIFY(global->open());
     blackbox::set_global(global);
-
     loggable lonely("lonely");
     lonely.log(blackbox::warning, "via %s", "global");
     write_sub("parent", "child", blackbox::error, "sub %d", 7);
@@ -152,68 +121,6 @@ void test_diagnostics::loggable_falls_back_to_global()
     QCOMPARE(lines.size(), 3);
     QVERIFY(lines[1].endsWith("lonely, warning, via global"));
     QVERIFY(lines[2].endsWith("parent/child, error, sub 7"));
-
-    // Copies share the blackbox.
-    auto own = std::make_shared<blackbox>(dir.filePath("own.log"));
-    QVERIFY(own->open());
-    loggable a("a", own);
-    loggable b = a;
-    b.log(1, "from copy");
-    QCOMPARE(read_lines(dir.filePath("own.log")).size(), 2);
-}
-
-void test_diagnostics::history_filters()
-{
-    log_history h;
-    QStringList seen;
-    int rebuilds = 0;
-    h.add_listener(0, { "core" }, [&](const log_history::entry& e) { seen << e.text; }, [&] { ++rebuilds; });
-    h.add("a", { "core" });
-    h.add("b", { "tasks" });
-    h.add("c", { "tasks", "core" });
-    QCOMPARE(seen, (QStringList { "a", "c" }));
-
-    h.set_filter(0, { "core" });
-    QCOMPARE(rebuilds, 1);
-    h.set_filter(0, {});
-    QCOMPARE(rebuilds, 2);
-    h.add("d", { "core" });
-    QCOMPARE(seen.size(), 2);
-    QCOMPARE(h.entries({}).size(), 0);
-    QCOMPARE(h.size(), 4);
-    QCOMPARE(h.entries({ "tasks" }).size(), 2);
-    QCOMPARE(h.entries({ "nonexistent" }).size(), 0);
-}
-
-void test_diagnostics::animations_data()
-{
-    QTest::addColumn<int>("kind");
-    QTest::addColumn<QStringList>("expected");
-    QTest::newRow("waiting wraps after three") << 0 << QStringList { ".", "..", "...", "." };
-    QTest::newRow("spinning") << 1 << QStringList { "/", "-", "\\", "|", "/" };
-    QTest::newRow("scanning") << 2
-                              << QStringList { "[|------]", "[-|-----]", "[--|----]", "[---|---]", "[----|--]",
-                                     "[-----|-]", "[------|]", "[|------]" };
-}
-
-void test_diagnostics::animations()
-{
-    QFETCH(int, kind);
-    QFETCH(QStringList, expected);
-    std::unique_ptr<text_animations::waiting> a;
-    if (kind == 0)
-        a = std::make_unique<text_animations::waiting>();
-    else if (kind == 1)
-        a = std::make_unique<text_animations::spinning>();
-    else
-        a = std::make_unique<text_animations::scanning>();
-    QStringList got;
-    for (int i = 0; i < expected.size(); ++i)
-        got << a->next();
-    QCOMPARE(got, expected);
-    a->next();
-    a->reset();
-    QCOMPARE(a->next(), expected.first());
 }
 
 void test_diagnostics::latched_thread_sleeps_and_wakes()
@@ -224,7 +131,8 @@ void test_diagnostics::latched_thread_sleeps_and_wakes()
     QTRY_COMPARE_WITH_TIMEOUT(t.rounds.loadAcquire(), 4, 5000);
     QTest::qWait(50);
     QCOMPARE(t.rounds.loadAcquire(), 4);
-    t.add_work(2);
+    t.work.fetchAndAddOrdered(2);
+    t.wake();
     QTRY_COMPARE_WITH_TIMEOUT(t.rounds.loadAcquire(), 7, 5000);
 }
 
