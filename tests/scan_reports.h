@@ -1,12 +1,50 @@
 #pragma once
 
 #include "sdk/scanner.h"
+#include "tests/support/devsim_harness.h"
+#include "tests/support/netip_wire.h"
 
 #include <QElapsedTimer>
 #include <QList>
 #include <QMutex>
 
 #include <functional>
+
+// Thirty devices of every kind discovery meets: ports of their own, other users and
+// passwords, ports written with leading zeros, and a record naming another address
+// (the sender's is the one that counts).
+inline QJsonArray thirty_devices()
+{
+    QJsonArray devices;
+    for (int i = 0; i < 30; ++i) {
+        QJsonObject d { { "port", 35000 + i } };
+        if (i % 3 == 0)
+            d.insert("faults", QJsonObject { { "leading_zeros", true } });
+        if (i % 4 == 1)
+            d.insert("user", "operator");
+        if (i % 5 == 2)
+            d.insert("password", "admin");
+        if (i == 7)
+            d.insert("net", QJsonObject { { "HostIP", "0x0101A8C0" } });
+        devices.append(d);
+    }
+    return devices;
+}
+
+// What discovery must tell of each device the simulator runs.
+inline QJsonArray expected_devices(devsim_harness& sim)
+{
+    QJsonArray expected;
+    for (int i = 0; i < sim.count(); ++i) {
+        const QJsonObject state = sim.state(i);
+        const bool admin = state.value("password").toString() == QLatin1String("admin");
+        expected.append(QJsonObject { { "mac", state.value("mac") }, { "address", sim.address(i).toString() },
+            { "port", sim.port(i) }, { "user", state.value("user") }, { "serial", state.value("serial") },
+            { "name", state.value("net").toObject().value("HostName") },
+            { "password", QLatin1String(admin ? netip_wire::digest_admin : netip_wire::digest_empty) } });
+    }
+    return expected;
+}
 
 // What a scanner reported, in order, each report timed from the recorder's making on
 // the scanner's own thread, so that the pacing of a pass can be measured. The hooks

@@ -1,47 +1,25 @@
-#include "app/core.h"
 #include "support/devsim_harness.h"
+#include "support/fleet_fixture.h"
 #include "support/test_network.h"
 #include "tests/scan_reports.h"
 
 #include <QJsonArray>
-#include <QTemporaryDir>
 #include <QtTest>
-
-#include <memory>
 
 namespace
 {
 
-// A core in batch mode whose table is the task manager's lines, with the events it raised.
-struct scanning_core {
+// A core with no rows, and the events it raised.
+struct scanning_core : fleet::fixture {
     scanning_core()
     {
-        c = std::make_unique<core>(QString(), dir.path());
-        c->operate(core::batch, false);
+        make_core();
         QObject::connect(c.get(), &core::event_raised, [this](const QString& name, const QStringList& args) {
             events << (QStringList { name } + args).join(' ');
         });
     }
-
     int rows() const { return c->task_manager().lines().size(); }
-    QStringList row_macs() const
-    {
-        QStringList out;
-        for (const QString& ident : c->task_manager().lines())
-            out << c->task_manager().find(ident)->get(tasks::keys::device).value<device>().address.text();
-        out.sort();
-        return out;
-    }
-    QString log_text() const
-    {
-        QStringList lines;
-        for (const auto& e : c->history().entries({ "core", "tasks" }))
-            lines << e.text;
-        return lines.join('\n');
-    }
 
-    QTemporaryDir dir;
-    std::unique_ptr<core> c;
     QStringList events;
 };
 
@@ -62,28 +40,11 @@ private slots:
 void test_core_scan::single_pass_fills_the_table_with_working_rows()
 {
     if (test_network::inside().isEmpty()) {
-        SKIP_WITHOUT_TEST_NETWORK();
-        test_network net;
-        QVERIFY2(net.build(), qPrintable(net.error()));
-        QJsonArray devices;
-        for (int i = 0; i < 30; ++i) {
-            QJsonObject d { { "port", 36000 + i } };
-            if (i % 3 == 1)
-                d.insert("password", "admin");
-            if (i % 4 == 2)
-                d.insert("user", "operator");
-            devices.append(d);
-        }
+        BUILD_TEST_NETWORK(net);
         devsim_harness sim;
+        const QJsonArray devices = thirty_devices();
         QVERIFY2(net.start_devices(sim, devices.size(), {}, devices), qPrintable(net.error()));
-        QJsonArray expected;
-        for (int i = 0; i < sim.count(); ++i) {
-            const QJsonObject state = sim.state(i);
-            expected.append(QJsonObject { { "mac", state.value("mac") }, { "address", sim.address(i).toString() },
-                { "port", sim.port(i) }, { "user", state.value("user") }, { "serial", state.value("serial") },
-                { "name", state.value("net").toObject().value("HostName") } });
-        }
-        RUN_INSIDE(net, (QJsonObject { { "devices", expected } }));
+        RUN_INSIDE(net, (QJsonObject { { "devices", expected_devices(sim) } }));
         // Every row logged in with the digest that discovery brought.
         for (int i = 0; i < sim.count(); ++i)
             QCOMPARE(sim.state(i).value("failed_logins").toInt(), 0);
@@ -92,9 +53,7 @@ void test_core_scan::single_pass_fills_the_table_with_working_rows()
 
     const QJsonArray expected = test_network::inside_arguments().value("devices").toArray();
     scanning_core f;
-    endpoint stale;
-    stale.host = QStringLiteral("10.213.99.99");
-    f.c->introduce(task_element(stale, device()));
+    f.add_row(QStringLiteral("10.213.99.99"), 34567);
     // Rows of a single pass come at its end: none while devices are being found.
     int rows_while_scanning = 0;
     QObject::connect(&f.c->lan_scanner(), &scanner::device_found, f.c.get(),
@@ -110,10 +69,8 @@ void test_core_scan::single_pass_fills_the_table_with_working_rows()
     QCOMPARE(f.events, (QStringList { done_event, done_event + " autostop" }));
     QCOMPARE(f.rows(), expected.size());
     QMap<QString, std::shared_ptr<tasks::line>> by_mac;
-    for (const QString& ident : f.c->task_manager().lines()) {
-        const auto l = f.c->task_manager().find(ident);
-        by_mac.insert(l->get(tasks::keys::endpoint).value<endpoint>().mac, l);
-    }
+    for (const QString& ident : f.c->task_manager().lines())
+        by_mac.insert(f.endpoint_of(ident).mac, f.line(ident));
     const QString log = f.log_text();
     QVERIFY2(log.contains(QStringLiteral("Found %1 devices:").arg(expected.size())), qPrintable(log));
     for (const QJsonValue& v : expected) {
@@ -130,19 +87,15 @@ void test_core_scan::single_pass_fills_the_table_with_working_rows()
     }
 
     // The rows reach their devices over TCP; the list isn't cleared under running flows.
-    int ended = 0;
-    QObject::connect(&f.c->task_manager(), &tasks::manager::flow_ended, [&ended] { ++ended; });
     f.c->run_on_selection(tasks::names::identify, {});
     QVERIFY(!f.c->scan());
     QVERIFY(f.log_text().contains("The queue is busy: Unable to run scan while the queue is active."));
     QCOMPARE(f.rows(), expected.size());
-    QTRY_COMPARE_WITH_TIMEOUT(ended, expected.size(), 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, expected.size(), 30000);
     for (const QJsonValue& v : expected) {
-        const QJsonObject e = v.toObject();
-        const auto l = by_mac.value(e.value("mac").toString());
-        QCOMPARE(l->get(tasks::keys::serial).toString(), e.value("serial").toString());
-        QVERIFY(
-            !l->params().contains(tasks::keys::result) || l->get(tasks::keys::result).value<tasks::common_data>().ok);
+        const auto l = by_mac.value(v.toObject().value("mac").toString());
+        QCOMPARE(l->get(tasks::keys::serial).toString(), v.toObject().value("serial").toString());
+        QVERIFY(f.result(l->ident()).ok);
     }
 }
 
@@ -163,17 +116,13 @@ void test_core_scan::continuous_scan_follows_the_network()
     QFETCH(int, devices);
     QFETCH(quint64, count);
     QFETCH(int, silent_in_second);
-    QFETCH(int, rows);
     QFETCH(QString, ending);
 
     if (test_network::inside().isEmpty()) {
-        SKIP_WITHOUT_TEST_NETWORK();
-        test_network net;
-        QVERIFY2(net.build(), qPrintable(net.error()));
+        BUILD_TEST_NETWORK(net);
         devsim_harness sim;
         QVERIFY2(net.start_devices(sim, devices), qPrintable(net.error()));
-        const QString silent_mac
-            = silent_in_second >= 0 ? sim.state(silent_in_second).value("mac").toString() : QString();
+        const QString silent_mac = silent_in_second < 0 ? QString() : sim.state(silent_in_second).value("mac").toString();
         RUN_INSIDE(net, (QJsonObject { { "control", sim.control_socket() }, { "silent_mac", silent_mac } }));
         return;
     }
@@ -200,12 +149,14 @@ void test_core_scan::continuous_scan_follows_the_network()
     for (int i = 1; i <= reports.found().size(); ++i)
         one_by_one << i;
     QCOMPARE(rows_seen, one_by_one);
-    QCOMPARE(f.rows(), rows);
+    QTEST(f.rows(), "rows");
     QCOMPARE(f.events, (QStringList { done_event, done_event + ' ' + ending }));
     const QString silent_mac = args.value("silent_mac").toString();
     if (!silent_mac.isEmpty()) {
         QCOMPARE(reports.lost().size(), 1);
-        QVERIFY(!f.row_macs().contains(silent_mac));
+        QCOMPARE(reports.lost().at(0).address.text(), silent_mac);
+        for (const QString& ident : f.c->task_manager().lines())
+            QVERIFY(f.line(ident)->get(tasks::keys::device).value<device>().address.text() != silent_mac);
     }
     // The found list is logged by single passes only.
     QVERIFY(!f.log_text().contains("Found "));
@@ -214,9 +165,7 @@ void test_core_scan::continuous_scan_follows_the_network()
 void test_core_scan::next_scan_waits_for_the_end_of_the_last()
 {
     if (test_network::inside().isEmpty()) {
-        SKIP_WITHOUT_TEST_NETWORK();
-        test_network net;
-        QVERIFY2(net.build(), qPrintable(net.error()));
+        BUILD_TEST_NETWORK(net);
         devsim_harness sim;
         QVERIFY2(net.start_devices(sim, 2), qPrintable(net.error()));
         RUN_INSIDE(net, QJsonObject {});
