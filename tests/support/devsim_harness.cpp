@@ -146,14 +146,17 @@ QJsonObject devsim_harness::device_command(const QString& cmd, int device, QJson
 
 QHostAddress devsim_harness::address(int device)
 {
-    const QJsonArray list = command(QJsonObject { { "cmd", "list" } }).value("devices").toArray();
-    return QHostAddress(list.at(device).toObject().value("address").toString());
+    return QHostAddress(summary(device).value("address").toString());
 }
 
 quint16 devsim_harness::port(int device)
 {
-    const QJsonArray list = command(QJsonObject { { "cmd", "list" } }).value("devices").toArray();
-    return quint16(list.at(device).toObject().value("port").toInt());
+    return quint16(summary(device).value("port").toInt());
+}
+
+QJsonObject devsim_harness::summary(int device)
+{
+    return command(QJsonObject { { "cmd", "list" } }).value("devices").toArray().at(device).toObject();
 }
 
 QJsonArray devsim_harness::requests(int device, bool clear)

@@ -65,6 +65,7 @@ private:
 
     attempt start_once(const QJsonObject& config, int timeout_ms);
     QJsonObject device_command(const QString& cmd, int device, QJsonObject extra = {});
+    QJsonObject summary(int device);
 
     QTcpSocket m_control;
     QLocalSocket m_local_control;

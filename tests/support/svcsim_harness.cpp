@@ -85,14 +85,25 @@ QUrl svcsim_harness::base_url() const
     return QUrl(QStringLiteral("http://%1:%2/").arg(m_address.toString()).arg(m_port));
 }
 
+namespace
+{
+
+// A command, for one serial when one is named.
+QJsonObject for_serial(QJsonObject cmd, const QString& serial)
+{
+    if (!serial.isEmpty())
+        cmd.insert("serial", serial);
+    return cmd;
+}
+
+} // namespace
+
 QJsonArray svcsim_harness::requests(const QString& kind, const QString& serial, bool clear)
 {
     QJsonObject cmd { { "cmd", "requests" }, { "clear", clear } };
     if (!kind.isEmpty())
         cmd.insert("kind", kind);
-    if (!serial.isEmpty())
-        cmd.insert("serial", serial);
-    return command(cmd).value("requests").toArray();
+    return command(for_serial(cmd, serial)).value("requests").toArray();
 }
 
 bool svcsim_harness::clear_requests()
@@ -102,12 +113,8 @@ bool svcsim_harness::clear_requests()
 
 bool svcsim_harness::wait_for_requests(int count, const QString& kind, int timeout_ms)
 {
-    QDeadlineTimer deadline(timeout_ms);
-    do {
-        if (requests(kind).size() >= count)
-            return true;
-        QTest::qWait(20);
-    } while (!deadline.hasExpired());
+    if (QTest::qWaitFor([&] { return requests(kind).size() >= count; }, timeout_ms))
+        return true;
     m_error = QStringLiteral("fewer than %1 %2 requests in %3 ms").arg(count).arg(kind).arg(timeout_ms);
     return false;
 }
@@ -119,26 +126,21 @@ QJsonObject svcsim_harness::stats()
 
 bool svcsim_harness::set_fault(const QString& kind, const QJsonObject& fault, const QString& serial)
 {
-    QJsonObject cmd { { "cmd", "set_fault" }, { "kind", kind }, { "fault", fault } };
-    if (!serial.isEmpty())
-        cmd.insert("serial", serial);
-    return command(cmd).value("ok").toBool();
+    return command(for_serial({ { "cmd", "set_fault" }, { "kind", kind }, { "fault", fault } }, serial))
+        .value("ok")
+        .toBool();
 }
 
 bool svcsim_harness::clear_faults(const QString& serial)
 {
-    QJsonObject cmd { { "cmd", "clear_faults" } };
-    if (!serial.isEmpty())
-        cmd.insert("serial", serial);
-    return command(cmd).value("ok").toBool();
+    return command(for_serial({ { "cmd", "clear_faults" } }, serial)).value("ok").toBool();
 }
 
 bool svcsim_harness::set_verdict(const QString& serial, const QJsonObject& entry)
 {
     QJsonObject cmd = entry;
     cmd.insert("cmd", "set_verdict");
-    cmd.insert("serial", serial);
-    return command(cmd).value("ok").toBool();
+    return command(for_serial(cmd, serial)).value("ok").toBool();
 }
 
 bool svcsim_harness::set_default_verdict(const QJsonObject& entry)
