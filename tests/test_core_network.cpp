@@ -51,24 +51,6 @@ QJsonArray inside_devices()
     return test_network::inside_arguments().value("devices").toArray();
 }
 
-// Rows found by a scan, by the address of their device.
-QHash<QString, QString> scan_rows(fixture& f)
-{
-    QHash<QString, QString> rows;
-    if (!f.c->scan() || !QTest::qWaitFor([&f] { return f.c->scan_finished(); }, 10000))
-        return rows;
-    for (const QString& ident : f.c->task_manager().lines())
-        rows.insert(f.endpoint_of(ident).host, ident);
-    return rows;
-}
-
-void set_user(fixture& f, const QString& ident, const QString& user)
-{
-    endpoint ep = f.endpoint_of(ident);
-    ep.user = user;
-    f.c->on_task_edit_edited(ident, ep);
-}
-
 } // namespace
 
 class test_core_network : public QObject
@@ -77,7 +59,6 @@ class test_core_network : public QObject
 private slots:
     void broadcast_changes_data();
     void broadcast_changes();
-    void broadcasts_wait_for_each_other();
     void assign_addresses_one_device_at_a_time();
 };
 
@@ -139,15 +120,19 @@ void test_core_network::broadcast_changes()
         f.make_core();
         QString ident;
         if (discovered) {
-            const QHash<QString, QString> rows = scan_rows(f);
-            QCOMPARE(rows.size(), 1);
-            ident = rows.value(device.value("address").toString());
-            QVERIFY(!ident.isEmpty());
+            QVERIFY(f.c->scan());
+            QTRY_VERIFY_WITH_TIMEOUT(f.c->scan_finished(), 10000);
+            QCOMPARE(f.c->task_manager().lines().size(), 1);
+            ident = f.c->task_manager().lines().constFirst();
+            QCOMPARE(f.endpoint_of(ident).host, device.value("address").toString());
         } else {
             ident = f.add_row(device.value("address").toString(), quint16(device.value("port").toInt()));
         }
-        if (!user.isEmpty())
-            set_user(f, ident, user);
+        if (!user.isEmpty()) {
+            endpoint ep = f.endpoint_of(ident);
+            ep.user = user;
+            f.c->on_task_edit_edited(ident, ep);
+        }
         f.c->run_on_selection(task, args);
         QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 15000);
         QTEST(f.result(ident).text, "result");
@@ -186,47 +171,6 @@ void test_core_network::broadcast_changes()
     const QHostAddress listens(qbswap(after.value("HostIP").toString().toUInt(nullptr, 16)));
     QTRY_COMPARE_WITH_TIMEOUT(sim.address(0), listens, 3000);
     QTRY_COMPARE_WITH_TIMEOUT(int(sim.port(0)), after.value("TCPPort").toInt(), 3000);
-}
-
-void test_core_network::broadcasts_wait_for_each_other()
-{
-    if (!test_network::inside().isEmpty()) {
-        const QJsonArray devices = inside_devices();
-        fixture f;
-        f.make_core();
-        const QHash<QString, QString> rows = scan_rows(f);
-        QCOMPARE(rows.size(), devices.size());
-        // The second device refuses: its answer must reach its own row and no other.
-        const QString refusing = rows.value(devices.at(1).toObject().value("address").toString());
-        set_user(f, refusing, "root");
-        f.c->run_on_selection(tasks::names::change_port, { { tasks::args::type, "http" }, { tasks::args::value, 8080u } });
-        QTRY_COMPARE_WITH_TIMEOUT(f.ended, 3, 15000);
-        QCOMPARE(f.peak, 3);
-        for (const QString& ident : rows)
-            QCOMPARE(f.result(ident).text,
-                ident == refusing ? QStringLiteral("Error 8: Can't change the device's port") : QStringLiteral("Done"));
-        return;
-    }
-
-    BUILD_TEST_NETWORK(net);
-    devsim_harness sim;
-    // Slow answers: a second request in flight at once would reach the devices within them.
-    const QJsonObject slow { { "delay_at", QJsonObject { { "1532", 300 } } } };
-    QVERIFY2(net.start_devices(sim, 3, { { "faults", slow } }), qPrintable(net.error()));
-    QString output;
-    QVERIFY2(run_inside(net, sim, &output), qPrintable(output));
-
-    QList<qint64> times;
-    for (const QJsonValue& r : sim.requests_of(0, 1532))
-        times << qint64(r.toObject().value("time_ms").toDouble());
-    QCOMPARE(times.size(), 3);
-    std::sort(times.begin(), times.end());
-    for (int i = 1; i < times.size(); ++i)
-        QVERIFY2(times.at(i) - times.at(i - 1) >= 280, qPrintable(QString::number(times.at(i) - times.at(i - 1))));
-    for (int i = 0; i < 3; ++i) {
-        QCOMPARE(broadcasts_for(sim, i).size(), 1);
-        QCOMPARE(sim.state(i).value("net").toObject().value("HttpPort").toInt(), i == 1 ? 80 : 8080);
-    }
 }
 
 void test_core_network::assign_addresses_one_device_at_a_time()
