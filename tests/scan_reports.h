@@ -27,30 +27,25 @@ public:
     explicit scan_reports(scanner& s)
     {
         m_clock.start();
-        m_connections << QObject::connect(
-            &s, &scanner::device_found, &s,
+        // Direct: recorded on the scanner's thread; the context ends the connections with us.
+        QObject::connect(
+            &s, &scanner::device_found, &m_context,
             [this](const mac& address, const device& dev) {
-                {
-                    QMutexLocker lock(&m_mutex);
-                    m_found.append({ address, dev, m_clock.elapsed() });
-                }
+                record(m_found, found_report { address, dev, m_clock.elapsed() });
                 if (after_found)
                     after_found();
             },
             Qt::DirectConnection);
-        m_connections << QObject::connect(
-            &s, &scanner::device_lost, &s,
+        QObject::connect(
+            &s, &scanner::device_lost, &m_context,
             [this](const mac& address) {
-                {
-                    QMutexLocker lock(&m_mutex);
-                    m_lost.append({ address, m_clock.elapsed() });
-                }
+                record(m_lost, lost_report { address, m_clock.elapsed() });
                 if (after_lost)
                     after_lost();
             },
             Qt::DirectConnection);
-        m_connections << QObject::connect(
-            &s, &scanner::done, &s,
+        QObject::connect(
+            &s, &scanner::done, &m_context,
             [this](bool interrupted) {
                 QMutexLocker lock(&m_mutex);
                 m_done << interrupted;
@@ -58,46 +53,37 @@ public:
             },
             Qt::DirectConnection);
     }
-    ~scan_reports()
-    {
-        for (const QMetaObject::Connection& c : qAsConst(m_connections))
-            QObject::disconnect(c);
-    }
-    scan_reports(const scan_reports&) = delete;
-    scan_reports& operator=(const scan_reports&) = delete;
+    Q_DISABLE_COPY_MOVE(scan_reports)
 
-    QList<found_report> found() const
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_found;
-    }
-    QList<lost_report> lost() const
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_lost;
-    }
+    QList<found_report> found() const { return locked(m_found); }
+    QList<lost_report> lost() const { return locked(m_lost); }
     // The interrupted flag of every done, in order.
-    QList<bool> done() const
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_done;
-    }
-    qint64 done_ms() const
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_done_ms;
-    }
+    QList<bool> done() const { return locked(m_done); }
+    qint64 done_ms() const { return locked(m_done_ms); }
 
     // Set before the scan starts.
     std::function<void()> after_found;
     std::function<void()> after_lost;
 
 private:
+    template <typename T>
+    T locked(const T& value) const
+    {
+        QMutexLocker lock(&m_mutex);
+        return value;
+    }
+    template <typename T>
+    void record(QList<T>& list, const T& report)
+    {
+        QMutexLocker lock(&m_mutex);
+        list << report;
+    }
+
     QElapsedTimer m_clock;
-    QList<QMetaObject::Connection> m_connections;
     mutable QMutex m_mutex; // guards the reports below
     QList<found_report> m_found;
     QList<lost_report> m_lost;
     QList<bool> m_done;
     qint64 m_done_ms = -1;
+    QObject m_context; // last, so that the connections end first
 };

@@ -1,27 +1,11 @@
-#include "tests/core_fixture.h"
-#include "tests/support/devsim_harness.h"
+#include "tests/support/fleet_fixture.h"
 
-#include <QCryptographicHash>
 #include <QFile>
-#include <QTcpServer>
-#include <QTemporaryDir>
 #include <QtTest>
 
+using namespace fleet;
+
 namespace {
-
-// A core over simulated devices on loopback, one row per device.
-struct fixture : core_fixture
-{
-    QStringList add_all_rows()
-    {
-        QStringList idents;
-        for (int i = 0; i < sim.count(); ++i)
-            idents << add_row(sim.address(i).toString(), sim.port(i));
-        return idents;
-    }
-
-    devsim_harness sim;
-};
 
 // The most devices in a session at once, as the devices saw it: each device is busy
 // from its first request to its last.
@@ -46,54 +30,64 @@ int peak_at_devices(devsim_harness& sim)
     return peak;
 }
 
-uint16_t closed_port()
-{
-    QTcpServer probe;
-    probe.listen(QHostAddress::LocalHost, 0);
-    return probe.serverPort();
-}
-
 } // namespace
 
 class test_core_devices : public QObject
 {
     Q_OBJECT
 private slots:
-    void identify_reports_device_data();
+    void identify_data();
+    void identify();
     void operations_reach_the_device_data();
     void operations_reach_the_device();
-    void reset_moves_the_row_to_factory_address();
     void await_after_reboot_and_device_gone();
-    void failure_cancels_chained_reboot();
-    void limit_holds_running_flows();
     void configuration_import_data();
     void configuration_import();
-    void many_devices_without_limit();
     void import_opens_encrypted_passwords();
     void batch_run_over_a_task_file();
 };
 
-void test_core_devices::identify_reports_device_data()
+void test_core_devices::identify_data()
 {
-    fixture f;
-    QVERIFY2(f.sim.start(2), qPrintable(f.sim.error()));
-    const QStringList idents = f.add_all_rows();
-    const QString dead = f.add_row("127.0.0.1", closed_port());
-    f.c->run_on_selection(tasks::names::identify, {});
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 3, 20000);
+    QTest::addColumn<int>("devices");
+    QTest::addColumn<int>("limit");
+    QTest::addColumn<int>("delay_ms"); // of every answer, so that flows overlap
+    QTest::newRow("50 devices without a limit all run at once") << 50 << 0 << 0;
+    QTest::newRow("a limit of 5 holds") << 12 << 5 << 150;
+}
 
+void test_core_devices::identify()
+{
+    QFETCH(int, devices);
+    QFETCH(int, limit);
+    QFETCH(int, delay_ms);
+    fixture f;
+    QVERIFY2(f.start_devices(devices, QJsonObject { { "faults", QJsonObject { { "delay_ms", delay_ms } } } }),
+        qPrintable(f.devices.error()));
+    f.make_core();
+    const QString dead = f.add_row("127.0.0.1", closed_port());
+    f.c->task_manager().set_limit(limit);
+    f.c->run_on_selection(tasks::names::identify, {});
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, devices + 1, 60000);
+
+    QCOMPARE(f.started, devices + 1);
+    QCOMPARE(f.peak, limit ? limit : devices + 1);
+    if (limit) {
+        const int at_devices = peak_at_devices(f.devices);
+        QVERIFY2(at_devices >= 2 && at_devices <= limit, qPrintable(QString::number(at_devices)));
+    }
     const QString log = f.log_text();
-    for (int i = 0; i < 2; ++i) {
-        const QJsonObject state = f.sim.state(i);
-        const auto l = f.c->task_manager().find(idents[i]);
+    for (int i = 0; i < devices; ++i) {
+        const QJsonObject state = f.devices.state(i);
+        const auto l = f.line(f.idents[i]);
         QCOMPARE(l->get(tasks::keys::serial).toString(), state["serial"].toString());
         QCOMPARE(l->get(tasks::keys::hardware).toString(), state["hardware"].toString());
-        QCOMPARE(l->get(tasks::keys::endpoint).value<endpoint>().mac, state["mac"].toString());
+        QCOMPARE(f.endpoint_of(f.idents[i]).mac, state["mac"].toString());
         QVERIFY2(log.contains(QStringLiteral("Device serial: %1, hardware: %2, version: %3, build time: %4")
                                   .arg(state["serial"].toString(), state["hardware"].toString(),
                                       state["software_version"].toString(), state["build_time"].toString())),
             qPrintable(log));
-        QVERIFY(f.result(idents[i]).ok);
+        QVERIFY(f.result(i).ok);
     }
     QCOMPARE(f.result(dead).text, QStringLiteral("Error 1: Error connecting to 127.0.0.1"));
     QVERIFY(!f.result(dead).ok);
@@ -104,50 +98,58 @@ void test_core_devices::operations_reach_the_device_data()
 {
     QTest::addColumn<QString>("task");
     QTest::addColumn<QVariantMap>("args");
+    QTest::addColumn<bool>("chained"); // a reboot follows, as the menus compose it
     QTest::addColumn<QString>("state_key");
     QTest::addColumn<QJsonValue>("expected");
-    QTest::addColumn<int>("set_requests");
+    QTest::addColumn<int>("set_requests"); // config sets (1040) the device counted
     QTest::addColumn<QString>("result");
+    QTest::addColumn<QString>("host"); // the row's address after; empty: unchanged
 
-    QTest::newRow("language is set") << tasks::names::set_language << QVariantMap { { "language", "ru/RU" } }
-                                     << "language" << QJsonValue("Russian") << 1 << "Done";
-    QTest::newRow("language already set sends nothing")
-        << tasks::names::set_language << QVariantMap { { "language", "en/US" } } << "language" << QJsonValue("English")
-        << 0 << "Done";
-    QTest::newRow("unknown language fails") << tasks::names::set_language << QVariantMap { { "language", "de/DE" } }
-                                            << "language" << QJsonValue("English") << 0
-                                            << "Error 11: Unknown device language: de/DE";
-    QTest::newRow("transfer policy changes") << tasks::names::change_transfer_policy
-                                             << QVariantMap { { "policy", "fluency" } } << "net/TransferPlan"
-                                             << QJsonValue("Fluency") << 1 << "Done";
+    const QVariantMap fluency { { "policy", "fluency" } };
+    QTest::newRow("language is set") << tasks::names::set_language << QVariantMap { { "language", "ru/RU" } } << false
+                                     << "language" << QJsonValue("Russian") << 1 << "Done" << "";
+    QTest::newRow("language already set sends nothing") << tasks::names::set_language
+                                                        << QVariantMap { { "language", "en/US" } } << false
+                                                        << "language" << QJsonValue("English") << 0 << "Done" << "";
+    QTest::newRow("a failure cancels the chained reboot")
+        << tasks::names::set_language << QVariantMap { { "language", "xx/XX" } } << true << "boot_count"
+        << QJsonValue(1) << 0 << "Error 11: Unknown device language: xx/XX" << "";
+    QTest::newRow("transfer policy changes") << tasks::names::change_transfer_policy << fluency << false
+                                             << "net/TransferPlan" << QJsonValue("Fluency") << 1 << "Done" << "";
     QTest::newRow("transfer policy already set sends no 1040")
-        << tasks::names::change_transfer_policy << QVariantMap { { "policy", "quality" } } << "net/TransferPlan"
-        << QJsonValue("Quality") << 0 << "Done";
-    QTest::newRow("dhcp request") << tasks::names::dhcp << QVariantMap { { "enable", true } } << "dhcp_requests"
-                                  << QJsonValue(1) << 1 << "Done";
-    QTest::newRow("reboot") << tasks::names::reboot << QVariantMap {} << "boot_count" << QJsonValue(2) << 0 << "Done";
+        << tasks::names::change_transfer_policy << QVariantMap { { "policy", "quality" } } << false
+        << "net/TransferPlan" << QJsonValue("Quality") << 0 << "Done" << "";
+    QTest::newRow("dhcp request") << tasks::names::dhcp << QVariantMap { { "enable", true } } << false
+                                  << "dhcp_requests" << QJsonValue(1) << 1 << "Done" << "";
+    QTest::newRow("reboot") << tasks::names::reboot << QVariantMap {} << false << "boot_count" << QJsonValue(2) << 0
+                            << "Done" << "";
+    QTest::newRow("network reset moves the row to the factory address")
+        << tasks::names::reset_configuration << QVariantMap { { "network_only", true } } << false << "reset_sections"
+        << QJsonValue(QJsonArray { "NetCommon" }) << 0 << "Done" << "192.168.1.10";
 }
 
 void test_core_devices::operations_reach_the_device()
 {
     QFETCH(QString, task);
     QFETCH(QVariantMap, args);
+    QFETCH(bool, chained);
     QFETCH(QString, state_key);
     QFETCH(QJsonValue, expected);
-    QFETCH(int, set_requests);
     QFETCH(QString, result);
+    QFETCH(QString, host);
 
     fixture f;
-    QVERIFY2(f.sim.start(1, QJsonObject { { "language", "English" }, { "reboot_ms", 300 },
-                                 { "net", QJsonObject { { "TransferPlan", "Quality" } } } }),
-        qPrintable(f.sim.error()));
-    const QString ident = f.add_all_rows().constFirst();
-    f.c->run_on_selection(task, args);
+    QVERIFY2(f.start_devices(1, QJsonObject { { "language", "English" },
+                                    { "net", QJsonObject { { "TransferPlan", "Quality" } } } }),
+        qPrintable(f.devices.error()));
+    f.make_core();
+    const QString address = f.devices.address(0).toString();
+    f.c->run_on_selection(task, args, chained ? core::chained_reboot() : core::follow_up());
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
 
-    QCOMPARE(f.result(ident).text, result);
+    QCOMPARE(f.result(0).text, result);
     const auto read = [&]() -> QJsonValue {
-        const QJsonObject state = f.sim.state(0);
+        const QJsonObject state = f.devices.state(0);
         if (state_key == "language")
             return state["location"].toObject()["Language"];
         const QStringList path = state_key.split('/');
@@ -155,29 +157,22 @@ void test_core_devices::operations_reach_the_device()
     };
     // A rebooted device counts its boot when it is back.
     QTRY_COMPARE_WITH_TIMEOUT(read(), expected, 5000);
-    // Config sets of any kind (language, policy, DHCP) as the device counted them.
-    QCOMPARE(f.sim.requests_of(0, 1040).size(), set_requests);
-}
-
-void test_core_devices::reset_moves_the_row_to_factory_address()
-{
-    fixture f;
-    QVERIFY2(f.sim.start(1), qPrintable(f.sim.error()));
-    const QString ident = f.add_all_rows().constFirst();
-    f.c->run_on_selection(tasks::names::reset_configuration, { { "network_only", true } });
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
-    QCOMPARE(f.sim.state(0)["reset_sections"].toArray(), QJsonArray { "NetCommon" });
-    const auto l = f.c->task_manager().find(ident);
-    QCOMPARE(l->get(tasks::keys::endpoint).value<endpoint>().host, QStringLiteral("192.168.1.10"));
-    QCOMPARE(l->get(tasks::keys::device).value<device>().ip, QStringLiteral("192.168.1.10"));
+    QTEST(f.devices.requests_of(0, 1040).size(), "set_requests");
+    const bool cancelled = chained && !f.result(0).ok;
+    QCOMPARE(f.log_text().contains("Canceling tasks: reboot"), cancelled);
+    QCOMPARE(f.log_text().contains("Tasks canceled 1/1"), cancelled);
+    QCOMPARE(f.endpoint_of(f.idents[0]).host, host.isEmpty() ? address : host);
+    if (!host.isEmpty())
+        QCOMPARE(f.line(f.idents[0])->get(tasks::keys::device).value<device>().ip, host);
 }
 
 void test_core_devices::await_after_reboot_and_device_gone()
 {
     fixture f;
-    QVERIFY2(f.sim.start(1, QJsonObject { { "reboot_ms", 1500 } }), qPrintable(f.sim.error()));
-    const QString ident = f.add_all_rows().constFirst();
-    const QHostAddress address = f.sim.address(0);
+    QVERIFY2(f.start_devices(1, QJsonObject { { "reboot_ms", 1500 } }), qPrintable(f.devices.error()));
+    f.make_core();
+    const QString ident = f.idents[0];
+    const QHostAddress address = f.devices.address(0);
     f.c->run_on_selection(tasks::names::reboot, {}, [address](const QString&, const tasks::task& made) {
         tasks::task await(tasks::names::await_device, made);
         await.set(tasks::args::address, QVariant::fromValue(address));
@@ -185,11 +180,11 @@ void test_core_devices::await_after_reboot_and_device_gone()
         return std::optional<tasks::task>(await);
     });
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 30000);
-    QVERIFY2(!f.c->task_manager().find(ident)->params().contains(tasks::keys::result), qPrintable(f.log_text()));
-    QCOMPARE(f.sim.state(0)["boot_count"].toInt(), 2);
+    QVERIFY2(!f.line(ident)->params().contains(tasks::keys::result), qPrintable(f.log_text()));
+    QCOMPARE(f.devices.state(0)["boot_count"].toInt(), 2);
 
     // Nobody answers at this address: the wait ends with its time.
-    f.c->task_manager().find(ident)->set(tasks::keys::selected, true);
+    f.line(ident)->set(tasks::keys::selected, true);
     QElapsedTimer timer;
     timer.start();
     f.c->run_on_selection(tasks::names::await_device,
@@ -197,33 +192,6 @@ void test_core_devices::await_after_reboot_and_device_gone()
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 2, 20000);
     QCOMPARE(f.result(ident).text, QStringLiteral("Error 20: Device is gone"));
     QVERIFY(timer.elapsed() >= 1900);
-}
-
-void test_core_devices::failure_cancels_chained_reboot()
-{
-    fixture f;
-    QVERIFY2(f.sim.start(1), qPrintable(f.sim.error()));
-    const QString ident = f.add_all_rows().constFirst();
-    f.c->run_on_selection(tasks::names::set_language, { { "language", "xx/XX" } }, core::chained_reboot());
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
-    QCOMPARE(f.result(ident).text, QStringLiteral("Error 11: Unknown device language: xx/XX"));
-    QVERIFY(f.log_text().contains("Canceling tasks: reboot"));
-    QVERIFY(f.log_text().contains("Tasks canceled 1/1"));
-    QCOMPARE(f.sim.state(0)["boot_count"].toInt(), 1);
-}
-
-void test_core_devices::limit_holds_running_flows()
-{
-    fixture f;
-    QVERIFY2(f.sim.start(12, QJsonObject { { "faults", QJsonObject { { "delay_ms", 150 } } } }), qPrintable(f.sim.error()));
-    f.add_all_rows();
-    f.c->task_manager().set_limit(5);
-    f.c->run_on_selection(tasks::names::identify, {});
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 12, 60000);
-    QCOMPARE(f.started, 12);
-    QCOMPARE(f.peak, 5);
-    const int at_devices = peak_at_devices(f.sim);
-    QVERIFY2(at_devices >= 2 && at_devices <= 5, qPrintable(QString::number(at_devices)));
 }
 
 void test_core_devices::configuration_import_data()
@@ -250,8 +218,8 @@ void test_core_devices::configuration_import()
     QFETCH(bool, sent);
 
     fixture f;
-    QVERIFY2(f.sim.start(1, QJsonObject { { "reboot_ms", 300 }, { "faults", faults } }), qPrintable(f.sim.error()));
-    const QString ident = f.add_all_rows().constFirst();
+    QVERIFY2(f.start_devices(1, QJsonObject { { "faults", faults } }), qPrintable(f.devices.error()));
+    f.make_core();
     const QString path = f.dir.filePath("device.cfg");
     QByteArray content;
     for (int i = 0; content.size() < size; ++i)
@@ -266,41 +234,30 @@ void test_core_devices::configuration_import()
     f.c->run_on_selection(tasks::names::import_configuration, { { tasks::args::file, path } }, core::chained_reboot());
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
 
-    QCOMPARE(f.result(ident).text, result);
-    const QJsonArray imports = f.sim.requests_of(0, 1540);
+    QCOMPARE(f.result(0).text, result);
+    const QJsonArray imports = f.devices.requests_of(0, 1540);
     QCOMPARE(imports.size(), sent ? 1 : 0);
-    const QString md5 = QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex());
-    if (sent)
-        QCOMPARE(imports.at(0).toObject().value("md5").toString(), md5);
-    const QJsonObject state = f.sim.state(0);
+    const QJsonObject state = f.devices.state(0);
     QCOMPARE(state["imports"].toInt(), sent ? 1 : 0);
     if (sent) {
+        QCOMPARE(imports.at(0).toObject().value("md5").toString(), md5_hex(content));
         QCOMPARE(state["imported_size"].toInt(), size);
-        QCOMPARE(state["imported_md5"].toString(), md5);
+        QCOMPARE(state["imported_md5"].toString(), md5_hex(content));
     }
-    const bool rebooted = f.result(ident).ok;
-    QCOMPARE(f.sim.requests_of(0, 1450).size(), rebooted ? 1 : 0);
+    const bool rebooted = f.result(0).ok;
+    QCOMPARE(f.devices.requests_of(0, 1450).size(), rebooted ? 1 : 0);
     if (rebooted)
-        QTRY_COMPARE_WITH_TIMEOUT(f.sim.state(0)["boot_count"].toInt(), 2, 5000);
-}
-
-void test_core_devices::many_devices_without_limit()
-{
-    fixture f;
-    QVERIFY2(f.sim.start(50), qPrintable(f.sim.error()));
-    f.add_all_rows();
-    f.c->run_on_selection(tasks::names::identify, {});
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 50, 60000);
-    QCOMPARE(f.peak, 50);
-    QCOMPARE(f.log_text().count("Device serial: "), 50);
+        QTRY_COMPARE_WITH_TIMEOUT(f.devices.state(0)["boot_count"].toInt(), 2, 5000);
 }
 
 void test_core_devices::import_opens_encrypted_passwords()
 {
     fixture f;
-    QVERIFY2(f.sim.start(1, QJsonObject { { "password", "s3cret" } }), qPrintable(f.sim.error()));
+    QVERIFY2(f.devices.start(1, QJsonObject { { "password", "s3cret" } }), qPrintable(f.devices.error()));
+    f.make_core();
+    f.c->on_window_delete_element(f.idents.takeFirst());
     // A list written by the export opens again with the password in clear.
-    const QString first = f.add_row(f.sim.address(0).toString(), f.sim.port(0), "s3cret");
+    const QString first = f.add_row(f.devices.address(0).toString(), f.devices.port(0), "s3cret");
     const QString csv = f.dir.filePath("devices.csv");
     QCOMPARE(f.c->export_task_file(csv, false), 1);
     QFile file(csv);
@@ -311,11 +268,11 @@ void test_core_devices::import_opens_encrypted_passwords()
 
     QCOMPARE(f.c->import_task_file(csv), 1);
     const QString ident = f.c->task_manager().lines().constFirst();
-    QCOMPARE(f.c->task_manager().find(ident)->get(tasks::keys::endpoint).value<endpoint>().password, QStringLiteral("s3cret"));
+    QCOMPARE(f.endpoint_of(ident).password, QStringLiteral("s3cret"));
     f.c->run_on_selection(tasks::names::identify, {});
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
     QVERIFY2(f.log_text().contains("Device serial: "), qPrintable(f.log_text()));
-    QCOMPARE(f.sim.state(0)["failed_logins"].toInt(), 0);
+    QCOMPARE(f.devices.state(0)["failed_logins"].toInt(), 0);
 }
 
 void test_core_devices::batch_run_over_a_task_file()
@@ -325,17 +282,14 @@ void test_core_devices::batch_run_over_a_task_file()
     QTemporaryDir dir;
     const QString binary = dir.filePath("orvane");
     QVERIFY(QFile::copy(QStringLiteral(ORVANE_BINARY), binary));
-    {
-        // The service sits on a closed loopback port: the run goes on without it.
-        QSettings settings(dir.filePath("ov.config"), QSettings::IniFormat);
-        settings.setValue("Service/address", "127.0.0.1");
-        settings.setValue("Service/port", closed_port());
-    }
+    // The service sits on a closed loopback port: the run goes on without it.
+    QSettings(dir.filePath("ov.config"), QSettings::IniFormat).setValue("Service/port", closed_port());
+    QSettings(dir.filePath("ov.config"), QSettings::IniFormat).setValue("Service/address", "127.0.0.1");
     QFile csv(dir.filePath("devices.csv"));
     QVERIFY(csv.open(QIODevice::WriteOnly));
     for (int i = 0; i < 3; ++i)
         csv.write(QStringLiteral("%1,%2,admin,\n").arg(sim.address(i).toString()).arg(sim.port(i)).toUtf8());
-    const uint16_t dead_port = closed_port();
+    const quint16 dead_port = closed_port();
     csv.write(QStringLiteral("127.0.0.1,%1,admin,\n").arg(dead_port).toUtf8());
     csv.close();
 
@@ -346,7 +300,8 @@ void test_core_devices::batch_run_over_a_task_file()
     QCOMPARE(p.exitCode(), 0);
     const QString out = QString::fromUtf8(p.readAllStandardOutput());
     QCOMPARE(out.count("Device serial: "), 3);
-    QVERIFY2(out.contains(QStringLiteral("admin@127.0.0.1:%1: Error 1: Error connecting to 127.0.0.1").arg(dead_port)), qPrintable(out));
+    QVERIFY2(out.contains(QStringLiteral("admin@127.0.0.1:%1: Error 1: Error connecting to 127.0.0.1").arg(dead_port)),
+        qPrintable(out));
     QVERIFY(out.contains("Task check_updates started"));
     QVERIFY(out.contains("Disabling server communications due to generic network error"));
     QVERIFY(out.contains("Successfully imported 4 tasks"));

@@ -1,5 +1,4 @@
-#include "tests/core_fixture.h"
-#include "tests/support/devsim_harness.h"
+#include "tests/support/fleet_fixture.h"
 #include "tests/support/test_network.h"
 
 #include <QJsonArray>
@@ -7,27 +6,19 @@
 #include <QtEndian>
 #include <QtTest>
 
-// Network changes by broadcast, driven through the core as menus and scripts drive
-// them. They broadcast, so each test builds a network of namespaces, starts the
-// simulated devices in one and runs itself again in the program's, where the core
-// works; the outer run reads back what the devices received.
+// Network changes by broadcast, driven through the core as menus and scripts drive them.
+// Each test starts the simulated devices in a namespace network and runs itself again in
+// the program's namespace, where the core works; the outer run reads back what the
+// devices received.
+
+using namespace fleet;
 
 namespace
 {
 
-const QHostAddress mask_24(QStringLiteral("255.255.255.0"));
-const QHostAddress mask_16(QStringLiteral("255.255.0.0"));
-
 QString wire_address(const QHostAddress& a)
 {
     return QString::asprintf("0x%08X", qbswap(a.toIPv4Address()));
-}
-
-QJsonObject body_of(const QJsonValue& request)
-{
-    QString text = request.toObject().value("body").toString();
-    text.truncate(text.indexOf(QChar(0)) < 0 ? text.size() : text.indexOf(QChar(0)));
-    return QJsonDocument::fromJson(text.trimmed().toUtf8()).object();
 }
 
 // The configurations by broadcast that named this device (every device hears them all).
@@ -36,28 +27,28 @@ QList<QJsonObject> broadcasts_for(devsim_harness& sim, int device)
     const QString mac = sim.state(device).value("mac").toString();
     QList<QJsonObject> out;
     for (const QJsonValue& r : sim.requests_of(device, 1532)) {
-        const QJsonObject body = body_of(r);
+        QString text = r.toObject().value("body").toString();
+        text.truncate(text.indexOf(QChar(0)) < 0 ? text.size() : text.indexOf(QChar(0)));
+        const QJsonObject body = QJsonDocument::fromJson(text.trimmed().toUtf8()).object();
         if (body.value("DvrMac").toString().compare(mac, Qt::CaseInsensitive) == 0)
             out << body;
     }
     return out;
 }
 
-QJsonArray devices_of(devsim_harness& sim)
+// Runs the current test again inside the program's namespace, telling it where the devices are.
+bool run_inside(test_network& net, devsim_harness& sim, QString* output)
 {
-    QJsonArray out;
+    QJsonArray devices;
     for (int i = 0; i < sim.count(); ++i)
-        out.append(QJsonObject { { "address", sim.address(i).toString() }, { "port", sim.port(i) } });
-    return out;
+        devices.append(QJsonObject { { "address", sim.address(i).toString() }, { "port", sim.port(i) } });
+    return net.run_self(net.program_namespace(), QTest::currentTestFunction(), QTest::currentDataTag(),
+        { { "devices", devices } }, output, 90000);
 }
 
-// The rows by the address of their device.
-QHash<QString, QString> rows_by_host(core_fixture& f)
+QJsonArray inside_devices()
 {
-    QHash<QString, QString> rows;
-    for (const QString& ident : f.c->task_manager().lines())
-        rows.insert(f.c->task_manager().find(ident)->get(tasks::keys::endpoint).value<endpoint>().host, ident);
-    return rows;
+    return test_network::inside_arguments().value("devices").toArray();
 }
 
 } // namespace
@@ -68,13 +59,7 @@ class test_core_network : public QObject
 private slots:
     void broadcast_changes_data();
     void broadcast_changes();
-    void broadcasts_wait_for_each_other();
     void assign_addresses_one_device_at_a_time();
-
-private:
-    void broadcast_changes_inside();
-    void broadcasts_wait_for_each_other_inside();
-    void assign_addresses_inside();
 };
 
 void test_core_network::broadcast_changes_data()
@@ -89,65 +74,83 @@ void test_core_network::broadcast_changes_data()
     QTest::addColumn<QString>("result");
 
     const QHostAddress moved = test_network::device_address(0, 100);
-    const QHostAddress own = test_network::device_address(0, 0);
+    const QString own = wire_address(test_network::device_address(0, 0));
     const QJsonObject net_16 { { "Submask", "0x0000FFFF" } };
     const QJsonObject net_24 { { "Submask", "0x00FFFFFF" } };
     const QVariant to_moved = QVariant::fromValue(moved);
+    const QVariant mask_24 = QVariant::fromValue(QHostAddress("255.255.255.0"));
+    const QVariantMap http { { tasks::args::type, "http" }, { tasks::args::value, 8080u } };
+    const QString refused = QStringLiteral("Error 8: Can't change the device's port");
 
     QTest::newRow("address with a /24 mask")
         << true << QString() << tasks::names::change_ip
-        << QVariantMap { { tasks::args::address, to_moved }, { tasks::args::subnet, QVariant::fromValue(mask_24) } }
-        << net_16 << QJsonObject { { "HostIP", wire_address(moved) }, { "Submask", "0x00FFFFFF" } } << true << "Done";
+        << QVariantMap { { tasks::args::address, to_moved }, { tasks::args::subnet, mask_24 } } << net_16
+        << QJsonObject { { "HostIP", wire_address(moved) }, { "Submask", "0x00FFFFFF" } } << true << "Done";
     QTest::newRow("address keeps the device's mask")
         << true << QString() << tasks::names::change_ip << QVariantMap { { tasks::args::address, to_moved } } << net_16
         << QJsonObject { { "HostIP", wire_address(moved) }, { "Submask", "0x0000FFFF" } } << true << "Done";
-    QTest::newRow("subnet mask /16") << true << QString() << tasks::names::change_subnet
-                                     << QVariantMap { { tasks::args::subnet, QVariant::fromValue(mask_16) } } << net_24
-                                     << QJsonObject { { "HostIP", wire_address(own) }, { "Submask", "0x0000FFFF" } }
-                                     << true << "Done";
-    QTest::newRow("subnet mask /24") << true << QString() << tasks::names::change_subnet
-                                     << QVariantMap { { tasks::args::subnet, QVariant::fromValue(mask_24) } } << net_16
-                                     << QJsonObject { { "Submask", "0x00FFFFFF" } } << true << "Done";
-    QTest::newRow("NETIP TCP port") << true << QString() << tasks::names::change_port
-                                    << QVariantMap { { tasks::args::type, "netip_tcp" },
-                                           { tasks::args::value, 34600u } }
-                                    << net_24 << QJsonObject { { "TCPPort", 34600 }, { "HostIP", wire_address(own) } }
-                                    << true << "Done";
-    QTest::newRow("HTTP port") << true << QString() << tasks::names::change_port
-                               << QVariantMap { { tasks::args::type, "http" }, { tasks::args::value, 8080u } } << net_24
+    QTest::newRow("subnet mask /16")
+        << true << QString() << tasks::names::change_subnet
+        << QVariantMap { { tasks::args::subnet, QVariant::fromValue(QHostAddress("255.255.0.0")) } } << net_24
+        << QJsonObject { { "HostIP", own }, { "Submask", "0x0000FFFF" } } << true << "Done";
+    QTest::newRow("NETIP TCP port")
+        << true << QString() << tasks::names::change_port
+        << QVariantMap { { tasks::args::type, "netip_tcp" }, { tasks::args::value, 34600u } } << net_24
+        << QJsonObject { { "TCPPort", 34600 }, { "HostIP", own } } << true << "Done";
+    QTest::newRow("HTTP port") << true << QString() << tasks::names::change_port << http << net_24
                                << QJsonObject { { "HttpPort", 8080 }, { "TCPPort", 34567 } } << true << "Done";
-    QTest::newRow("wrong user: refused") << true << "root" << tasks::names::change_port
-                                         << QVariantMap { { tasks::args::type, "http" }, { tasks::args::value, 8080u } }
-                                         << net_24 << QJsonObject { { "HttpPort", 8080 }, { "Username", "root" } }
-                                         << false << "Error 8: Can't change the device's port";
+    QTest::newRow("wrong user: refused") << true << "root" << tasks::names::change_port << http << net_24
+                                         << QJsonObject { { "HttpPort", 8080 }, { "Username", "root" } } << false
+                                         << refused;
     QTest::newRow("a row with no MAC broadcasts nothing")
-        << false << QString() << tasks::names::change_port
-        << QVariantMap { { tasks::args::type, "http" }, { tasks::args::value, 8080u } } << net_24 << QJsonObject {}
-        << false << "Error 8: Can't change the device's port";
+        << false << QString() << tasks::names::change_port << http << net_24 << QJsonObject {} << false << refused;
 }
 
 void test_core_network::broadcast_changes()
 {
-    if (!test_network::inside().isEmpty())
-        return broadcast_changes_inside();
-    QFETCH(QJsonObject, device_net);
+    QFETCH(QString, task);
+    QFETCH(QVariantMap, args);
     QFETCH(QJsonObject, sent);
     QFETCH(bool, applied);
-    QString why;
-    if (!test_network::available(&why))
-        QSKIP(qPrintable(why));
+    if (!test_network::inside().isEmpty()) {
+        QFETCH(bool, discovered);
+        QFETCH(QString, user);
+        const QJsonObject device = inside_devices().at(0).toObject();
+        fixture f;
+        f.make_core();
+        QString ident;
+        if (discovered) {
+            QVERIFY(f.c->scan());
+            QTRY_VERIFY_WITH_TIMEOUT(f.c->scan_finished(), 10000);
+            QCOMPARE(f.c->task_manager().lines().size(), 1);
+            ident = f.c->task_manager().lines().constFirst();
+            QCOMPARE(f.endpoint_of(ident).host, device.value("address").toString());
+        } else {
+            ident = f.add_row(device.value("address").toString(), quint16(device.value("port").toInt()));
+        }
+        if (!user.isEmpty()) {
+            endpoint ep = f.endpoint_of(ident);
+            ep.user = user;
+            f.c->on_task_edit_edited(ident, ep);
+        }
+        f.c->run_on_selection(task, args);
+        QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 15000);
+        QTEST(f.result(ident).text, "result");
+        // The row shows the address the device was given.
+        const QHostAddress given = args.value(tasks::args::address).value<QHostAddress>();
+        QCOMPARE(f.endpoint_of(ident).host, given.isNull() ? device.value("address").toString() : given.toString());
+        return;
+    }
 
-    test_network net; // first, so that it is torn down last
-    QVERIFY2(net.build(), qPrintable(net.error()));
+    QFETCH(QJsonObject, device_net);
+    BUILD_TEST_NETWORK(net);
     devsim_harness sim;
     QVERIFY2(net.start_devices(sim, 1, { { "net_apply_ms", 100 }, { "net", device_net } }), qPrintable(net.error()));
     QVERIFY2(
         net.add_addresses(net.device_namespace(), { test_network::device_address(0, 100) }), qPrintable(net.error()));
     const QJsonObject before = sim.state(0).value("net").toObject();
     QString output;
-    QVERIFY2(net.run_self(net.program_namespace(), QTest::currentTestFunction(), QTest::currentDataTag(),
-                 { { "devices", devices_of(sim) } }, &output),
-        qPrintable(output));
+    QVERIFY2(run_inside(net, sim, &output), qPrintable(output));
 
     const QList<QJsonObject> broadcasts = broadcasts_for(sim, 0);
     QCOMPARE(broadcasts.size(), sent.isEmpty() ? 0 : 1);
@@ -170,105 +173,27 @@ void test_core_network::broadcast_changes()
     QTRY_COMPARE_WITH_TIMEOUT(int(sim.port(0)), after.value("TCPPort").toInt(), 3000);
 }
 
-void test_core_network::broadcast_changes_inside()
-{
-    QFETCH(bool, discovered);
-    QFETCH(QString, user);
-    QFETCH(QString, task);
-    QFETCH(QVariantMap, args);
-    QFETCH(QString, result);
-    const QJsonObject device = test_network::inside_arguments().value("devices").toArray().at(0).toObject();
-
-    core_fixture f;
-    QString ident;
-    if (discovered) {
-        QVERIFY(f.c->scan());
-        QTRY_VERIFY_WITH_TIMEOUT(f.c->scan_finished(), 10000);
-        const QHash<QString, QString> rows = rows_by_host(f);
-        QCOMPARE(rows.size(), 1);
-        ident = rows.value(device.value("address").toString());
-        QVERIFY(!ident.isEmpty());
-    } else {
-        ident = f.add_row(device.value("address").toString(), uint16_t(device.value("port").toInt()));
-    }
-    if (!user.isEmpty()) {
-        auto ep = f.c->task_manager().find(ident)->get(tasks::keys::endpoint).value<endpoint>();
-        ep.user = user;
-        f.c->on_task_edit_edited(ident, ep);
-    }
-    f.c->run_on_selection(task, args);
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 15000);
-    QCOMPARE(f.result(ident).text, result);
-    // The row shows the address the device was given.
-    const QString host = f.c->task_manager().find(ident)->get(tasks::keys::endpoint).value<endpoint>().host;
-    const QHostAddress given = args.value(tasks::args::address).value<QHostAddress>();
-    QCOMPARE(host, given.isNull() ? device.value("address").toString() : given.toString());
-}
-
-void test_core_network::broadcasts_wait_for_each_other()
-{
-    if (!test_network::inside().isEmpty())
-        return broadcasts_wait_for_each_other_inside();
-    QString why;
-    if (!test_network::available(&why))
-        QSKIP(qPrintable(why));
-
-    test_network net;
-    QVERIFY2(net.build(), qPrintable(net.error()));
-    devsim_harness sim;
-    // Slow answers: a second request in flight at once would reach the devices within them.
-    const QJsonObject slow { { "delay_at", QJsonObject { { "1532", 300 } } } };
-    QVERIFY2(net.start_devices(sim, 3, { { "faults", slow } }), qPrintable(net.error()));
-    QString output;
-    QVERIFY2(net.run_self(net.program_namespace(), QTest::currentTestFunction(), {}, { { "devices", devices_of(sim) } },
-                 &output),
-        qPrintable(output));
-
-    QList<qint64> times;
-    for (const QJsonValue& r : sim.requests_of(0, 1532))
-        times << qint64(r.toObject().value("time_ms").toDouble());
-    QCOMPARE(times.size(), 3);
-    std::sort(times.begin(), times.end());
-    for (int i = 1; i < times.size(); ++i)
-        QVERIFY2(times.at(i) - times.at(i - 1) >= 280, qPrintable(QString::number(times.at(i) - times.at(i - 1))));
-    for (int i = 0; i < 3; ++i) {
-        QCOMPARE(broadcasts_for(sim, i).size(), 1);
-        QCOMPARE(sim.state(i).value("net").toObject().value("HttpPort").toInt(), i == 1 ? 80 : 8080);
-    }
-}
-
-void test_core_network::broadcasts_wait_for_each_other_inside()
-{
-    const QJsonArray devices = test_network::inside_arguments().value("devices").toArray();
-    core_fixture f;
-    QVERIFY(f.c->scan());
-    QTRY_VERIFY_WITH_TIMEOUT(f.c->scan_finished(), 10000);
-    const QHash<QString, QString> rows = rows_by_host(f);
-    QCOMPARE(rows.size(), devices.size());
-    // The second device refuses: its answer must reach its own row and no other.
-    const QString refusing = rows.value(devices.at(1).toObject().value("address").toString());
-    auto ep = f.c->task_manager().find(refusing)->get(tasks::keys::endpoint).value<endpoint>();
-    ep.user = QStringLiteral("root");
-    f.c->on_task_edit_edited(refusing, ep);
-
-    f.c->run_on_selection(tasks::names::change_port, { { tasks::args::type, "http" }, { tasks::args::value, 8080u } });
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 3, 15000);
-    QCOMPARE(f.peak, 3);
-    for (const QString& ident : rows)
-        QCOMPARE(f.result(ident).text,
-            ident == refusing ? QStringLiteral("Error 8: Can't change the device's port") : QStringLiteral("Done"));
-}
-
 void test_core_network::assign_addresses_one_device_at_a_time()
 {
-    if (!test_network::inside().isEmpty())
-        return assign_addresses_inside();
-    QString why;
-    if (!test_network::available(&why))
-        QSKIP(qPrintable(why));
+    if (!test_network::inside().isEmpty()) {
+        fixture f;
+        f.make_core();
+        for (const QJsonValue& d : inside_devices())
+            f.idents << f.add_row(d.toObject().value("address").toString(), quint16(d.toObject().value("port").toInt()));
+        f.c->assign_addresses(77, 10);
+        QTRY_COMPARE_WITH_TIMEOUT(f.ended, 3, 60000);
+        QCOMPARE(f.peak, 1);
+        QSet<QString> hosts;
+        for (const QString& ident : f.idents) {
+            QCOMPARE(f.result(ident).text, QStringLiteral("Done"));
+            hosts.insert(f.endpoint_of(ident).host);
+        }
+        QCOMPARE(hosts, (QSet<QString> { "192.168.77.10", "192.168.77.11", "192.168.77.12" }));
+        QCOMPARE(f.log_text().count("Task await_device started"), 3);
+        return;
+    }
 
-    test_network net;
-    QVERIFY2(net.build(), qPrintable(net.error()));
+    BUILD_TEST_NETWORK(net);
     devsim_harness sim;
     QVERIFY2(net.start_devices(sim, 3, { { "net_apply_ms", 100 } }), qPrintable(net.error()));
     QList<QHostAddress> targets;
@@ -276,9 +201,7 @@ void test_core_network::assign_addresses_one_device_at_a_time()
         targets << QHostAddress(QStringLiteral("192.168.77.%1").arg(10 + i));
     QVERIFY2(net.add_addresses(net.device_namespace(), targets), qPrintable(net.error()));
     QString output;
-    QVERIFY2(net.run_self(net.program_namespace(), QTest::currentTestFunction(), {}, { { "devices", devices_of(sim) } },
-                 &output, 90000),
-        qPrintable(output));
+    QVERIFY2(run_inside(net, sim, &output), qPrintable(output));
 
     QList<QPair<qint64, qint64>> busy; // each device's first and last request over TCP
     QSet<QString> given;
@@ -309,25 +232,6 @@ void test_core_network::assign_addresses_one_device_at_a_time()
     for (int i = 1; i < busy.size(); ++i)
         QVERIFY2(busy.at(i).first >= busy.at(i - 1).second,
             qPrintable(QStringLiteral("%1 starts before %2 ends").arg(busy.at(i).first).arg(busy.at(i - 1).second)));
-}
-
-void test_core_network::assign_addresses_inside()
-{
-    const QJsonArray devices = test_network::inside_arguments().value("devices").toArray();
-    core_fixture f;
-    QStringList idents;
-    for (const QJsonValue& d : devices)
-        idents << f.add_row(d.toObject().value("address").toString(), uint16_t(d.toObject().value("port").toInt()));
-    f.c->assign_addresses(77, 10);
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 3, 60000);
-    QCOMPARE(f.peak, 1);
-    QSet<QString> hosts;
-    for (const QString& ident : idents) {
-        QCOMPARE(f.result(ident).text, QStringLiteral("Done"));
-        hosts.insert(f.c->task_manager().find(ident)->get(tasks::keys::endpoint).value<endpoint>().host);
-    }
-    QCOMPARE(hosts, (QSet<QString> { "192.168.77.10", "192.168.77.11", "192.168.77.12" }));
-    QCOMPARE(f.log_text().count("Task await_device started"), 3);
 }
 
 QTEST_GUILESS_MAIN(test_core_network)

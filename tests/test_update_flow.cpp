@@ -4,6 +4,26 @@
 
 using namespace fleet;
 
+namespace {
+
+// The service offers a firmware of this size to every one of `count` devices, which
+// have `defaults`; the core's run over them is started. The firmware, empty on failure.
+QByteArray run_with_offer(fixture& f, int count, int size, const QJsonObject& defaults = {})
+{
+    const QByteArray firmware = image(size, char('a' + size % 26));
+    const QString path = f.service.add_file("ipc.bin", firmware);
+    if (!f.start_devices(count, defaults))
+        return {};
+    QJsonObject fleet;
+    for (int i = 0; i < count; ++i)
+        fleet.insert(f.serial(i), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { path } } });
+    if (!f.start_service(fleet))
+        return {};
+    f.make_core();
+    return firmware;
+}
+
+} // namespace
 
 class test_update_flow : public QObject
 {
@@ -21,29 +41,25 @@ private slots:
 void test_update_flow::one_download_serves_two_devices()
 {
     fixture f;
-    QVERIFY2(f.start_devices(2), qPrintable(f.devices.error()));
-    const QByteArray firmware = image(100000, 'a');
-    const QString path = f.service.add_file("ipc.bin", firmware);
-    const QJsonObject offer { { "verdict", "pending" }, { "offers", QJsonArray { path } } };
-    QVERIFY2(f.start_service({ { f.serial(0), offer }, { f.serial(1), offer } }), qPrintable(f.service.error()));
-    f.make_core();
+    const QByteArray firmware = run_with_offer(f, 2, 100000);
+    QVERIFY2(!firmware.isEmpty(), qPrintable(f.devices.error() + f.service.error()));
     f.c->on_window_run_list();
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 2, 60000);
 
     QCOMPARE(f.service.requests("file").size(), 1);
     QCOMPARE(f.service.requests("update").size(), 2);
     QCOMPARE(f.service.requests("confirm").size(), 2);
-    QCOMPARE(f.log_text().count("Got data for requested version"), 1);
+    const QString log = f.log_text();
+    QCOMPARE(log.count("Got data for requested version"), 1);
+    QCOMPARE(log.count("Now uploading the file"), 2);
+    QCOMPARE(log.count("Now upgrading the device"), 2);
+    QVERIFY(log.contains("Confirmed new firmware for " + f.serial(1)));
     for (int i = 0; i < 2; ++i) {
         QCOMPARE(f.result(i).text, QStringLiteral("Done upgrading"));
         QVERIFY(f.result(i).ok);
         QCOMPARE(f.devices.state(i)["upgrade_md5"].toString(), md5_hex(firmware));
-        QCOMPARE(f.c->task_manager().find(f.idents[i])->get(tasks::keys::version).toString(), md5_hex(firmware));
+        QCOMPARE(f.line(f.idents[i])->get(tasks::keys::version).toString(), md5_hex(firmware));
     }
-    const QString log = f.log_text();
-    QCOMPARE(log.count("Now uploading the file"), 2);
-    QCOMPARE(log.count("Now upgrading the device"), 2);
-    QVERIFY(log.contains("Confirmed new firmware for " + f.serial(1)));
 }
 
 void test_update_flow::verdicts_end_the_flow_data()
@@ -76,11 +92,7 @@ void test_update_flow::verdicts_end_the_flow()
 void test_update_flow::fetch_only_and_force_update()
 {
     fixture f;
-    QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
-    const QString path = f.service.add_file("ipc.bin", image(5000, 'b'));
-    QVERIFY2(f.start_service({ { f.serial(0), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { path } } } } }),
-        qPrintable(f.service.error()));
-    f.make_core();
+    QVERIFY2(!run_with_offer(f, 1, 5000).isEmpty(), qPrintable(f.devices.error() + f.service.error()));
     f.c->on_window_run_list(false, true, false);
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 30000);
     QCOMPARE(f.result(0).text, QStringLiteral("Update available"));
@@ -97,13 +109,8 @@ void test_update_flow::fetch_only_and_force_update()
 void test_update_flow::dropped_service_interrupts_waiting_lines()
 {
     fixture f;
-    QVERIFY2(f.start_devices(3), qPrintable(f.devices.error()));
-    const QString path = f.service.add_file("ipc.bin", image(5000, 'c'));
-    const QJsonObject offer { { "verdict", "pending" }, { "offers", QJsonArray { path } } };
-    QVERIFY2(f.start_service({ { f.serial(0), offer }, { f.serial(1), offer }, { f.serial(2), offer } }),
-        qPrintable(f.service.error()));
+    QVERIFY2(!run_with_offer(f, 3, 5000).isEmpty(), qPrintable(f.devices.error() + f.service.error()));
     f.service.set_fault("*", QJsonObject { { "drop", true } });
-    f.make_core();
     f.c->on_window_run_list();
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 3, 60000);
     for (int i = 0; i < 3; ++i)
@@ -116,12 +123,8 @@ void test_update_flow::dropped_service_interrupts_waiting_lines()
 void test_update_flow::failed_upload_cancels_confirm()
 {
     fixture f;
-    QVERIFY2(f.start_devices(1, QJsonObject { { "faults", QJsonObject { { "chunk_ret", QJsonObject { { "2", 514 } } } } } }),
-        qPrintable(f.devices.error()));
-    const QString path = f.service.add_file("ipc.bin", image(200000, 'd'));
-    QVERIFY2(f.start_service({ { f.serial(0), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { path } } } } }),
-        qPrintable(f.service.error()));
-    f.make_core();
+    const QJsonObject chunk_refused { { "faults", QJsonObject { { "chunk_ret", QJsonObject { { "2", 514 } } } } } };
+    QVERIFY2(!run_with_offer(f, 1, 200000, chunk_refused).isEmpty(), qPrintable(f.devices.error() + f.service.error()));
     f.c->on_window_run_list();
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
     QVERIFY2(f.result(0).text.startsWith("Failed to upgrade: Error "), qPrintable(f.result(0).text));
@@ -138,8 +141,7 @@ void test_update_flow::offline_mode_opens_no_socket()
     QVERIFY2(f.start_service({}), qPrintable(f.service.error()));
     const QByteArray firmware = image(40000, 'e');
     QFile fw(f.dir.filePath("fw.bin"));
-    QVERIFY(fw.open(QIODevice::WriteOnly));
-    fw.write(firmware);
+    QVERIFY(fw.open(QIODevice::WriteOnly) && fw.write(firmware) == firmware.size());
     fw.close();
     QFile list(f.dir.filePath("offline_firmwares.list"));
     QVERIFY(list.open(QIODevice::WriteOnly));

@@ -13,8 +13,8 @@
 #include <cstring>
 #include <future>
 
-// The library's configuration by broadcast against a device played by the test. Every
-// test runs again in a namespace of its own (only lo), where broadcasting is harmless.
+// The library's configuration by broadcast against a device played by the test, each
+// test run again in a namespace of its own (only lo), where broadcasting is harmless.
 
 namespace
 {
@@ -47,14 +47,16 @@ std::future<long> set_config(SDK_CONFIG_NET_COMMON_V3 record, int wait_ms)
     });
 }
 
-bool ready(const std::future<long>& f)
+// Waits for a call to end, with the event loop running for the fake device.
+long result_of(std::future<long>& call)
 {
-    return f.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    const auto ready = [&call] { return call.wait_for(std::chrono::seconds(0)) == std::future_status::ready; };
+    return QTest::qWaitFor(ready, 10000) ? call.get() : -1;
 }
 
 // A device's UDP side: hears broadcasts on the shared port (bound before the library's
-// socket, so that answers to the library reach the library) and answers each
-// configuration request from 127.0.0.2 with the bodies `answer` gives, after a delay.
+// socket, so that answers reach the library) and answers each configuration request
+// from 127.0.0.2 with the bodies `answer` gives, after a delay.
 class fake_device final : public QObject
 {
 public:
@@ -62,7 +64,6 @@ public:
         netip_reply frame;
         qint64 at_ms = 0;
     };
-
     bool bind()
     {
         clock.start();
@@ -72,7 +73,7 @@ public:
             && sender.bind(QHostAddress(QStringLiteral("127.0.0.2")), udp_port, mode);
     }
 
-    std::function<QJsonArray(const QJsonObject& body)> answer = [](const QJsonObject&) { return QJsonArray {}; };
+    std::function<QJsonArray(const QJsonObject& body)> answer;
     int delay_ms = 0;
     QList<request> requests;
 
@@ -126,7 +127,6 @@ void test_xmnetsdk::set_config_over_net_data()
     QTest::newRow("a /24 mask in host order goes out as the device reads it")
         << device_mac << 0xFFFFFF00u << accepted << 1000 << 1L << "0x00FFFFFF";
     QTest::newRow("a /16 mask already reversed") << device_mac << 0x0000FFFFu << accepted << 1000 << 1L << "0x0000FFFF";
-    QTest::newRow("an all-ones mask") << device_mac << 0xFFFFFFFFu << accepted << 1000 << 1L << "0xFFFFFFFF";
     QTest::newRow("a mask valid in neither order is passed on")
         << device_mac << 0x00FF00FFu << accepted << 1000 << 1L << "0x00FF00FF";
     QTest::newRow("refused with 203") << device_mac << 0x00FFFFFFu << QJsonArray { QJsonObject { { "Ret", 203 } } }
@@ -136,9 +136,6 @@ void test_xmnetsdk::set_config_over_net_data()
         << QJsonArray { QJsonObject { { "Ret", 203 }, { "DvrMac", "02:00:00:00:00:99" } },
                QJsonObject { { "Ret", 100 }, { "DvrMac", device_mac.toUpper() } } }
         << 1000 << 1L << "0x00FFFFFF";
-    QTest::newRow("only another device answers: no answer")
-        << device_mac << 0x00FFFFFFu << QJsonArray { QJsonObject { { "Ret", 100 }, { "DvrMac", "02:00:00:00:00:99" } } }
-        << 300 << xmnetsdk::no_answer << "0x00FFFFFF";
     QTest::newRow("silence: no answer") << device_mac << 0x00FFFFFFu << QJsonArray {} << 300 << xmnetsdk::no_answer
                                         << "0x00FFFFFF";
     QTest::newRow("a negative wait doesn't wait")
@@ -163,12 +160,9 @@ void test_xmnetsdk::set_config_over_net()
     QElapsedTimer timer;
     timer.start();
     std::future<long> call = set_config(record_for(mac, submask), wait_ms);
-    QTRY_VERIFY_WITH_TIMEOUT(ready(call), 10000);
+    QCOMPARE(result_of(call), result);
     const qint64 took = timer.elapsed();
-    // The request is on its way back to the fake device by now; give it time to arrive.
-    QTest::qWait(100);
-
-    QCOMPARE(call.get(), result);
+    QTest::qWait(100); // for the request to reach the fake device
     if (result == xmnetsdk::no_answer)
         QVERIFY2(took >= wait_ms - 20 && took < qMax(0, wait_ms) + 2000, qPrintable(QString::number(took)));
     else
@@ -205,11 +199,9 @@ void test_xmnetsdk::concurrent_calls_wait_for_each_other()
     std::vector<std::future<long>> calls;
     for (const QString& mac : macs)
         calls.push_back(set_config(record_for(mac, 0x00FFFFFF), 1000));
-    QTRY_VERIFY_WITH_TIMEOUT(std::all_of(calls.begin(), calls.end(), ready), 10000);
-
-    QCOMPARE(calls[0].get(), 1L);
-    QCOMPARE(calls[1].get(), xmnetsdk::refused_base - 203);
-    QCOMPARE(calls[2].get(), 1L);
+    QCOMPARE(result_of(calls[0]), 1L);
+    QCOMPARE(result_of(calls[1]), xmnetsdk::refused_base - 203);
+    QCOMPARE(result_of(calls[2]), 1L);
     QCOMPARE(dev.requests.size(), 3);
     // One request in flight at a time: the next goes out only after the last answer.
     for (int i = 1; i < dev.requests.size(); ++i) {
@@ -221,15 +213,13 @@ void test_xmnetsdk::concurrent_calls_wait_for_each_other()
 void test_xmnetsdk::port_held_elsewhere_refuses()
 {
     TEST_NETWORK_IN_ISOLATION();
-    // Another program holds the port without sharing it: nothing may go out from a port
-    // the answer can't come back to.
+    // Another program holds the port unshared: nothing may go out where no answer comes back.
     QUdpSocket holder;
     QVERIFY(holder.bind(QHostAddress::AnyIPv4, udp_port, QUdpSocket::DontShareAddress));
     QElapsedTimer timer;
     timer.start();
     std::future<long> call = set_config(record_for(device_mac, 0x00FFFFFF), 1000);
-    QTRY_VERIFY_WITH_TIMEOUT(ready(call), 10000);
-    QCOMPARE(call.get(), xmnetsdk::socket_failed);
+    QCOMPARE(result_of(call), xmnetsdk::socket_failed);
     QVERIFY(timer.elapsed() < 1000);
     QTest::qWait(100);
     QVERIFY(!holder.hasPendingDatagrams());

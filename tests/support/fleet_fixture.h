@@ -1,18 +1,19 @@
 #pragma once
 
-// Simulated devices and a simulated update service with a core in batch mode between
-// them, for tests of the update flow, the cache and packs. Header-only: it needs the
-// program's core, which the shared support library doesn't link.
+// A core in batch mode in a folder of its own, between simulated devices and a simulated
+// update service, with the flows it ran counted. Header-only: it needs the program's core,
+// which the shared support library doesn't link.
 #include "app/core.h"
 #include "tests/support/devsim_harness.h"
 #include "tests/support/svcsim_harness.h"
 
 #include <QCryptographicHash>
 #include <QDeadlineTimer>
-#include <QTcpSocket>
-#include <QTest>
 #include <QSettings>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <memory>
 
@@ -31,7 +32,14 @@ inline QString md5_hex(const QByteArray& data)
     return QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
 }
 
-// Simulated devices and service, and a core in batch mode between them.
+// A loopback port nobody listens on.
+inline quint16 closed_port()
+{
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    return probe.serverPort();
+}
+
 struct fixture
 {
     bool start_devices(int count, const QJsonObject& defaults = {})
@@ -45,16 +53,14 @@ struct fixture
     QString serial(int i) { return devices.state(i)["serial"].toString(); }
 
     // fleet: serial -> entry, as the service file has it.
-    bool start_service(const QJsonObject& fleet)
-    {
-        return service.start(QJsonObject { { "fleet", fleet } });
-    }
+    bool start_service(const QJsonObject& fleet) { return service.start(QJsonObject { { "fleet", fleet } }); }
 
-    // A core in the fixture's folder (its settings, cache and log) with one row per device.
-    // A client id other than the service's makes the packs and cache of another identity.
+    // A core in the fixture's folder (its settings, cache and log) with one row per device,
+    // and the service's settings when it runs. A client id other than the service's makes
+    // the packs and cache of another identity.
     void make_core(bool offline = false, const QByteArray& client_id = {})
     {
-        {
+        if (service.running()) {
             QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
             s.setValue("Service/client_id", QString::fromLatin1((client_id.isEmpty() ? service.client_id() : client_id).toHex()));
             s.setValue("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
@@ -63,15 +69,27 @@ struct fixture
         }
         c = std::make_unique<core>(QString(), dir.path());
         c->operate(core::batch, offline);
+        // The manager starts the next flow before it announces the end of the last one,
+        // so its own count is the one that must stay within the limit.
+        QObject::connect(&c->task_manager(), &tasks::manager::flow_started, [this] {
+            ++started;
+            peak = std::max(peak, int(c->task_manager().running_count()));
+        });
         QObject::connect(&c->task_manager(), &tasks::manager::flow_ended, [this] { ++ended; });
-        for (int i = 0; i < devices.count(); ++i) {
-            endpoint ep;
-            ep.host = devices.address(i).toString();
-            ep.port = devices.port(i);
-            task_element element(ep, device());
-            c->introduce(element);
-            idents << element.ident;
-        }
+        for (int i = 0; i < devices.count(); ++i)
+            idents << add_row(devices.address(i).toString(), devices.port(i));
+    }
+
+    // A row added by hand (never discovered); its flow ident.
+    QString add_row(const QString& host, quint16 port, const QString& password = QString())
+    {
+        endpoint ep;
+        ep.host = host;
+        ep.port = port;
+        ep.password = password;
+        const task_element element(ep, device());
+        c->introduce(element);
+        return element.ident;
     }
 
     // Waits until every device takes connections again, after the reboot that ends an upgrade.
@@ -97,13 +115,20 @@ struct fixture
     {
         c.reset();
         idents.clear();
-        ended = 0;
+        ended = started = peak = 0;
     }
 
-    tasks::common_data result(int i)
+    // The flow's stored result; "Done" when it stored none.
+    tasks::common_data result(const QString& ident) const
     {
-        return c->task_manager().find(idents[i])->get(tasks::keys::result).value<tasks::common_data>();
+        const auto l = c->task_manager().find(ident);
+        if (!l || !l->params().contains(tasks::keys::result))
+            return { QStringLiteral("Done"), true };
+        return l->get(tasks::keys::result).value<tasks::common_data>();
     }
+    tasks::common_data result(int i) const { return result(idents[i]); }
+    std::shared_ptr<tasks::line> line(const QString& ident) const { return c->task_manager().find(ident); }
+    endpoint endpoint_of(const QString& ident) const { return line(ident)->get(tasks::keys::endpoint).value<endpoint>(); }
 
     QString log_text() const
     {
@@ -119,6 +144,9 @@ struct fixture
     std::unique_ptr<core> c;
     QStringList idents;
     int ended = 0;
+    int started = 0;
+    // The most flows the manager had running at once, counted as each was admitted.
+    int peak = 0;
 };
 
 } // namespace fleet

@@ -17,7 +17,6 @@ namespace
 {
 
 const QString name_start = QStringLiteral("orvt");
-const QString bridge = QStringLiteral("br0");
 const QString inside_variable = QStringLiteral("ORVANE_TEST_NETNS");
 const QString arguments_variable = QStringLiteral("ORVANE_TEST_ARGS");
 const QString isolated_variable = QStringLiteral("ORVANE_TEST_ISOLATED");
@@ -29,16 +28,75 @@ quint32 base_v4()
     return QHostAddress(QStringLiteral("10.213.0.0")).toIPv4Address();
 }
 
-// Passed when every test of the run passed and none was skipped.
-bool passed(const QProcess& process, const QString& output)
+QStringList words(const QString& text)
 {
-    static const QRegularExpression totals(QStringLiteral("Totals: \\d+ passed, 0 failed, 0 skipped"));
-    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0 && totals.match(output).hasMatch();
+    return text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
-QString test_selector(const QString& function, const QString& tag)
+// Runs a program to its end; its exit code, -1 when it didn't start, crashed or outlasted
+// the time. Its output (both channels) goes to *output.
+int run_to_end(const QString& program, const QStringList& args, QString* output = nullptr,
+    int timeout_ms = ip_timeout_ms, const QProcessEnvironment& env = {}, const QByteArray& input = {})
 {
-    return tag.isEmpty() ? function : function + QLatin1Char(':') + tag;
+    QProcess p;
+    p.setProcessChannelMode(QProcess::MergedChannels);
+    if (!env.isEmpty())
+        p.setProcessEnvironment(env);
+    p.start(program, args);
+    if (!input.isEmpty())
+        p.write(input);
+    p.closeWriteChannel();
+    const bool finished = p.waitForStarted(10000) && p.waitForFinished(timeout_ms);
+    if (!finished) {
+        p.kill();
+        p.waitForFinished(2000);
+    }
+    if (output) {
+        *output = QString::fromUtf8(p.readAll()).trimmed();
+        if (!finished)
+            *output += QStringLiteral("\n(%1 didn't end in %2 ms: %3)").arg(program).arg(timeout_ms).arg(p.errorString());
+    }
+    return finished && p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+}
+
+// Runs this test executable's function (and data row) through `program`; true when every
+// test of the run passed and none was skipped.
+bool run_test(const QString& program, QStringList args, const QString& function, const QString& tag,
+    const QProcessEnvironment& env, QString* output, int timeout_ms)
+{
+    args << QCoreApplication::applicationFilePath() << (tag.isEmpty() ? function : function + QLatin1Char(':') + tag);
+    QString text;
+    const int code = run_to_end(program, args, &text, timeout_ms, env);
+    if (output)
+        *output = text;
+    static const QRegularExpression totals(QStringLiteral("Totals: \\d+ passed, 0 failed, 0 skipped"));
+    return code == 0 && totals.match(text).hasMatch();
+}
+
+// "device:inode" of a namespace file; empty when it can't be read.
+QString namespace_id(const QString& path)
+{
+    struct stat st {
+    };
+    if (::stat(QFile::encodeName(path).constData(), &st) != 0)
+        return QString();
+    return QStringLiteral("%1:%2").arg(st.st_dev).arg(st.st_ino);
+}
+
+void remove_stale()
+{
+    QString list;
+    if (run_to_end(QStringLiteral("ip"), words(QStringLiteral("netns list")), &list) != 0)
+        return;
+    static const QRegularExpression ours(QStringLiteral("^%1(\\d+)x\\S*").arg(name_start));
+    for (const QString& line : list.split(QLatin1Char('\n'))) {
+        const QRegularExpressionMatch m = ours.match(line.trimmed());
+        // A namespace of a test process that still runs is that process's business.
+        if (!m.hasMatch() || QFileInfo::exists(QStringLiteral("/proc/%1").arg(m.captured(1))))
+            continue;
+        qInfo("test_network: removing namespace %s left by an earlier run", qPrintable(m.captured(0)));
+        run_to_end(QStringLiteral("ip"), words(QStringLiteral("netns del ") + m.captured(0)));
+    }
 }
 
 } // namespace
@@ -60,23 +118,16 @@ bool test_network::available(QString* why)
     static int known = -1; // the probe makes a namespace, so it runs once
     static QString reason;
     if (known < 0) {
-        if (::geteuid() != 0) {
+        const QString probe = QStringLiteral("%1%2xprobe").arg(name_start).arg(QCoreApplication::applicationPid());
+        QString output;
+        if (::geteuid() != 0)
             reason = QStringLiteral("network namespaces need root");
-        } else if (QStandardPaths::findExecutable(QStringLiteral("ip")).isEmpty()) {
+        else if (QStandardPaths::findExecutable(QStringLiteral("ip")).isEmpty())
             reason = QStringLiteral("no `ip` (iproute2)");
-        } else {
-            const QString probe = QStringLiteral("%1%2xprobe").arg(name_start).arg(QCoreApplication::applicationPid());
-            QProcess p;
-            p.start(QStringLiteral("ip"), { QStringLiteral("netns"), QStringLiteral("add"), probe });
-            const bool made = p.waitForFinished(ip_timeout_ms) && p.exitCode() == 0;
-            if (made) {
-                p.start(QStringLiteral("ip"), { QStringLiteral("netns"), QStringLiteral("del"), probe });
-                p.waitForFinished(ip_timeout_ms);
-            } else {
-                reason
-                    = QStringLiteral("`ip netns add` fails here: %1").arg(QString::fromUtf8(p.readAllStandardError()));
-            }
-        }
+        else if (run_to_end(QStringLiteral("ip"), words(QStringLiteral("netns add ") + probe), &output) != 0)
+            reason = QStringLiteral("`ip netns add` fails here: %1").arg(output);
+        else
+            run_to_end(QStringLiteral("ip"), words(QStringLiteral("netns del ") + probe));
         known = reason.isEmpty() ? 1 : 0;
     }
     if (why)
@@ -87,7 +138,7 @@ bool test_network::available(QString* why)
 bool test_network::build(int device_namespaces)
 {
     m_error.clear();
-    if (built()) {
+    if (!m_namespaces.isEmpty()) {
         m_error = QStringLiteral("already built");
         return false;
     }
@@ -106,49 +157,36 @@ bool test_network::build(int device_namespaces)
         ends << device_namespace(i);
 
     // Every namespace is listed as soon as it exists, so a failure halfway removes it.
+    bool good = true;
     for (const QString& ns : QStringList { br } + ends) {
-        if (!ip({ QStringLiteral("netns"), QStringLiteral("add"), ns })) {
-            tear_down();
-            return false;
-        }
+        if (!(good = ip(words(QStringLiteral("netns add ") + ns))))
+            break;
         m_namespaces << ns;
     }
-
-    bool good = ip({ QStringLiteral("-n"), br, QStringLiteral("link"), QStringLiteral("add"), bridge,
-                    QStringLiteral("type"), QStringLiteral("bridge") })
-        && ip(
-            { QStringLiteral("-n"), br, QStringLiteral("link"), QStringLiteral("set"), bridge, QStringLiteral("up") });
+    good = good && ip(words(QStringLiteral("-n %1 link add br0 type bridge").arg(br)))
+        && ip(words(QStringLiteral("-n %1 link set br0 up").arg(br)));
     for (int i = 0; good && i < ends.size(); ++i) {
-        const QString ns = ends.at(i);
-        const QString port = QStringLiteral("v%1").arg(i);
-        const QHostAddress address = i == 0 ? program_address() : device_host_address(i - 1);
-        const QString cidr = QStringLiteral("%1/%2").arg(address.toString()).arg(prefix_length);
+        const QString& ns = ends.at(i);
+        const QString address = QHostAddress(base_v4() + 1 + quint32(i)).toString(); // the program's is .1
         // Both ends are made inside the namespaces: the bridge's side first, its peer
         // straight into the end's namespace.
-        good = ip({ QStringLiteral("-n"), br, QStringLiteral("link"), QStringLiteral("add"), port,
-                   QStringLiteral("type"), QStringLiteral("veth"), QStringLiteral("peer"), QStringLiteral("name"),
-                   QStringLiteral("eth0"), QStringLiteral("netns"), ns })
-            && ip({ QStringLiteral("-n"), br, QStringLiteral("link"), QStringLiteral("set"), port,
-                QStringLiteral("master"), bridge, QStringLiteral("up") })
-            && ip({ QStringLiteral("-n"), ns, QStringLiteral("link"), QStringLiteral("set"), QStringLiteral("lo"),
-                QStringLiteral("up") })
-            && ip({ QStringLiteral("-n"), ns, QStringLiteral("addr"), QStringLiteral("add"), cidr,
-                QStringLiteral("broadcast"), QStringLiteral("+"), QStringLiteral("dev"), QStringLiteral("eth0") })
-            && ip({ QStringLiteral("-n"), ns, QStringLiteral("link"), QStringLiteral("set"), QStringLiteral("eth0"),
-                QStringLiteral("up") })
-            && ip({ QStringLiteral("-n"), ns, QStringLiteral("route"), QStringLiteral("add"), QStringLiteral("default"),
-                QStringLiteral("dev"), QStringLiteral("eth0") })
-            && ip({ QStringLiteral("-n"), ns, QStringLiteral("route"), QStringLiteral("add"),
-                QStringLiteral("broadcast"), QStringLiteral("255.255.255.255"), QStringLiteral("dev"),
-                QStringLiteral("eth0"), QStringLiteral("src"), address.toString() });
+        for (QString command : { QStringLiteral("-n BR link add vI type veth peer name eth0 netns NS"),
+                 QStringLiteral("-n BR link set vI master br0 up"), QStringLiteral("-n NS link set lo up"),
+                 QStringLiteral("-n NS addr add ADDR/16 broadcast + dev eth0"), QStringLiteral("-n NS link set eth0 up"),
+                 QStringLiteral("-n NS route add default dev eth0"),
+                 QStringLiteral("-n NS route add broadcast 255.255.255.255 dev eth0 src ADDR") }) {
+            command.replace(QLatin1String("BR"), br).replace(QLatin1String("NS"), ns);
+            command.replace(QLatin1String("vI"), QStringLiteral("v%1").arg(i)).replace(QLatin1String("ADDR"), address);
+            if (!(good = ip(words(command))))
+                break;
+        }
     }
     if (!good) {
         const QString why = m_error;
         tear_down();
         m_error = why;
-        return false;
     }
-    return true;
+    return good;
 }
 
 void test_network::tear_down()
@@ -156,11 +194,9 @@ void test_network::tear_down()
     // The bridge's namespace goes last; deleting the others takes their veth pairs along.
     while (!m_namespaces.isEmpty()) {
         const QString ns = m_namespaces.takeLast();
-        QProcess p;
-        p.start(QStringLiteral("ip"), { QStringLiteral("netns"), QStringLiteral("del"), ns });
-        if (!p.waitForFinished(ip_timeout_ms) || p.exitCode() != 0)
-            qWarning(
-                "test_network: can't delete namespace %s: %s", qPrintable(ns), p.readAllStandardError().constData());
+        QString output;
+        if (run_to_end(QStringLiteral("ip"), words(QStringLiteral("netns del ") + ns), &output) != 0)
+            qWarning("test_network: can't delete namespace %s: %s", qPrintable(ns), qPrintable(output));
     }
     m_device_namespaces = 0;
 }
@@ -178,11 +214,6 @@ QString test_network::device_namespace(int index) const
 QHostAddress test_network::program_address()
 {
     return QHostAddress(base_v4() + 1);
-}
-
-QHostAddress test_network::device_host_address(int index)
-{
-    return QHostAddress(base_v4() + 2 + quint32(index));
 }
 
 QHostAddress test_network::device_address(int index, int device)
@@ -203,31 +234,18 @@ bool test_network::add_addresses(const QString& ns, const QList<QHostAddress>& a
     return ip({ QStringLiteral("-n"), ns, QStringLiteral("-batch"), QStringLiteral("-") }, batch);
 }
 
-void test_network::start(QProcess& process, const QString& ns, const QString& program, const QStringList& args)
-{
-    process.start(
-        QStringLiteral("ip"), QStringList { QStringLiteral("netns"), QStringLiteral("exec"), ns, program } + args);
-}
-
 bool test_network::run(
     const QString& ns, const QString& program, const QStringList& args, QString* output, int timeout_ms)
 {
-    QProcess p;
-    p.setProcessChannelMode(QProcess::MergedChannels);
-    start(p, ns, program, args);
-    const bool finished = p.waitForFinished(timeout_ms);
-    if (!finished) {
-        p.kill();
-        p.waitForFinished(2000);
-    }
-    const QString text = QString::fromUtf8(p.readAll());
+    QString text;
+    const int code = run_to_end(
+        QStringLiteral("ip"), QStringList { QStringLiteral("netns"), QStringLiteral("exec"), ns, program } + args, &text,
+        timeout_ms);
     if (output)
         *output = text;
-    if (!finished || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0) {
-        m_error = QStringLiteral("%1 in %2: %3").arg(program, ns, finished ? text : QStringLiteral("timed out"));
-        return false;
-    }
-    return true;
+    if (code != 0)
+        m_error = QStringLiteral("%1 in %2: %3").arg(program, ns, text);
+    return code == 0;
 }
 
 bool test_network::start_devices(
@@ -254,13 +272,11 @@ bool test_network::start_devices(
 bool test_network::run_self(const QString& ns, const QString& function, const QString& tag,
     const QJsonObject& arguments, QString* output, int timeout_ms)
 {
-    QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(inside_variable, ns);
     env.insert(arguments_variable, QString::fromUtf8(QJsonDocument(arguments).toJson(QJsonDocument::Compact)));
-    p.setProcessEnvironment(env);
-    start(p, ns, QCoreApplication::applicationFilePath(), { test_selector(function, tag) });
-    return run_test_process(p, output, timeout_ms);
+    return run_test(QStringLiteral("ip"), { QStringLiteral("netns"), QStringLiteral("exec"), ns }, function, tag, env,
+        output, timeout_ms);
 }
 
 QString test_network::inside()
@@ -275,22 +291,27 @@ QJsonObject test_network::inside_arguments()
     return QJsonDocument::fromJson(qgetenv(qPrintable(arguments_variable))).object();
 }
 
+bool test_network::in_named_namespace(const QString& name)
+{
+    if (name.isEmpty() || name.contains(QLatin1Char('/')) || name.startsWith(QLatin1Char('.')))
+        return false;
+    const QString own = namespace_id(QStringLiteral("/proc/self/ns/net"));
+    return !own.isEmpty() && own == namespace_id(QStringLiteral("/run/netns/") + name);
+}
+
 bool test_network::isolation_available(QString* why)
 {
     static int known = -1;
     static QString reason;
     if (known < 0) {
-        if (::geteuid() != 0) {
+        QString output;
+        if (::geteuid() != 0)
             reason = QStringLiteral("a network namespace of its own needs root");
-        } else if (QStandardPaths::findExecutable(QStringLiteral("unshare")).isEmpty()
-            || QStandardPaths::findExecutable(QStringLiteral("ip")).isEmpty()) {
+        else if (QStandardPaths::findExecutable(QStringLiteral("unshare")).isEmpty()
+            || QStandardPaths::findExecutable(QStringLiteral("ip")).isEmpty())
             reason = QStringLiteral("no `unshare` or `ip`");
-        } else {
-            QProcess p;
-            p.start(QStringLiteral("unshare"), { QStringLiteral("-n"), QStringLiteral("true") });
-            if (!p.waitForFinished(ip_timeout_ms) || p.exitCode() != 0)
-                reason = QStringLiteral("`unshare -n` fails here: %1").arg(QString::fromUtf8(p.readAllStandardError()));
-        }
+        else if (run_to_end(QStringLiteral("unshare"), words(QStringLiteral("-n true")), &output) != 0)
+            reason = QStringLiteral("`unshare -n` fails here: %1").arg(output);
         known = reason.isEmpty() ? 1 : 0;
     }
     if (why)
@@ -300,18 +321,16 @@ bool test_network::isolation_available(QString* why)
 
 bool test_network::run_isolated(const QString& function, const QString& tag, QString* output, int timeout_ms)
 {
-    QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     // The child compares its namespace with this one, which it must not be in.
     env.insert(isolated_variable, namespace_id(QStringLiteral("/proc/self/ns/net")));
-    p.setProcessEnvironment(env);
     // The set-up runs in the new namespace only: it is the shell that unshare starts there.
     const QString setup = QStringLiteral("ip link set lo up && ip route add broadcast 255.255.255.255 dev lo src "
                                          "127.0.0.1 && exec \"$@\"");
-    p.start(QStringLiteral("unshare"),
+    return run_test(QStringLiteral("unshare"),
         { QStringLiteral("-n"), QStringLiteral("--"), QStringLiteral("sh"), QStringLiteral("-c"), setup,
-            QStringLiteral("sh"), QCoreApplication::applicationFilePath(), test_selector(function, tag) });
-    return run_test_process(p, output, timeout_ms);
+            QStringLiteral("sh") },
+        function, tag, env, output, timeout_ms);
 }
 
 bool test_network::isolated()
@@ -319,88 +338,14 @@ bool test_network::isolated()
     const QString outer = qEnvironmentVariable(qPrintable(isolated_variable));
     const QString own = namespace_id(QStringLiteral("/proc/self/ns/net"));
     // Process 1's namespace, where it can be read, is the machine's own.
-    const QString first = namespace_id(QStringLiteral("/proc/1/ns/net"));
-    return !outer.isEmpty() && !own.isEmpty() && own != outer && own != first;
+    return !outer.isEmpty() && !own.isEmpty() && own != outer && own != namespace_id(QStringLiteral("/proc/1/ns/net"));
 }
 
 bool test_network::ip(const QStringList& args, const QByteArray& input)
 {
-    QProcess p;
-    p.setProcessChannelMode(QProcess::MergedChannels);
-    p.start(QStringLiteral("ip"), args);
-    if (!input.isEmpty())
-        p.write(input);
-    p.closeWriteChannel();
-    if (!p.waitForFinished(ip_timeout_ms)) {
-        p.kill();
-        p.waitForFinished(2000);
-        m_error = QStringLiteral("ip %1: timed out").arg(args.join(QLatin1Char(' ')));
-        return false;
-    }
-    if (p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0) {
-        m_error
-            = QStringLiteral("ip %1: %2").arg(args.join(QLatin1Char(' ')), QString::fromUtf8(p.readAll()).trimmed());
-        return false;
-    }
-    return true;
-}
-
-void test_network::remove_stale()
-{
-    QProcess p;
-    p.start(QStringLiteral("ip"), { QStringLiteral("netns"), QStringLiteral("list") });
-    if (!p.waitForFinished(ip_timeout_ms))
-        return;
-    static const QRegularExpression ours(QStringLiteral("^%1(\\d+)x\\S*").arg(name_start));
-    const QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n'));
-    for (const QString& line : lines) {
-        const QRegularExpressionMatch m = ours.match(line.trimmed());
-        // A namespace of a test process that still runs is that process's business.
-        if (!m.hasMatch() || QFileInfo::exists(QStringLiteral("/proc/%1").arg(m.captured(1))))
-            continue;
-        const QString ns = m.captured(0);
-        qInfo("test_network: removing namespace %s left by an earlier run", qPrintable(ns));
-        QProcess del;
-        del.start(QStringLiteral("ip"), { QStringLiteral("netns"), QStringLiteral("del"), ns });
-        del.waitForFinished(ip_timeout_ms);
-    }
-}
-
-QString test_network::namespace_id(const QString& path)
-{
-    struct stat st {
-    };
-    if (::stat(QFile::encodeName(path).constData(), &st) != 0)
-        return QString();
-    return QStringLiteral("%1:%2").arg(st.st_dev).arg(st.st_ino);
-}
-
-bool test_network::in_named_namespace(const QString& name)
-{
-    if (name.isEmpty() || name.contains(QLatin1Char('/')) || name.startsWith(QLatin1Char('.')))
-        return false;
-    const QString own = namespace_id(QStringLiteral("/proc/self/ns/net"));
-    const QString named = namespace_id(QStringLiteral("/run/netns/") + name);
-    return !own.isEmpty() && own == named;
-}
-
-bool test_network::run_test_process(QProcess& process, QString* output, int timeout_ms)
-{
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    if (!process.waitForStarted(10000)) {
-        if (output)
-            *output = process.errorString();
-        return false;
-    }
-    const bool finished = process.waitForFinished(timeout_ms);
-    if (!finished) {
-        process.kill();
-        process.waitForFinished(2000);
-    }
-    QString text = QString::fromUtf8(process.readAll());
-    if (!finished)
-        text += QStringLiteral("\n(killed after %1 ms)").arg(timeout_ms);
-    if (output)
-        *output = text;
-    return finished && passed(process, text);
+    QString output;
+    if (run_to_end(QStringLiteral("ip"), args, &output, ip_timeout_ms, {}, input) == 0)
+        return true;
+    m_error = QStringLiteral("ip %1: %2").arg(args.join(QLatin1Char(' ')), output);
+    return false;
 }

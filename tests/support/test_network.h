@@ -10,21 +10,18 @@
 
 class devsim_harness;
 
-// A private network for tests that broadcast, made of network namespaces: a bridge
-// in a namespace of its own, one namespace for the program side and one or more
-// for simulated devices, each joined to the bridge by a veth pair, with addresses in
-// 10.213.0.0/16 and a default and a broadcast route on the bridge side. The
-// machine's own namespace is never touched: links are made inside the namespaces,
-// and nothing in here sends a packet from outside them.
+// A private network for tests that broadcast: a bridge in a namespace of its own, one
+// namespace for the program side and one or more for simulated devices, joined to the
+// bridge by veth pairs, with addresses in 10.213.0.0/16 and a default and a broadcast
+// route. The machine's own namespace is never touched: links are made inside the
+// namespaces, and nothing in here sends a packet from outside them.
 //
-// Names start with "orvt<pid>x", so the namespaces left by a test process that died
-// are found and removed by the next build(). Everything is removed by tear_down(),
-// also from the destructor. Declare the network before the harnesses and processes
-// that run inside it, so that they end first.
+// Names start with "orvt<pid>x", so namespaces left by a test process that died are
+// removed by the next build(). Everything goes in tear_down(), also from the destructor:
+// declare the network before the harnesses and processes that run inside it.
 //
-// Tests drive the program side by running a program in its namespace (start(),
-// run()), most simply this test executable itself (run_self()), which then finds
-// itself inside() and reads its inside_arguments().
+// Tests drive the program side by running this test executable again in its namespace
+// (run_self()), which then finds itself inside() and reads its inside_arguments().
 class test_network final : public QObject
 {
     Q_OBJECT
@@ -40,30 +37,23 @@ public:
     // what was made by then is removed again.
     bool build(int device_namespaces = 1);
     void tear_down();
-    bool built() const { return !m_namespaces.isEmpty(); }
     const QString& error() const { return m_error; }
 
     QString program_namespace() const;
     QString device_namespace(int index = 0) const;
-    int device_namespace_count() const { return m_device_namespaces; }
-    // The program side's address, 10.213.0.1.
+    // The program side's address, 10.213.0.1; device namespace i has 10.213.0.2 + i.
     static QHostAddress program_address();
-    // A device namespace's own address on its interface, 10.213.0.2 + index.
-    static QHostAddress device_host_address(int index);
     // Device `device` of device namespace `index`: from 10.213.(16 * (index + 1)).1 on.
     static QHostAddress device_address(int index, int device);
     // Puts more addresses (/16) on a namespace's interface, e.g. where a device is to move.
     bool add_addresses(const QString& ns, const QList<QHostAddress>& addresses);
 
-    // Starts a program inside a namespace; the caller owns and waits for the process.
-    static void start(QProcess& process, const QString& ns, const QString& program, const QStringList& args);
     // Runs a program inside a namespace to its end; false when it can't start, fails
     // or outlasts the time. Its standard output and error go to *output.
     bool run(const QString& ns, const QString& program, const QStringList& args, QString* output = nullptr,
         int timeout_ms = 10000);
     // Starts orvane-devsim inside device namespace `index` with `count` devices from
-    // device_address(index, 0) on (the addresses are put on its interface first).
-    // The harness's control channel works from the test's own namespace.
+    // device_address(index, 0) on; its control channel works from the test's namespace.
     bool start_devices(devsim_harness& sim, int count, const QJsonObject& defaults = {}, const QJsonArray& devices = {},
         int index = 0);
 
@@ -88,10 +78,6 @@ public:
 private:
     // `ip` with these arguments; false (and error() set) when it fails.
     bool ip(const QStringList& args, const QByteArray& input = {});
-    static void remove_stale();
-    // "device:inode" of a namespace file; empty when it can't be read.
-    static QString namespace_id(const QString& path);
-    static bool run_test_process(QProcess& process, QString* output, int timeout_ms);
 
     QString m_prefix;
     QStringList m_namespaces; // made so far, bridge first
@@ -99,18 +85,17 @@ private:
     QString m_error;
 };
 
-// For a test function that runs in two parts: outside, it skips where no test network
-// can be made...
-#define SKIP_WITHOUT_TEST_NETWORK()                                                                                    \
-    do {                                                                                                               \
-        QString why_not;                                                                                               \
-        if (!test_network::available(&why_not))                                                                        \
-            QSKIP(qPrintable(why_not));                                                                                \
-    } while (false)
+// For a test function that runs in two parts: outside, it declares `net` and builds it
+// (skipped where that can't be done)...
+#define BUILD_TEST_NETWORK(net)                                                                                        \
+    QString why_not_##net;                                                                                             \
+    if (!test_network::available(&why_not_##net))                                                                      \
+        QSKIP(qPrintable(why_not_##net));                                                                              \
+    test_network net;                                                                                                  \
+    QVERIFY2(net.build(), qPrintable(net.error()))
 
 // ...and runs itself (with its data row) again inside the program's namespace of `net`,
-// passing or failing with that run, whose output is the message. The limit leaves room
-// for a failing QTRY inside, which waits on past its own timeout to tell how long it took.
+// passing or failing with that run. The limit leaves room for a failing QTRY inside.
 #define RUN_INSIDE(net, arguments)                                                                                     \
     do {                                                                                                               \
         QString inner_output;                                                                                          \

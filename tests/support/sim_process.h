@@ -1,0 +1,135 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+
+// What both simulator harnesses share: the process and its standard error, the wait
+// for its "ready" line, and a control channel that answers each command with one JSON
+// line. The binaries are found through ORVANE_TOOLS_DIR. Every wait is bounded.
+class sim_process
+{
+public:
+    virtual ~sim_process() = default;
+
+    // Closes the simulator's standard input and waits for it to end, killing it when it
+    // won't. True when it ended by itself with exit code 0.
+    bool stop(int timeout_ms = 5000)
+    {
+        close_channel();
+        if (!running())
+            return false;
+        m_process.closeWriteChannel();
+        if (m_process.waitForFinished(timeout_ms)) {
+            m_stderr += m_process.readAllStandardError();
+            return m_process.exitStatus() == QProcess::NormalExit && m_process.exitCode() == 0;
+        }
+        m_error = QStringLiteral("simulator didn't stop in %1 ms").arg(timeout_ms);
+        kill_process();
+        return false;
+    }
+    bool running() const { return m_process.state() != QProcess::NotRunning; }
+    QProcess& process() { return m_process; }
+    // Why the last failed call failed.
+    const QString& error() const { return m_error; }
+    // What the simulator wrote to its standard error so far.
+    QString log()
+    {
+        QCoreApplication::processEvents(); // the pipe is read by the event loop
+        m_stderr += m_process.readAllStandardError();
+        return QString::fromUtf8(m_stderr);
+    }
+
+    // Any control command; its answer, or {"ok": false, "error": ...} when the channel failed.
+    QJsonObject command(const QJsonObject& cmd, int timeout_ms = 5000)
+    {
+        QIODevice* ch = channel();
+        if (!ch)
+            return failure(QStringLiteral("control channel isn't connected"));
+        ch->write(QJsonDocument(cmd).toJson(QJsonDocument::Compact) + '\n');
+        QDeadlineTimer deadline(timeout_ms);
+        while (!ch->canReadLine()) {
+            if (deadline.hasExpired() || !channel())
+                return failure(QStringLiteral("no answer to %1").arg(cmd.value("cmd").toString()));
+            ch->waitForReadyRead(int(qBound<qint64>(1, deadline.remainingTime(), 100)));
+        }
+        const QJsonDocument doc = QJsonDocument::fromJson(ch->readLine());
+        if (!doc.isObject())
+            return failure(QStringLiteral("answer isn't JSON"));
+        if (!doc.object().value("ok").toBool())
+            m_error = doc.object().value("error").toString();
+        return doc.object();
+    }
+
+protected:
+    sim_process()
+    {
+        QObject::connect(&m_process, &QProcess::readyReadStandardError, &m_process,
+            [this] { m_stderr += m_process.readAllStandardError(); });
+    }
+
+    // The simulator's binary under ORVANE_TOOLS_DIR; empty, with error() set, when it isn't there.
+    QString binary(const QString& relative)
+    {
+        const QString dir = qEnvironmentVariable("ORVANE_TOOLS_DIR");
+        const QString path = dir.isEmpty() ? QString() : dir + QLatin1Char('/') + relative;
+        if (path.isEmpty() || !QFile::exists(path)) {
+            m_error = QStringLiteral("no simulator at \"%1\" (is ORVANE_TOOLS_DIR set?)").arg(path);
+            return {};
+        }
+        return path;
+    }
+
+    // Starts the process and reads its output up to the line that matches `ready`; no
+    // match, with error() set, when it ended first (see process()) or took too long.
+    QRegularExpressionMatch launch(
+        const QString& program, const QStringList& args, const QRegularExpression& ready, int timeout_ms)
+    {
+        m_stderr.clear();
+        m_process.setReadChannel(QProcess::StandardOutput);
+        m_process.start(program, args);
+        if (!m_process.waitForStarted(timeout_ms)) {
+            m_error = QStringLiteral("simulator didn't start: %1").arg(m_process.errorString());
+            return {};
+        }
+        QDeadlineTimer deadline(timeout_ms);
+        while (!deadline.hasExpired()) {
+            if (m_process.canReadLine()) {
+                const QRegularExpressionMatch m = ready.match(QString::fromUtf8(m_process.readLine()).trimmed());
+                if (m.hasMatch())
+                    return m;
+                continue;
+            }
+            if (m_process.state() == QProcess::NotRunning) {
+                m_stderr += m_process.readAllStandardError();
+                m_error = QStringLiteral("simulator ended before it was ready: %1").arg(QString::fromUtf8(m_stderr));
+                return {};
+            }
+            m_process.waitForReadyRead(50);
+        }
+        m_error = QStringLiteral("simulator not ready after %1 ms").arg(timeout_ms);
+        kill_process();
+        return {};
+    }
+
+    void kill_process()
+    {
+        close_channel();
+        m_process.kill();
+        m_process.waitForFinished(2000);
+    }
+
+    static QJsonObject failure(const QString& why) { return QJsonObject { { "ok", false }, { "error", why } }; }
+
+    // The control channel while it is connected; null otherwise.
+    virtual QIODevice* channel() = 0;
+    virtual void close_channel() = 0;
+
+    QProcess m_process;
+    QByteArray m_stderr;
+    QString m_error;
+};
