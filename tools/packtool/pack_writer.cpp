@@ -99,6 +99,27 @@ QByteArray pack_writer::write(const pack_plan& plan, QString* error) const
     return header(plan, blocks) + body;
 }
 
+bool pack_writer::seal_firmware(const QByteArray& data, sealed_firmware* out, QString* error) const
+{
+    out->session = random_session();
+    out->ident = ident_of(data);
+    out->ident_frame = tools::seal(out->ident.toUtf8(), m_keys.version_key());
+    out->payload_frame = tools::seal(data, m_keys.file_key(out->session));
+    if (out->ident_frame.isEmpty() || out->payload_frame.isEmpty()) {
+        *error = QStringLiteral("encryption failed");
+        return false;
+    }
+    return true;
+}
+
+bool pack_writer::target_record(const QString& serial, QByteArray* record, QString* error) const
+{
+    *record = make_target_record(serial.toLatin1(), m_keys.target_key());
+    if (record->isEmpty())
+        *error = QStringLiteral("serial \"%1\" can't be written (1 to 31 characters)").arg(serial);
+    return !record->isEmpty();
+}
+
 QByteArray pack_writer::header(const pack_plan& plan, int blocks) const
 {
     image out;
@@ -113,33 +134,26 @@ QByteArray pack_writer::body_v2(const pack_plan& plan, QString* error) const
     if (plan.kind == 2) {
         out << quint32(0) << quint8(plan.targets.size());
         for (const auto& t : plan.targets) {
-            const QByteArray record = make_target_record(t.serial.toLatin1(), m_keys.target_key());
-            if (record.isEmpty()) {
-                *error = QStringLiteral("serial \"%1\" can't be written (1 to 31 characters)").arg(t.serial);
+            QByteArray record;
+            if (!target_record(t.serial, &record, error))
                 return {};
-            }
             out.raw(record) << quint8(t.firmware);
         }
     }
     qint64 offset = 11 + out.bytes().size();
     for (const auto& f : plan.firmwares) {
-        const quint64 session = random_session();
-        const QString ident = ident_of(f.data);
-        const QByteArray ident_frame = tools::seal(ident.toUtf8(), m_keys.version_key());
-        const QByteArray payload_frame = tools::seal(f.data, m_keys.file_key(session));
-        if (ident_frame.isEmpty() || payload_frame.isEmpty()) {
-            *error = QStringLiteral("encryption failed");
+        sealed_firmware s;
+        if (!seal_firmware(f.data, &s, error))
             return {};
-        }
-        const qint64 length = v2_block_header + ident_frame.size() + payload_frame.size();
+        const qint64 length = v2_block_header + s.ident_frame.size() + s.payload_frame.size();
         if (offset + length > 0xffffffffLL) {
             *error = QStringLiteral("pack too large for 32-bit offsets");
             return {};
         }
-        out << quint32(length) << quint32(offset + v2_block_header) << quint8(ident_frame.size() / 16)
-            << quint16(ident.size()) << quint32(offset + v2_block_header + ident_frame.size())
-            << quint32(payload_frame.size() / 16) << quint32(f.data.size()) << session;
-        out.raw(ident_frame).raw(payload_frame);
+        out << quint32(length) << quint32(offset + v2_block_header) << quint8(s.ident_frame.size() / 16)
+            << quint16(s.ident.size()) << quint32(offset + v2_block_header + s.ident_frame.size())
+            << quint32(s.payload_frame.size() / 16) << quint32(f.data.size()) << s.session;
+        out.raw(s.ident_frame).raw(s.payload_frame);
         offset += length;
     }
     return out.bytes();
@@ -149,34 +163,27 @@ QByteArray pack_writer::body_v3(const pack_plan& plan, QString* error) const
 {
     image out;
     for (const auto& t : plan.targets) {
-        const QByteArray record = make_target_record(t.serial.toLatin1(), m_keys.target_key());
-        if (record.isEmpty()) {
-            *error = QStringLiteral("serial \"%1\" can't be written (1 to 31 characters)").arg(t.serial);
+        QByteArray record;
+        if (!target_record(t.serial, &record, error))
             return {};
-        }
         out << quint8(0) << quint32(49);
         out.raw(record) << quint8(t.firmware);
     }
     for (const auto& f : plan.firmwares) {
-        const quint64 session = random_session();
-        const QString ident = ident_of(f.data);
-        const QByteArray ident_frame = tools::seal(ident.toUtf8(), m_keys.version_key());
-        const QByteArray payload_frame = tools::seal(f.data, m_keys.file_key(session));
-        if (ident_frame.isEmpty() || payload_frame.isEmpty()) {
-            *error = QStringLiteral("encryption failed");
+        sealed_firmware s;
+        if (!seal_firmware(f.data, &s, error))
             return {};
-        }
         QByteArray nonce(8, '\0');
-        qToLittleEndian<quint64>(session, nonce.data());
+        qToLittleEndian<quint64>(s.session, nonce.data());
         const QByteArray sdk = f.sdk_type.toUtf8();
 
         // Written in another order than the program's cache writer: the reader looks elements up by tag.
         image elements;
         if (!sdk.isEmpty())
             elements.element(21332, sdk, quint32(sdk.size()), false);
-        elements.element(86, ident_frame, quint32(ident.size()), true);
+        elements.element(86, s.ident_frame, quint32(s.ident.size()), true);
         elements.element(83, nonce, 8, false);
-        elements.element(80, payload_frame, quint32(f.data.size()), true);
+        elements.element(80, s.payload_frame, quint32(f.data.size()), true);
         out << quint8(1) << quint32(elements.bytes().size()) << quint8(sdk.isEmpty() ? 3 : 4);
         out.raw(elements.bytes());
     }

@@ -19,6 +19,18 @@ public:
     QByteArray write(const pack_plan& plan, QString* error) const;
 
 private:
+    // A firmware's ident and payload frames under a fresh session.
+    struct sealed_firmware {
+        quint64 session = 0;
+        QString ident;
+        QByteArray ident_frame;
+        QByteArray payload_frame;
+    };
+
+    // False with a reason when encryption fails.
+    bool seal_firmware(const QByteArray& data, sealed_firmware* out, QString* error) const;
+    // False with a reason for a serial the record can't hold.
+    bool target_record(const QString& serial, QByteArray* record, QString* error) const;
     QByteArray header(const pack_plan& plan, int blocks) const;
     QByteArray body_v2(const pack_plan& plan, QString* error) const;
     QByteArray body_v3(const pack_plan& plan, QString* error) const;
