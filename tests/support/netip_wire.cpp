@@ -1,5 +1,6 @@
 #include "tests/support/netip_wire.h"
 
+#include <QDataStream>
 #include <QDeadlineTimer>
 #include <QJsonDocument>
 #include <QtEndian>
@@ -9,23 +10,22 @@ namespace
 
 constexpr int header_size = 20;
 
-quint32 length_of(const QByteArray& bytes)
+// The whole frame's size as its header gives it; 0 before a whole header.
+int frame_size(const QByteArray& bytes)
 {
-    return bytes.size() < header_size ? 0 : qFromLittleEndian<quint32>(bytes.constData() + 16);
+    return bytes.size() < header_size ? 0 : header_size + int(qFromLittleEndian<quint32>(bytes.constData() + 16));
 }
 
 } // namespace
 
 bool netip_reply::parse(const QByteArray& bytes, netip_reply& out)
 {
-    if (bytes.size() < header_size || quint32(bytes.size()) != header_size + length_of(bytes))
+    if (bytes.size() < header_size || bytes.size() != frame_size(bytes))
         return false;
-    const auto* p = reinterpret_cast<const uchar*>(bytes.constData());
-    out.head = p[0];
-    out.version = p[1];
-    out.session = qFromLittleEndian<quint32>(p + 4);
-    out.sequence = qFromLittleEndian<quint32>(p + 8);
-    out.id = qFromLittleEndian<quint16>(p + 14);
+    QDataStream s(bytes);
+    s.setByteOrder(QDataStream::LittleEndian);
+    quint8 skip = 0;
+    s >> out.head >> out.version >> skip >> skip >> out.session >> out.sequence >> skip >> skip >> out.id;
     out.payload = bytes.mid(header_size);
     out.body = QJsonDocument::fromJson(out.payload.left(out.payload.size() - 1)).object();
     return true;
@@ -34,70 +34,46 @@ bool netip_reply::parse(const QByteArray& bytes, netip_reply& out)
 QByteArray netip_wire::header(quint16 id, quint32 length, quint32 session, quint8 head, quint8 version, quint8 reserved,
     quint32 sequence, quint8 current_packet)
 {
-    QByteArray h(header_size, '\0');
-    auto* p = reinterpret_cast<uchar*>(h.data());
-    p[0] = head;
-    p[1] = version;
-    p[2] = reserved;
-    qToLittleEndian<quint32>(session, p + 4);
-    qToLittleEndian<quint32>(sequence, p + 8);
-    p[13] = current_packet;
-    qToLittleEndian<quint16>(id, p + 14);
-    qToLittleEndian<quint32>(length, p + 16);
+    QByteArray h;
+    QDataStream s(&h, QIODevice::WriteOnly);
+    s.setByteOrder(QDataStream::LittleEndian);
+    s << head << version << reserved << quint8(0) << session << sequence << quint8(0) << current_packet << id << length;
     return h;
-}
-
-QByteArray netip_wire::json(const QJsonObject& o)
-{
-    return QJsonDocument(o).toJson(QJsonDocument::Compact);
 }
 
 bool netip_wire::open(const QHostAddress& address, quint16 port)
 {
-    socket.connectToHost(address, port);
-    return socket.waitForConnected(2000);
+    m_socket.connectToHost(address, port);
+    return m_socket.waitForConnected(2000);
 }
 
-void netip_wire::send(quint16 id, const QByteArray& body, quint32 session)
+void netip_wire::send_frame(const QByteArray& bytes)
 {
-    send_frame(header(id, quint32(body.size()), session) + body);
-}
-
-void netip_wire::send_frame(const QByteArray& header_and_body)
-{
-    socket.write(header_and_body);
-    socket.flush();
+    m_socket.write(bytes);
+    m_socket.flush();
 }
 
 bool netip_wire::read(netip_reply& out, int timeout_ms)
 {
     const QDeadlineTimer deadline(timeout_ms);
-    while (m_buffer.size() < header_size || quint32(m_buffer.size()) < header_size + length_of(m_buffer)) {
-        if (deadline.hasExpired() || socket.state() != QAbstractSocket::ConnectedState)
+    while (frame_size(m_buffer) == 0 || m_buffer.size() < frame_size(m_buffer)) {
+        if (deadline.hasExpired() || m_socket.state() != QAbstractSocket::ConnectedState)
             return false;
-        socket.waitForReadyRead(50);
-        m_buffer += socket.readAll();
+        m_socket.waitForReadyRead(50);
+        m_buffer += m_socket.readAll();
     }
-    const int size = header_size + int(length_of(m_buffer));
+    const int size = frame_size(m_buffer);
     netip_reply::parse(m_buffer.left(size), out);
     m_buffer.remove(0, size);
     return true;
 }
 
-bool netip_wire::exchange(quint16 id, const QByteArray& body, netip_reply& out, quint32 session)
-{
-    send(id, body, session);
-    return read(out);
-}
-
 bool netip_wire::closed_within(int timeout_ms)
 {
     const QDeadlineTimer deadline(timeout_ms);
-    while (socket.state() == QAbstractSocket::ConnectedState && !deadline.hasExpired()) {
-        socket.waitForReadyRead(50);
-        m_buffer += socket.readAll();
-    }
-    return socket.state() != QAbstractSocket::ConnectedState;
+    while (m_socket.state() == QAbstractSocket::ConnectedState && !deadline.hasExpired())
+        m_buffer += m_socket.waitForReadyRead(50) ? m_socket.readAll() : QByteArray();
+    return m_socket.state() != QAbstractSocket::ConnectedState;
 }
 
 quint32 netip_wire::login(const QString& password_digest)
