@@ -9,10 +9,8 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
-#include <QThread>
 #include <QtTest>
 
-#include <future>
 #include <memory>
 
 using netip::packet;
@@ -53,7 +51,6 @@ private slots:
     void init();
     void cleanup();
 
-    void serialize_layout_data();
     void serialize_layout();
     void parse_limits_data();
     void parse_limits();
@@ -63,8 +60,6 @@ private slots:
 
     void read_failures_data();
     void read_failures();
-    void slow_bytes_are_gathered();
-    void write_to_and_read_from();
 
 private:
     int log_count(const QString& text) const;
@@ -107,38 +102,13 @@ int test_netip_packet::log_count(const QString& text) const
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).split('\n').filter(text).size() : -1;
 }
 
-void test_netip_packet::serialize_layout_data()
-{
-    QTest::addColumn<uint16_t>("id");
-    QTest::addColumn<uint32_t>("session");
-    QTest::addColumn<uint32_t>("sequence");
-    QTest::addColumn<uint8_t>("current");
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QByteArray>("expected");
-
-    QTest::newRow("login body, fields little-endian")
-        << uint16_t(1000) << 0x11223344u << 0u << uint8_t(0) << QByteArray("{}")
-        << hex("ff 01 00 00  44332211  00000000  00 00  e803  02000000  7b7d");
-    QTest::newRow("firmware chunk number in sequence")
-        << uint16_t(1522) << 0xdeadbeefu << 0x01020304u << uint8_t(0) << QByteArray("\x01\x00\xff", 3)
-        << hex("ff 01 00 00  efbeadde  04030201  00 00  f205  03000000  0100ff");
-    QTest::newRow("end of file marks current_packet") << uint16_t(1522) << 7u << 2u << uint8_t(1) << QByteArray()
-                                                      << hex("ff 01 00 00  07000000  02000000  00 01  f205  00000000");
-}
-
 void test_netip_packet::serialize_layout()
 {
-    QFETCH(uint16_t, id);
-    QFETCH(uint32_t, session);
-    QFETCH(uint32_t, sequence);
-    QFETCH(uint8_t, current);
-    QFETCH(QByteArray, body);
-    QFETCH(QByteArray, expected);
-
-    packet p(id, body.constData(), size_t(body.size()));
-    p.session = session;
-    p.sequence = sequence;
-    p.current_packet = current;
+    packet p(1522, "{}", 2);
+    p.session = 0x11223344;
+    p.sequence = 0x01020304;
+    p.current_packet = 1;
+    const QByteArray expected = hex("ff 01 00 00  44332211  04030201  00 01  f205  02000000  7b7d");
     QCOMPARE(serialized(p).toHex(' '), expected.toHex(' '));
     // One byte short of the frame is refused, and the size is left alone.
     QByteArray out(expected.size() - 1, '\0');
@@ -148,9 +118,8 @@ void test_netip_packet::serialize_layout()
 
     packet back;
     QVERIFY(back.parse(expected.constData(), size_t(expected.size())));
-    QVERIFY(back == p);
-    QCOMPARE(back.message_id, id);
-    QCOMPARE(payload_of(back), body);
+    QVERIFY(back == p); // every header field, the id included
+    QCOMPARE(payload_of(back), QByteArray("{}"));
     QCOMPARE(serialized(back).toHex(' '), expected.toHex(' '));
 }
 
@@ -162,15 +131,12 @@ void test_netip_packet::parse_limits_data()
     QTest::addColumn<QByteArray>("payload");
     QTest::addColumn<int>("state"); // 0 well formed, 1 not well formed, 2 bad
 
-    QTest::newRow("nothing changes nothing") << QByteArray() << false << 3u << QByteArray("abc") << 0;
     QTest::newRow("one byte short of a header changes nothing")
         << frame(1043, "{}").left(19) << false << 3u << QByteArray("abc") << 0;
     QTest::newRow("bare header keeps the payload held")
         << hex("ff 01 00 00 05000000 00000000 00 00 1504 03000000") << true << 3u << QByteArray("abc") << 0;
     QTest::newRow("length larger than the bytes given")
         << hex("ff 00 00 00 00000000 00000000 00 00 e903 00010000 414243") << true << 256u << QByteArray("ABC") << 0;
-    QTest::newRow("length smaller than the bytes given")
-        << hex("ff 01 00 00 00000000 00000000 00 00 e903 01000000 414243") << true << 1u << QByteArray("A") << 0;
     QTest::newRow("version 2") << hex("ff 02 00 00 00000000 00000000 00 00 e903 00000000") << true << 0u
                                << QByteArray("abc") << 1;
     QTest::newRow("head below ff is garbage")
@@ -223,9 +189,7 @@ void test_netip_packet::check_ret_data()
     QTest::addColumn<uint16_t>("ret");
     QTest::addColumn<bool>("logs_missing");
     QTest::newRow("good reply with terminator") << QByteArray("{\"Ret\":100}\0", 12) << uint16_t(100) << false;
-    QTest::newRow("refusal") << QByteArray("{\"Ret\":203,\"SessionID\":\"0x1\"}\n") << uint16_t(203) << false;
     QTest::newRow("value truncated to 16 bits") << QByteArray("{\"Ret\":70000} ") << uint16_t(4464) << false;
-    QTest::newRow("text value reads as 0") << QByteArray("{\"Ret\":\"100\"}\0", 14) << uint16_t(0) << false;
     QTest::newRow("not JSON") << QByteArray("garbage\0", 8) << uint16_t(65534) << false;
     QTest::newRow("last byte is part of the body") << QByteArray("{\"Ret\":100}") << uint16_t(65534) << false;
     QTest::newRow("object without Ret") << QByteArray("{\"Name\":\"x\"}\0", 13) << uint16_t(65534) << true;
@@ -288,57 +252,6 @@ void test_netip_packet::read_failures()
         QVERIFY(packet_wrapper::read_from(m_reader.get(), p));
         QCOMPARE(jsonaux::check_ret(p), uint16_t(100));
     }
-}
-
-void test_netip_packet::slow_bytes_are_gathered()
-{
-    // The reader blocks this thread, so a slow peer has to write from another one.
-    const QByteArray header = frame(1001, QByteArray(4, 'b')).left(20);
-    auto writer = std::async(std::launch::async, [port = m_server->serverPort(), header] {
-        QTcpSocket socket;
-        socket.connectToHost(QHostAddress::LocalHost, port);
-        for (int i = 0; i < header.size() && socket.waitForConnected(2000); i += 4) {
-            QThread::msleep(60); // pacing a slow peer is what the sleep is for
-            socket.write(header.mid(i, 4));
-            socket.waitForBytesWritten(1000);
-        }
-        socket.waitForReadyRead(500);
-    });
-    QVERIFY(m_server->waitForNewConnection(2000));
-    std::unique_ptr<QTcpSocket> reader(m_server->nextPendingConnection());
-    char buffer[20] = {};
-    QVERIFY(packet_wrapper::read_up_to(reader.get(), buffer, sizeof buffer));
-    QCOMPARE(QByteArray(buffer, 20), header);
-    writer.wait();
-    // Reads that fall short are reported against the whole 20 bytes, the completing one included.
-    QVERIFY(log_count(QStringLiteral("warning, Got 4 bytes, expected 20")) >= 1);
-}
-
-void test_netip_packet::write_to_and_read_from()
-{
-    const QByteArray body("{\"Name\":\"SystemInfo\"}");
-    packet p(1020, body.constData(), size_t(body.size()));
-    p.session = 0x42;
-    QVERIFY(packet_wrapper::write_to(m_reader.get(), p));
-    QVERIFY(m_reader->waitForBytesWritten(1000));
-    QByteArray received;
-    QTRY_VERIFY_WITH_TIMEOUT((received += m_peer->readAll()).size() >= body.size() + 20, 2000);
-    QCOMPARE(received, serialized(p));
-    QCOMPARE(log_count(QStringLiteral("debug, [>>>] Sent 41 bytes, System info request")), 1);
-
-    // A header claiming more than the packet holds can't be serialized: nothing goes out.
-    p.length = 40000;
-    QVERIFY(!packet_wrapper::write_to(m_reader.get(), p));
-    QCOMPARE(log_count(QStringLiteral("error, Failed to serialize the packet: 32788/40020")), 1);
-    QCOMPARE(m_reader->bytesToWrite(), 0);
-
-    m_peer->write(frame(1000, QByteArray("{\"Ret\":100}\0", 12), 0x1234));
-    QVERIFY(m_peer->waitForBytesWritten(1000));
-    QVERIFY(packet_wrapper::read_from(m_reader.get(), p));
-    QCOMPARE(p.message_id, uint16_t(1000));
-    QCOMPARE(p.session, 0x1234u);
-    QCOMPARE(payload_of(p), QByteArray("{\"Ret\":100}\0", 12));
-    QCOMPARE(log_count(QStringLiteral("debug, [<<<] Received 32 bytes, Login response (OK)")), 1);
 }
 
 QTEST_GUILESS_MAIN(test_netip_packet)

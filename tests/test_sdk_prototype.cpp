@@ -1,4 +1,3 @@
-#include "sdk/exceptions.h"
 #include "sdk/prototype.h"
 
 #include <QSignalSpy>
@@ -58,8 +57,6 @@ private slots:
     void enqueue_sequences_data();
     void enqueue_sequences();
     void failure_drops_only_its_own_batch();
-    void queue_after_done_restarts_the_thread();
-    void creation_and_temporary_file();
 };
 
 void test_sdk_prototype::enqueue_sequences_data()
@@ -70,7 +67,6 @@ void test_sdk_prototype::enqueue_sequences_data()
     QTest::addColumn<QList<int>>("expected");
     QTest::newRow("all three") << true << true << true << QList<int> { 12, 13, 15, 14, 6, 8 };
     QTest::newRow("client without login") << true << false << true << QList<int> { 12, 15, 6, 8 };
-    QTest::newRow("bare step with done") << false << false << true << QList<int> { 15, 8 };
     QTest::newRow("login without client") << false << true << false << QList<int> { 13, 15, 14 };
 }
 
@@ -114,48 +110,6 @@ void test_sdk_prototype::failure_drops_only_its_own_batch()
     QCOMPARE(failed_spy.count(), 1);
     QCOMPARE(done_spy.count(), 1);
     QVERIFY(w.queued_codes().isEmpty());
-}
-
-void test_sdk_prototype::queue_after_done_restarts_the_thread()
-{
-    // The core queues the next operation from inside the done report; bounded rounds.
-    recording_backend w;
-    w.init("{id}", device());
-    int rounds = 0;
-    connect(&w, &sdk::prototype::done, this, [&] {
-        if (++rounds < 20)
-            w.enqueue({ sdk::prototype::step_reboot, {} }, false, false, true);
-    });
-    w.enqueue({ sdk::prototype::step_reboot, {} }, false, false, true);
-    QTRY_COMPARE_WITH_TIMEOUT(rounds, 20, 10000);
-    QTRY_VERIFY_WITH_TIMEOUT(w.isFinished(), 5000);
-    QCOMPARE(w.ran.size(), 40);
-}
-
-void test_sdk_prototype::creation_and_temporary_file()
-{
-    for (int type : { 0, 4, -1 }) {
-        try {
-            delete sdk::prototype::create(type);
-            QFAIL("no exception");
-        } catch (const sdk::creating_exception& e) {
-            QCOMPARE(e.message(), QStringLiteral("Unknown SDK type: -unknown-"));
-        }
-    }
-    std::unique_ptr<sdk::prototype> made(sdk::prototype::create(int(sdk::type::legacy)));
-    QCOMPARE(made->kind(), sdk::type::legacy);
-
-    recording_backend w;
-    QVERIFY_EXCEPTION_THROWN(w.temporary_file_name(), sdk::tmp_file_exception);
-    const QByteArray data(100000, 'x');
-    QVERIFY(w.write_temporary_file(data, true));
-    QFile f(w.temporary_file_name());
-    QVERIFY(f.open(QIODevice::ReadOnly));
-    QCOMPARE(f.readAll(), data);
-    // A new image replaces the old file.
-    QVERIFY(w.write_temporary_file("other", false));
-    QVERIFY(w.temporary_file_name() != f.fileName());
-    QVERIFY(!QFile::exists(f.fileName()));
 }
 
 QTEST_GUILESS_MAIN(test_sdk_prototype)
