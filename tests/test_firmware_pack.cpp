@@ -4,7 +4,6 @@
 #include "firmware_pack/pack_v3.h"
 
 #include <QCryptographicHash>
-#include <QDateTime>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtEndian>
@@ -16,7 +15,6 @@ namespace
 {
 
 const QByteArray client_a = QByteArray::fromHex("0011223344556677");
-const QByteArray client_b = QByteArray::fromHex("8899aabbccddeeff");
 
 QByteArray le(quint64 value, int size)
 {
@@ -71,17 +69,9 @@ struct fake {
     }
     static QByteArray payload_frame(const QByteArray& plain, quint64 session) { return xored(frame(plain), session); }
     static QByteArray payload_open(const QByteArray& f, quint64 session) { return unframe(xored(f, session)); }
-    static QByteArray record(const QByteArray& serial)
-    {
-        return serial + QByteArray(47 - serial.size(), '\0') + '\x5a';
-    }
+    static QByteArray record(const QByteArray& serial) { return serial + QByteArray(47 - serial.size(), 0) + '\x5a'; }
     static QByteArray open_record(const QByteArray& r) { return r.size() == 48 && r[47] == 0x5a ? r.left(47) : ""; }
 };
-
-QByteArray header(int version, int kind, int count)
-{
-    return QByteArray("FFCF") + char(version) + char(kind) + char(count) + le(1700000000, 4);
-}
 
 QByteArray element(quint16 tag, const QByteArray& data, quint32 length, bool framed)
 {
@@ -112,8 +102,7 @@ const QByteArray firmware_two = pattern(77, 2);
 // Two targets, two blocks; the second target points at the second block.
 image v2_pack_image()
 {
-    image m;
-    m.bytes = header(2, 2, 2);
+    image m { QByteArray("FFCF\x02\x02\x02") + le(1700000000, 4), {} };
     m.add("reserved", le(0xdeadbeef, 4));
     m.add("target_count", QByteArray(1, 2));
     m.add("row0", fake::record("SN-A") + char(0));
@@ -125,11 +114,10 @@ image v2_pack_image()
         const QByteArray payload = fake::payload_frame(firmwares[i], session);
         const quint64 start = quint64(m.bytes.size());
         m.add(QStringLiteral("block%1").arg(i),
-            le(31 + quint64(ident.size() + payload.size()), 4) + le(start + 31, 4) + char(ident.size() / 16) + le(32, 2)
-                + le(start + 31 + quint64(ident.size()), 4) + le(quint64(payload.size() / 16), 4)
+            le(31 + quint64(ident.size() + payload.size()), 4) + le(start + 31, 4) + char(ident.size() / 16)
+                + le(32, 2) + le(start + 31 + quint64(ident.size()), 4) + le(quint64(payload.size() / 16), 4)
                 + le(quint64(firmwares[i].size()), 4) + le(session, 8));
-        m.add(QStringLiteral("ident%1").arg(i), ident);
-        m.add(QStringLiteral("payload%1").arg(i), payload);
+        m.add(QStringLiteral("ident%1").arg(i), ident + payload);
     }
     return m;
 }
@@ -137,19 +125,15 @@ image v2_pack_image()
 // Two target rows, a script, then two firmware blocks whose elements come in different orders.
 image v3_pack_image()
 {
-    image m;
-    m.bytes = header(3, 2, 5);
+    image m { QByteArray("FFCF\x03\x02\x05") + le(1700000000, 4), {} };
     m.add("ate0", char(0) + le(49, 4) + fake::record("SN-A") + char(0));
     m.add("ate1", char(0) + le(49, 4) + fake::record("SN-B") + char(1));
-    m.add("script", char(2) + le(30, 4) + char(9));
-    m.add("script_tag", element(80, QByteArray("reboot all\0", 11), 11, false));
+    m.add("script", char(2) + le(30, 4) + char(9) + element(80, QByteArray("reboot all\0", 11), 11, false));
     const quint64 s0 = 0x2222222222222201ull, s1 = 0x3333333333333302ull;
-    const QByteArray fw0[]
-        = { element(83, le(s0, 8), 8, false), element(86, fake::frame(md5_hex(firmware_one).toLatin1()), 32, true),
-              element(21332, "xcloud", 6, false), element(80, fake::payload_frame(firmware_one, s0), 300, true) };
-    m.add("fw0", char(1) + le(quint64(fw0[0].size() + fw0[1].size() + fw0[2].size() + fw0[3].size()), 4) + char(4));
-    m.add("fw0_session", fw0[0]);
-    m.add("fw0_version", fw0[1] + fw0[2] + fw0[3]);
+    const QByteArray fw0 = element(86, fake::frame(md5_hex(firmware_one).toLatin1()), 32, true)
+        + element(21332, "xcloud", 6, false) + element(80, fake::payload_frame(firmware_one, s0), 300, true);
+    m.add("fw0", char(1) + le(quint64(fw0.size() + 18), 4) + char(4) + element(83, le(s0, 8), 8, false));
+    m.add("fw0_version", fw0);
     const QByteArray fw1[] = { element(86, fake::frame(md5_hex(firmware_two).toLatin1()), 32, true),
         element(83, le(s1, 8), 8, false), element(80, fake::payload_frame(firmware_two, s1), 77, true) };
     m.add("fw1", char(1) + le(quint64(fw1[0].size() + fw1[1].size() + fw1[2].size()), 4) + char(3) + fw1[0] + fw1[1]);
@@ -188,21 +172,26 @@ private slots:
     void initTestCase();
     void hand_written_packs_data();
     void hand_written_packs();
-    void writes_the_cache_layout_data();
-    void writes_the_cache_layout();
     void tool_packs_load_data();
     void tool_packs_load();
     void program_writes_pass_tool_check_data();
     void program_writes_pass_tool_check();
-    void foreign_or_garbled_data();
-    void foreign_or_garbled();
+    void foreign_client_id_data();
+    void foreign_client_id();
     void block_count_wraps_at_256();
     void partial_block_past_the_count_is_ignored();
     void add_failures_leave_the_file_data();
     void add_failures_leave_the_file();
-    void create_and_usable();
 
 private:
+    std::shared_ptr<pack> open_real(const QString& path) const
+    {
+        return open(path, m_crypto.target_decryptor, m_crypto.ident_decryptor);
+    }
+    bool add_real(pack& p, const QByteArray& fw, quint64 session) const
+    {
+        return p.add(md5_hex(fw), fw, m_crypto.ident_encryptor, m_crypto.payload_encryptor, session);
+    }
     QTemporaryDir m_dir;
     delivery::pack_crypto m_crypto = delivery::make_pack_crypto(client_a);
 };
@@ -217,48 +206,33 @@ void test_firmware_pack::hand_written_packs_data()
 {
     QTest::addColumn<int>("version");
     QTest::addColumn<QString>("damage"); // "cut <where>", "patch <where> <hex bytes>" or none
-    QTest::addColumn<bool>("opens"); // open gives an object
     QTest::addColumn<int>("code"); // error of the load; -1: not a file the class reads
     QTest::addColumn<QString>("position"); // empty: -1
-    QTest::newRow("empty file") << 3 << "cut +0" << false << 1 << "+0";
-    QTest::newRow("magic cut short") << 3 << "cut +3" << false << 1 << "+0";
-    QTest::newRow("wrong magic") << 2 << "patch +3 58" << false << 2 << "+0";
-    QTest::newRow("no version") << 3 << "cut +4" << false << 3 << "+4";
-    QTest::newRow("version 4") << 3 << "patch +4 04" << false << -1 << "";
-    QTest::newRow("version 1") << 2 << "patch +4 01" << false << -1 << "";
-    QTest::newRow("no kind") << 3 << "cut +5" << true << 4 << "+5";
-    QTest::newRow("no count") << 2 << "cut +6" << true << 5 << "+6";
-    QTest::newRow("timestamp cut short") << 3 << "cut +9" << true << 6 << "+7";
-
-    QTest::newRow("v2: whole, targets count all blocks") << 2 << "" << true << 0 << "";
-    QTest::newRow("v2: reserved word cut short") << 2 << "cut reserved+3" << true << 7 << "reserved";
-    QTest::newRow("v2: no target count") << 2 << "cut target_count" << true << 8 << "target_count";
-    QTest::newRow("v2: target record cut short") << 2 << "cut row0+20" << true << 9 << "row0";
-    QTest::newRow("v2: index byte missing") << 2 << "cut row1+48" << true << 10 << "row1+48";
-    QTest::newRow("v2: target doesn't decrypt") << 2 << "patch row1+47 00" << true << 11 << "row1";
-    QTest::newRow("v2: no block header") << 2 << "cut block0" << true << 12 << "block0";
-    QTest::newRow("v2: block header cut short") << 2 << "cut block1+30" << true << 12 << "block1";
-    QTest::newRow("v2: ident doesn't decrypt") << 2 << "patch ident1 ffff" << true << 13 << "block1";
-    QTest::newRow("v2: ident offset beyond the file") << 2 << "patch block0+4 ffffff7f" << true << 13 << "block0";
-    QTest::newRow("v2: block length beyond the file")
-        << 2 << "patch block0 f0ffffff" << true << 12 << "block0+4294967280";
-    QTest::newRow("v2: count beyond the blocks") << 2 << "patch +6 03" << true << 12 << "end";
-    QTest::newRow("v2: payload cut short still loads") << 2 << "cut payload1+20" << true << 0 << "";
-
-    QTest::newRow("v3: whole, elements in any order") << 3 << "" << true << 0 << "";
-    QTest::newRow("v3: no block header") << 3 << "cut ate0" << true << 9 << "ate0";
-    QTest::newRow("v3: block header cut short") << 3 << "cut ate0+3" << true << 9 << "ate0";
-    QTest::newRow("v3: unknown block kind") << 3 << "patch ate1 07" << true << 10 << "ate1";
-    QTest::newRow("v3: target doesn't decrypt") << 3 << "patch ate1+52 00" << true << 11 << "ate1";
-    QTest::newRow("v3: target record cut short") << 3 << "cut ate0+30" << true << 11 << "ate0";
-    QTest::newRow("v3: ident doesn't decrypt") << 3 << "patch fw0_version+10 ffff" << true << 12 << "fw0";
-    QTest::newRow("v3: no Version element") << 3 << "patch fw0_version 57" << true << 13 << "fw0";
-    QTest::newRow("v3: Version size beyond the file") << 3 << "patch fw0_version+2 ffffffff" << true << 13 << "fw0";
-    QTest::newRow("v3: Session length beyond the file") << 3 << "patch fw0_session+6 ffffff7f" << true << 13 << "fw0";
-    QTest::newRow("v3: element count beyond the elements") << 3 << "patch fw1+5 09" << true << 0 << "";
-    QTest::newRow("v3: count beyond the blocks") << 3 << "patch +6 06" << true << 9 << "end";
-    QTest::newRow("v3: payload cut short still loads") << 3 << "cut fw1_payload+30" << true << 0 << "";
-    QTest::newRow("v3: script with another tag still loads") << 3 << "patch script_tag 51" << true << 0 << "";
+    QTest::newRow("empty file") << 3 << "cut +0" << 1 << "+0";
+    QTest::newRow("wrong magic") << 2 << "patch +3 58" << 2 << "+0";
+    QTest::newRow("no version") << 3 << "cut +4" << 3 << "+4";
+    QTest::newRow("version 4") << 3 << "patch +4 04" << -1 << "";
+    QTest::newRow("no kind") << 3 << "cut +5" << 4 << "+5";
+    QTest::newRow("no count") << 2 << "cut +6" << 5 << "+6";
+    QTest::newRow("timestamp cut short") << 3 << "cut +9" << 6 << "+7";
+    QTest::newRow("v2: whole, targets count all blocks") << 2 << "" << 0 << "";
+    QTest::newRow("v2: reserved word cut short") << 2 << "cut reserved+3" << 7 << "reserved";
+    QTest::newRow("v2: no target count") << 2 << "cut target_count" << 8 << "target_count";
+    QTest::newRow("v2: target record cut short") << 2 << "cut row0+20" << 9 << "row0";
+    QTest::newRow("v2: index byte missing") << 2 << "cut row1+48" << 10 << "row1+48";
+    QTest::newRow("v2: target doesn't decrypt") << 2 << "patch row1+47 00" << 11 << "row1";
+    QTest::newRow("v2: no block header") << 2 << "cut block0" << 12 << "block0";
+    QTest::newRow("v2: ident doesn't decrypt") << 2 << "patch ident1 ffff" << 13 << "block1";
+    QTest::newRow("v2: block length beyond the file") << 2 << "patch block0 f0ffffff" << 12 << "block0+4294967280";
+    QTest::newRow("v3: whole, elements in any order") << 3 << "" << 0 << "";
+    QTest::newRow("v3: no block header") << 3 << "cut ate0" << 9 << "ate0";
+    QTest::newRow("v3: unknown block kind") << 3 << "patch ate1 07" << 10 << "ate1";
+    QTest::newRow("v3: target doesn't decrypt") << 3 << "patch ate1+52 00" << 11 << "ate1";
+    QTest::newRow("v3: ident doesn't decrypt") << 3 << "patch fw0_version+10 ffff" << 12 << "fw0";
+    QTest::newRow("v3: no Version element") << 3 << "patch fw0_version 57" << 13 << "fw0";
+    QTest::newRow("v3: Version size beyond the file") << 3 << "patch fw0_version+2 ffffffff" << 13 << "fw0";
+    QTest::newRow("v3: count beyond the blocks") << 3 << "patch +6 06" << 9 << "end";
+    QTest::newRow("v3: payload cut short still loads") << 3 << "cut fw1_payload+30" << 0 << "";
 }
 
 // Every damage gives its code at its place; none crashes, hangs or allocates what the file doesn't hold.
@@ -266,7 +240,6 @@ void test_firmware_pack::hand_written_packs()
 {
     QFETCH(int, version);
     QFETCH(QString, damage);
-    QFETCH(bool, opens);
     QFETCH(int, code);
     QFETCH(QString, position);
     image m = version == 2 ? v2_pack_image() : v3_pack_image();
@@ -279,8 +252,9 @@ void test_firmware_pack::hand_written_packs()
     const QString path = m_dir.filePath(QStringLiteral("hand.ovpack"));
     QVERIFY(write_file(path, m.bytes));
 
+    // Past the first three fields the version is known, and open gives an object with the error.
     const auto opened = open(path, fake::open_record, fake::unframe);
-    QCOMPARE(bool(opened), opens);
+    QCOMPARE(bool(opened), code == 0 || code > 3);
     if (code < 0)
         return;
     const auto p = make_pack(version);
@@ -300,8 +274,7 @@ void test_firmware_pack::hand_written_packs()
         (QStringList { md5_hex(firmware_one), md5_hex(firmware_two), QString() }));
     // A cut in the last payload is noticed only when that payload is taken out.
     QCOMPARE(p->extract(md5_hex(firmware_one), fake::payload_open), firmware_one);
-    QCOMPARE(p->extract(md5_hex(firmware_two), fake::payload_open),
-        damage.contains("payload") ? QByteArray() : firmware_two);
+    QCOMPARE(p->extract(md5_hex(firmware_two), fake::payload_open), damage.isEmpty() ? firmware_two : QByteArray());
     QVERIFY(p->extract(md5_hex("absent"), fake::payload_open).isEmpty());
     QCOMPARE(p->sdk_type(md5_hex(firmware_one)), version == 3 ? QStringLiteral("xcloud") : QString());
     QCOMPARE(p->sdk_type(md5_hex(firmware_two)), QString());
@@ -310,95 +283,37 @@ void test_firmware_pack::hand_written_packs()
         return;
     }
     const auto v3 = std::static_pointer_cast<pack_v3>(p);
-    const QString script = damage.contains("script_tag") ? QString() : QStringLiteral("reboot all");
-    QCOMPARE(v3->scripts(), (pack_v3::script_set { { script, 9 } }));
+    QCOMPARE(v3->scripts(), (pack_v3::script_set { { "reboot all", 9 } }));
     QCOMPARE(v3->idents(), (QStringList { md5_hex(firmware_one), md5_hex(firmware_two) }));
-}
-
-void test_firmware_pack::writes_the_cache_layout_data()
-{
-    QTest::addColumn<int>("version");
-    QTest::addColumn<QByteArray>("body");
-    // ident "ab", payload "xyz", session 0x0102030405060708, under the stand-in cipher.
-    const QByteArray ident = QByteArray::fromHex("02000000 6162 00000000000000000000");
-    const QByteArray payload = QByteArray::fromHex("0b080808 707172 080808080808080808");
-    QTest::newRow("version 3: Session, Version, Payload")
-        << 3
-        << QByteArray::fromHex("01 46000000 03  5300 00000000 08000000 0807060504030201  5600 01000000 02000000")
-            + ident + QByteArray::fromHex("5000 01000000 03000000") + payload;
-    QTest::newRow("version 2: 31-byte header with absolute offsets")
-        << 2
-        << QByteArray::fromHex("3f000000 2a000000 01 0200 3a000000 01000000 03000000 0807060504030201") + ident
-            + payload;
-}
-
-void test_firmware_pack::writes_the_cache_layout()
-{
-    QFETCH(int, version);
-    QFETCH(QByteArray, body);
-    const QString path = m_dir.filePath(QStringLiteral("layout%1.ovpack").arg(version));
-    const quint32 before = quint32(QDateTime::currentSecsSinceEpoch());
-    QVERIFY(create(path, quint8(version)));
-    const auto p = make_pack(version);
-    QVERIFY(p->load(path, fake::open_record, fake::unframe));
-    QVERIFY(p->add("ab", "xyz", fake::frame, fake::payload_frame, 0x0102030405060708ull));
-    const quint32 after = quint32(QDateTime::currentSecsSinceEpoch());
-
-    const QByteArray file = read_file(path);
-    QCOMPARE(file.left(7).toHex(), (QByteArray("FFCF") + char(version) + char(1) + char(1)).toHex());
-    const quint32 stamp = qFromLittleEndian<quint32>(file.constData() + 7);
-    QVERIFY(stamp >= before && stamp <= after);
-    QCOMPARE(file.mid(11).toHex(), body.toHex());
-    const auto again = make_pack(version);
-    QVERIFY(again->load(path, fake::open_record, fake::unframe));
-    QCOMPARE(again->ident_at(0), QStringLiteral("ab"));
-    QCOMPARE(again->extract("ab", fake::payload_open), QByteArray("xyz"));
-    QVERIFY(again->targets().isEmpty());
 }
 
 void test_firmware_pack::tool_packs_load_data()
 {
     QTest::addColumn<int>("version");
-    QTest::addColumn<QString>("sdk"); // after the firmware of two targets
-    QTest::addColumn<bool>("cache");
-    QTest::newRow("version 2") << 2 << QString() << false;
-    QTest::newRow("version 3 without SDK types") << 3 << QString() << false;
-    QTest::newRow("version 3 with SDK types") << 3 << ":xcloud" << false;
-    QTest::newRow("version 2 cache has no target table") << 2 << QString() << true;
-    QTest::newRow("version 3 cache") << 3 << QString() << true;
+    QTest::newRow("version 2") << 2;
+    QTest::newRow("version 3 with SDK types") << 3;
 }
 
 // Packs from the independent writer: serials, shared blocks, SDK types and payloads come through.
 void test_firmware_pack::tool_packs_load()
 {
     QFETCH(int, version);
-    QFETCH(QString, sdk);
-    QFETCH(bool, cache);
+    const QString sdk = version == 3 ? QStringLiteral(":xcloud") : QString();
     const QMap<QString, QByteArray> files { { "ipc", pattern(70000, 3) }, { "nvr", pattern(1, 4) }, { "empty", {} } };
     for (auto f = files.begin(); f != files.end(); ++f)
         QVERIFY(write_file(m_dir.filePath(f.key()), f.value()));
-    const QString path = m_dir.filePath(QStringLiteral("tool.ovpack"));
-    QStringList args { "build", "--client-id", client_a.toHex(), "--format", QString::number(version), "--force" };
-    if (cache)
-        args << "--cache"
-             << "-o" << path << m_dir.filePath("ipc") << m_dir.filePath("nvr");
-    else
-        args << "-o" << path << "SN0003:" + m_dir.filePath("ipc") + sdk << "SN0001:" + m_dir.filePath("nvr")
-             << "sn0002:" + m_dir.filePath("ipc") + sdk << "ABCDEFGHIJKLMNOPQRSTUVWXYZ01234:" + m_dir.filePath("empty");
-    QCOMPARE(run_tool(args), 0);
+    const auto at = [&](const QString& file) { return m_dir.filePath(file); };
+    const QString path = at("tool.ovpack");
+    QCOMPARE(run_tool({ "build", "-i", client_a.toHex(), "-f", QString::number(version), "--force", "-o", path,
+                 "SN0003:" + at("ipc") + sdk, "SN0001:" + at("nvr"), "sn0002:" + at("ipc") + sdk,
+                 "ABCDEFGHIJKLMNOPQRSTUVWXYZ01234:" + at("empty") }),
+        0);
 
-    const auto p = open(path, m_crypto.target_decryptor, m_crypto.ident_decryptor);
+    const auto p = open_real(path);
     QVERIFY(p);
     QCOMPARE(p->error(), 0u);
     QCOMPARE(p->version(), quint8(version));
-    QCOMPARE(p->kind(), quint8(cache ? pack::kind_cache : pack::kind_pack));
-    if (cache) {
-        QVERIFY(p->targets().isEmpty());
-        QCOMPARE(p->ident_at(1), md5_hex(files["nvr"]));
-        QCOMPARE(p->extract(md5_hex(files["ipc"]), m_crypto.payload_decryptor), files["ipc"]);
-        QCOMPARE(p->extract(md5_hex(files["nvr"]), m_crypto.payload_decryptor), files["nvr"]);
-        return;
-    }
+    QCOMPARE(p->kind(), quint8(pack::kind_pack));
     const target_list targets = p->targets();
     const QMap<QString, QString> file_of { { "SN0003", "ipc" }, { "SN0001", "nvr" }, { "sn0002", "ipc" },
         { "ABCDEFGHIJKLMNOPQRSTUVWXYZ01234", "empty" } };
@@ -420,83 +335,61 @@ void test_firmware_pack::tool_packs_load()
 void test_firmware_pack::program_writes_pass_tool_check_data()
 {
     QTest::addColumn<int>("version");
-    QTest::addColumn<bool>("extend"); // a pack the tool built, else a new cache
-    QTest::newRow("version 2 cache") << 2 << false;
-    QTest::newRow("version 3 cache") << 3 << false;
-    QTest::newRow("version 2 pack extended in place") << 2 << true;
-    QTest::newRow("version 3 pack extended in place") << 3 << true;
+    QTest::newRow("version 2") << 2;
+    QTest::newRow("version 3") << 3;
 }
 
-// The program's writer read back by the independent reader: payloads open and their MD5 match.
+// The program's cache read back by the independent reader: payloads open and their MD5 match.
 void test_firmware_pack::program_writes_pass_tool_check()
 {
     QFETCH(int, version);
-    QFETCH(bool, extend);
-    const QString path = m_dir.filePath(QStringLiteral("program.ovpack"));
-    const QByteArray old_fw = pattern(5000, 9);
-    QVERIFY(write_file(m_dir.filePath("old.bin"), old_fw));
-    if (extend)
-        QCOMPARE(run_tool({ "build", "-i", client_a.toHex(), "-f", QString::number(version), "--force", "-o", path,
-                     "SN1:" + m_dir.filePath("old.bin"), "SN2:" + m_dir.filePath("old.bin") }),
-            0);
-    else
-        QVERIFY(create(path, quint8(version)));
-    const QByteArray before = read_file(path);
-    const auto p = open(path, m_crypto.target_decryptor, m_crypto.ident_decryptor);
+    const QString path = m_dir.filePath(QStringLiteral("program%1.ovpack").arg(version));
+    QVERIFY(!usable(path) && !create(path, 4) && !QFile::exists(path));
+    QVERIFY(create(path, quint8(version)) && usable(path));
+    QCOMPARE(QFileInfo(path).size(), qint64(pack::header_size));
+    const auto p = open_real(path);
     QVERIFY(p && p->error() == 0);
-    const int old = extend ? 1 : 0; // firmware blocks
-    const quint8 count = p->count();
+    QCOMPARE(p->version(), quint8(version));
+    QCOMPARE(p->kind(), quint8(pack::kind_cache));
     const QList<QByteArray> files { pattern(33333, 7), QByteArray(), pattern(4096, 8) };
-    quint64 session = 0xfedcba9876543210ull;
     for (int i = 0; i < files.size(); ++i) {
-        QVERIFY(p->add(md5_hex(files[i]), files[i], m_crypto.ident_encryptor, m_crypto.payload_encryptor, session++));
+        QVERIFY(add_real(*p, files[i], 0xfedcba9876543210ull + quint64(i)));
         // The object knows the new block at once, as a second device of the same run needs it.
-        QCOMPARE(p->ident_at(quint8(old + i)), md5_hex(files[i]));
+        QCOMPARE(p->ident_at(quint8(i)), md5_hex(files[i]));
     }
-    QCOMPARE(p->count(), quint8(count + 3));
-    // Only the header's count and time change before the old end; the blocks are appended.
-    const QByteArray after = read_file(path);
-    QCOMPARE(after.mid(11, before.size() - 11), before.mid(11));
-    QVERIFY(after.size() > before.size() + 33333 + 4096);
+    QCOMPARE(p->count(), quint8(3));
 
     QByteArray listing;
     QCOMPARE(run_tool({ "check", "-i", client_a.toHex(), path }, &listing), 0);
-    QCOMPARE(listing.count("ok ("), old + 3);
+    QCOMPARE(listing.count("ok ("), 3);
     QCOMPARE(run_tool({ "list", "-i", client_a.toHex(), path }, &listing), 0);
     for (int i = 0; i < files.size(); ++i) {
-        const QString block = extend ? QStringLiteral("\\d+") : QString::number(i);
-        const QRegularExpression line(
-            QStringLiteral("firmware %1 block %2 ident %3").arg(old + i).arg(block, md5_hex(files[i])));
-        QVERIFY2(QString::fromLatin1(listing).contains(line), listing.constData());
+        const QString line = QStringLiteral("firmware %1 block %1 ident %2").arg(i).arg(md5_hex(files[i]));
+        QVERIFY2(listing.contains(line.toLatin1()), listing.constData());
     }
     QVERIFY(listing.contains("session 18364758544493064720"));
     QVERIFY(!listing.contains("note"));
     // A later run opens each block with the session stored in it, not its own.
-    const auto later = open(path, m_crypto.target_decryptor, m_crypto.ident_decryptor);
-    QVERIFY(later && later->error() == 0);
-    QCOMPARE(later->targets(), extend ? (target_list { { "SN1", 0 }, { "SN2", 0 } }) : target_list());
-    QCOMPARE(later->extract(md5_hex(old_fw), m_crypto.payload_decryptor), extend ? old_fw : QByteArray());
+    const auto later = open_real(path);
+    QVERIFY(later && later->error() == 0 && later->targets().isEmpty());
     for (const QByteArray& f : files)
         QCOMPARE(later->extract(md5_hex(f), m_crypto.payload_decryptor), f);
 }
 
-void test_firmware_pack::foreign_or_garbled_data()
+void test_firmware_pack::foreign_client_id_data()
 {
-    QTest::addColumn<QString>("kind"); // what the file is
+    QTest::addColumn<bool>("tool_pack"); // else a cache the program wrote
     QTest::addColumn<int>("version");
     QTest::addColumn<int>("code");
-    QTest::newRow("v2 pack under another client id: targets don't open") << "pack" << 2 << 11;
-    QTest::newRow("v3 pack under another client id: targets don't open") << "pack" << 3 << 11;
-    QTest::newRow("v2 cache under another client id: idents don't open") << "cache" << 2 << 13;
-    QTest::newRow("v3 cache under another client id: idents don't open") << "cache" << 3 << 12;
-    QTest::newRow("v2 cache with a garbled payload: loads, the MD5 check catches it") << "garbled" << 2 << 0;
-    QTest::newRow("v3 cache with a garbled payload: loads, the MD5 check catches it") << "garbled" << 3 << 0;
+    QTest::newRow("v3 pack: targets don't open") << true << 3 << 11;
+    QTest::newRow("v2 cache: idents don't open") << false << 2 << 13;
+    QTest::newRow("v3 cache: idents don't open") << false << 3 << 12;
 }
 
 // Written under one client id, read under another; the crypto functions ask for the id at each call.
-void test_firmware_pack::foreign_or_garbled()
+void test_firmware_pack::foreign_client_id()
 {
-    QFETCH(QString, kind);
+    QFETCH(bool, tool_pack);
     QFETCH(int, version);
     QFETCH(int, code);
     QByteArray id = client_a;
@@ -504,33 +397,32 @@ void test_firmware_pack::foreign_or_garbled()
     const QByteArray fw = pattern(4000, 11);
     QVERIFY(write_file(m_dir.filePath("fw.bin"), fw));
     const QString path = m_dir.filePath(QStringLiteral("foreign.ovpack"));
-    if (kind == QLatin1String("pack")) {
-        QCOMPARE(run_tool({ "build", "-i", client_a.toHex(), "-f", QString::number(version), "--force", "-o", path,
-                     "SN1:" + m_dir.filePath("fw.bin") }),
-            0);
-    } else {
-        QVERIFY(create(path, quint8(version)));
-        const auto writer = make_pack(version);
-        QVERIFY(writer->load(path, c.target_decryptor, c.ident_decryptor));
-        QVERIFY(writer->add(md5_hex(fw), fw, c.ident_encryptor, c.payload_encryptor, 5));
+    // A wrong key passes the padding check about once in 256 frames and the format has no other check;
+    // a fresh file has fresh IVs, so three in a row passing by chance would be a real fault.
+    quint32 error = 0;
+    for (int attempt = 0; attempt < 3 && error != quint32(code); ++attempt) {
+        id = client_a;
+        QFile::remove(path);
+        if (tool_pack) {
+            QCOMPARE(run_tool({ "build", "-i", client_a.toHex(), "-f", QString::number(version), "--force", "-o",
+                         path, "SN1:" + m_dir.filePath("fw.bin") }),
+                0);
+        } else {
+            QVERIFY(create(path, quint8(version)));
+            const auto writer = make_pack(version);
+            QVERIFY(writer->load(path, c.target_decryptor, c.ident_decryptor));
+            QVERIFY(writer->add(md5_hex(fw), fw, c.ident_encryptor, c.payload_encryptor, 5));
+        }
+        // The set bound to a fixed id binds the same keys.
+        const auto p = make_pack(version);
+        QVERIFY(p->load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
+        QCOMPARE(p->extract(md5_hex(fw), m_crypto.payload_decryptor), fw);
+        QCOMPARE(run_tool({ "check", "-i", client_a.toHex(), path }), 0);
+        id = QByteArray::fromHex("8899aabbccddeeff");
+        const auto q = make_pack(version);
+        error = q->load(path, c.target_decryptor, c.ident_decryptor) ? 0 : q->error();
     }
-    if (kind == QLatin1String("garbled")) {
-        QByteArray bytes = read_file(path);
-        bytes[bytes.size() - 200] = char(bytes[bytes.size() - 200] ^ 0x01); // inside the payload's ciphertext
-        QVERIFY(write_file(path, bytes));
-    }
-    // The set bound to a fixed id binds the same keys.
-    const auto p = make_pack(version);
-    QVERIFY(p->load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
-    const QByteArray data = p->extract(md5_hex(fw), m_crypto.payload_decryptor);
-    QCOMPARE(md5_hex(data) == md5_hex(fw), code != 0);
-    QCOMPARE(run_tool({ "check", "-i", client_a.toHex(), path }), code ? 0 : 1);
-    if (code == 0)
-        return;
-    id = client_b;
-    const auto q = make_pack(version);
-    QVERIFY(!q->load(path, c.target_decryptor, c.ident_decryptor));
-    QCOMPARE(q->error(), quint32(code));
+    QCOMPARE(error, quint32(code));
     QVERIFY(c.target_decryptor(QByteArray(47, 'x')).isEmpty());
 }
 
@@ -541,24 +433,21 @@ void test_firmware_pack::block_count_wraps_at_256()
     QVERIFY(create(path, 3));
     pack_v3 cache;
     QVERIFY(cache.load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
-    for (int i = 0; i < 255; ++i) {
-        const QByteArray fw = QByteArray::number(i);
-        QVERIFY(cache.add(md5_hex(fw), fw, m_crypto.ident_encryptor, m_crypto.payload_encryptor, quint64(i)));
-    }
+    for (int i = 0; i < 255; ++i)
+        QVERIFY(add_real(cache, QByteArray::number(i), quint64(i)));
     QCOMPARE(cache.count(), quint8(255));
     pack_v3 full;
     QVERIFY(full.load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
     QCOMPARE(full.idents().size(), 255);
     QCOMPARE(full.extract(md5_hex("254"), m_crypto.payload_decryptor), QByteArray("254"));
 
-    QVERIFY(cache.add(md5_hex("255"), "255", m_crypto.ident_encryptor, m_crypto.payload_encryptor, 255));
+    QVERIFY(add_real(cache, "255", 255));
     QCOMPARE(cache.count(), quint8(0));
     QVERIFY(cache.contains(md5_hex("255"))); // the object itself still knows
     QCOMPARE(read_file(path).at(6), '\0');
     pack_v3 wrapped;
     QVERIFY(wrapped.load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
     QVERIFY(wrapped.idents().isEmpty());
-    QVERIFY(!wrapped.contains(md5_hex("0")));
     QByteArray listing;
     QCOMPARE(run_tool({ "list", "-i", client_a.toHex(), path }, &listing), 0);
     QVERIFY(listing.contains("blocks 0"));
@@ -572,10 +461,10 @@ void test_firmware_pack::partial_block_past_the_count_is_ignored()
     QVERIFY(create(path, 3));
     pack_v3 cache;
     QVERIFY(cache.load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
-    QVERIFY(cache.add(md5_hex("one"), "one", m_crypto.ident_encryptor, m_crypto.payload_encryptor, 1));
-    const QByteArray whole = read_file(path);
-    QVERIFY(cache.add(md5_hex("two"), "two", m_crypto.ident_encryptor, m_crypto.payload_encryptor, 2));
-    QByteArray torn = read_file(path).left(whole.size() + 40);
+    QVERIFY(add_real(cache, "one", 1));
+    const int whole = read_file(path).size();
+    QVERIFY(add_real(cache, "two", 2));
+    QByteArray torn = read_file(path).left(whole + 40);
     torn[6] = 1;
     QVERIFY(write_file(path, torn));
     pack_v3 again;
@@ -588,13 +477,10 @@ void test_firmware_pack::add_failures_leave_the_file_data()
 {
     QTest::addColumn<int>("version");
     QTest::addColumn<QString>("failure");
-    QTest::addColumn<int>("code");
     for (int v : { 2, 3 }) {
-        QTest::addRow("v%d: empty ident", v) << v << "ident" << 0;
-        QTest::addRow("v%d: ident cipher fails", v) << v << "ident cipher" << 0;
-        QTest::addRow("v%d: payload cipher fails", v) << v << "payload cipher" << 0;
-        QTest::addRow("v%d: frame not whole blocks", v) << v << "odd frame" << 0;
-        QTest::addRow("v%d: file gone gives error 1 and isn't made anew", v) << v << "gone" << 1;
+        QTest::addRow("v%d: ident cipher fails", v) << v << "ident";
+        QTest::addRow("v%d: payload frame not whole blocks", v) << v << "payload";
+        QTest::addRow("v%d: file gone gives error 1 and isn't made anew", v) << v << "gone";
     }
 }
 
@@ -602,62 +488,27 @@ void test_firmware_pack::add_failures_leave_the_file()
 {
     QFETCH(int, version);
     QFETCH(QString, failure);
-    QFETCH(int, code);
     const QString path = m_dir.filePath(QStringLiteral("addfail.ovpack"));
     QVERIFY(create(path, quint8(version)));
     const auto p = make_pack(version);
     QVERIFY(p->load(path, fake::open_record, fake::unframe));
     QVERIFY(p->add("kept", "data", fake::frame, fake::payload_frame, 1));
     const QByteArray before = read_file(path);
-
     ident_encryptor ident_cipher = fake::frame;
     payload_encryptor payload_cipher = fake::payload_frame;
-    if (failure == QLatin1String("ident cipher"))
+    if (failure == QLatin1String("ident"))
         ident_cipher = [](const QByteArray&) { return QByteArray(); };
-    else if (failure == QLatin1String("payload cipher"))
-        payload_cipher = [](const QByteArray&, quint64) { return QByteArray(); };
-    else if (failure == QLatin1String("odd frame"))
+    if (failure == QLatin1String("payload"))
         payload_cipher = [](const QByteArray& plain, quint64) { return fake::frame(plain) + 'x'; };
-    else if (failure == QLatin1String("gone"))
+    if (failure == QLatin1String("gone"))
         QVERIFY(QFile::remove(path));
-    QVERIFY(!p->add(failure == QLatin1String("ident") ? QString() : "new", "payload", ident_cipher, payload_cipher, 2));
-    QCOMPARE(p->error(), quint32(code));
+    const bool gone = failure == QLatin1String("gone");
+    QVERIFY(!p->add("new", "payload", ident_cipher, payload_cipher, 2));
+    QCOMPARE(p->error(), quint32(gone ? 1 : 0));
     QVERIFY(!p->contains(QStringLiteral("new")));
     QCOMPARE(p->count(), quint8(1));
-    QCOMPARE(read_file(path), code ? QByteArray() : before);
-    QCOMPARE(QFile::exists(path), code == 0);
-}
-
-void test_firmware_pack::create_and_usable()
-{
-    const QString path = m_dir.filePath(QStringLiteral("fresh.ovpack"));
-    QVERIFY(!usable(path));
-    QVERIFY(!create(path, 4));
-    QVERIFY(!QFile::exists(path));
-    QVERIFY(!create(m_dir.filePath(QStringLiteral("no/such/dir/cache.ovpack")), 3));
-    QVERIFY(create(path, 3));
-    QVERIFY(usable(path));
-    QCOMPARE(QFileInfo(path).size(), qint64(pack::header_size));
-    // A count of 0 loads with no blocks, and the path is stored for later adds.
-    const auto p = open(path, m_crypto.target_decryptor, m_crypto.ident_decryptor);
-    QVERIFY(std::dynamic_pointer_cast<pack_v3>(p));
-    QCOMPARE(p->error(), 0u);
-    QCOMPARE(p->path(), path);
-    QCOMPARE(p->kind(), quint8(pack::kind_cache));
-    QVERIFY(p->targets().isEmpty());
-    QCOMPARE(p->ident_at(0), QString());
-    QVERIFY(create(path, 2));
-    QVERIFY(std::dynamic_pointer_cast<pack_v2>(open(path, m_crypto.target_decryptor, m_crypto.ident_decryptor)));
-    QVERIFY(!open(m_dir.filePath(QStringLiteral("missing.ovpack")), {}, {}));
-    // Loading again forgets what the object held.
-    pack_v3 cache;
-    QVERIFY(create(path, 3));
-    QVERIFY(cache.load(path, fake::open_record, fake::unframe));
-    QVERIFY(cache.add("x", "1", fake::frame, fake::payload_frame, 1));
-    QVERIFY(create(path, 3));
-    QVERIFY(cache.load(path, fake::open_record, fake::unframe));
-    QVERIFY(!cache.contains("x"));
-    QVERIFY(cache.idents().isEmpty());
+    QCOMPARE(read_file(path), gone ? QByteArray() : before);
+    QCOMPARE(QFile::exists(path), !gone);
 }
 
 QTEST_GUILESS_MAIN(test_firmware_pack)

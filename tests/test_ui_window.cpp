@@ -21,8 +21,7 @@ struct window_fixture {
         for (const QString& entry : preset.split(';', Qt::SkipEmptyParts))
             settings.setValue(entry.section('=', 0, 0), entry.section('=', 1));
         for (int i = 0; i < 3; ++i)
-            model.add_record(
-                main_model::make_record(QStringLiteral("id-%1").arg(i), QStringLiteral("admin@127.0.0.%1").arg(i + 2)));
+            model.add_record(main_model::make_record("id-" + QString::number(i), "admin@cam" + QString::number(i)));
         filter.setSourceModel(&model);
         window = std::make_unique<main_window>(settings);
         window->set_model(&filter);
@@ -32,8 +31,6 @@ struct window_fixture {
                 seen << QString::asprintf("run %d%d%d ", no_add, fetch, force) + ids.join(',');
             });
         QObject::connect(w, &main_window::edit_element, [this](const QString& id) { seen << "edit " + id; });
-        QObject::connect(w, &main_window::delete_element, [this](const QString& id) { seen << "delete " + id; });
-        QObject::connect(w, &main_window::copy_status, [this](const QString& id) { seen << "copy " + id; });
     }
 
     QTableView* table() const { return window->table(); }
@@ -67,6 +64,8 @@ struct window_fixture {
     QStringList seen;
 };
 
+using bar_list = QList<QPair<int, QString>>;
+
 // Records the progress bars that reach the style.
 class bar_recorder final : public QProxyStyle
 {
@@ -79,7 +78,7 @@ public:
             bars.append({ bar->progress, bar->text });
         QProxyStyle::drawControl(element, option, painter, widget);
     }
-    mutable QList<QPair<int, QString>> bars;
+    mutable bar_list bars;
 };
 
 void click_ok(QDialog& dialog)
@@ -94,8 +93,6 @@ class test_ui_window : public QObject
     Q_OBJECT
 private slots:
     void init();
-    void menus_and_toolbars();
-    void row_actions_take_the_first_selected_row();
     void double_click_data();
     void double_click();
     void column_layout_survives_a_restart();
@@ -120,79 +117,33 @@ void test_ui_window::init()
     QVERIFY(m_dir->isValid());
 }
 
-void test_ui_window::menus_and_toolbars()
-{
-    window_fixture f(settings_path());
-    const main_window& w = *f.window;
-    QVERIFY(!w.windowIcon().pixmap(32, 32).isNull());
-    const QList<QPair<QString, QString>> titled { { "menu", "Application" }, { "menu_2", "Queue" }, { "menu_3", "?" },
-        { "menu_actions", "Actions" }, { "menu_options", "Options" }, { "toolBar", "Main toolbar" },
-        { "fastbar", "Test toolbar" }, { "scriptbar", "Script toolbar" } };
-    for (const auto& [name, title] : titled) {
-        const auto* menu = w.findChild<QMenu*>(name);
-        const auto* bar = w.findChild<QToolBar*>(name);
-        QVERIFY2(menu || bar, qPrintable(name));
-        QCOMPARE(menu ? menu->title() : bar->windowTitle(), title);
-    }
-    for (const char* name : { "centralwidget", "splitter", "table_data", "log_list", "statusbar", "menubar" })
-        QVERIFY2(w.findChild<QWidget*>(QLatin1String(name)), name);
-    QCOMPARE(w.findChild<QTableView*>("table_data")->parent(), w.findChild<QSplitter*>("splitter"));
-}
-
-// Edit, delete and copy act on the row of the first selected index, not the lowest; without one, on nothing.
-void test_ui_window::row_actions_take_the_first_selected_row()
-{
-    window_fixture f(settings_path());
-    const QStringList names { "act_edit", "act_delete", "act_copy_status" };
-    for (const QString& name : names)
-        f.window->findChild<QAction*>(name)->trigger();
-    QVERIFY(f.seen.isEmpty());
-    for (int row : { 2, 0 })
-        f.table()->selectionModel()->select(
-            f.filter.index(row, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    for (const QString& name : names)
-        f.window->findChild<QAction*>(name)->trigger();
-    QCOMPARE(f.seen, (QStringList { "edit id-2", "delete id-2", "copy id-2" }));
-}
-
 void test_ui_window::double_click_data()
 {
-    QTest::addColumn<QString>("preset"); // common_settings, row, address, status of Behavior/taskclick; - is absent
-    QTest::addColumn<QList<int>>("hidden");
+    QTest::addColumn<QString>("preset"); // keys of Behavior/taskclick
     QTest::addColumn<int>("column");
     QTest::addColumn<QString>("expected");
-    const QList<int> none;
-    QTest::newRow("nothing stored does nothing") << "- - - -" << none << 1 << "";
-    QTest::newRow("common setting is on by default: row action edits") << "- 1 3 3" << none << 0 << "edit id-1";
-    QTest::newRow("common row action 2 runs the row's tasks") << "true 2 0 0" << none << 4 << "run 100 id-1";
-    QTest::newRow("common row action 3 updates the row") << "true 3 0 0" << none << 2 << "run 000 id-1";
-    QTest::newRow("an unknown action does nothing") << "true 7 0 0" << none << 2 << "";
-    QTest::newRow("per cell: the address cell takes address") << "false 1 2 3" << none << 0 << "run 100 id-1";
-    QTest::newRow("per cell: the status cell takes status") << "false 1 2 3" << none << 4 << "run 000 id-1";
-    QTest::newRow("per cell: column 2 always edits") << "false 3 0 0" << none << 2 << "edit id-1";
-    QTest::newRow("per cell: status 0 does nothing") << "false 1 1 0" << none << 4 << "";
-    QTest::newRow("per cell: hidden columns don't shift the status cell")
-        << "false 0 0 3" << QList<int> { 1, 2 } << 4 << "run 000 id-1";
+    const QString per_cell = "common_settings=false;row=1;address=2;status=3";
+    QTest::newRow("nothing stored does nothing") << "" << 3 << "";
+    QTest::newRow("common is the default: row action edits") << "row=1;address=3;status=3" << 0 << "edit id-1";
+    QTest::newRow("common row action 2 runs the row's tasks") << "common_settings=true;row=2" << 4 << "run 100 id-1";
+    QTest::newRow("common row action 3 updates the row") << "common_settings=true;row=3" << 3 << "run 000 id-1";
+    QTest::newRow("per cell: the address cell takes address") << per_cell << 0 << "run 100 id-1";
+    QTest::newRow("per cell: the status cell takes status") << per_cell << 4 << "run 000 id-1";
+    QTest::newRow("per cell: other columns always edit") << "common_settings=false;row=3" << 3 << "edit id-1";
 }
 
+// Serial and MAC are hidden: the cells are known by their source column, not their place.
 void test_ui_window::double_click()
 {
     QFETCH(QString, preset);
-    QFETCH(QList<int>, hidden);
     QFETCH(int, column);
     QFETCH(QString, expected);
-    const QStringList keys { "common_settings", "row", "address", "status" }, values = preset.split(' ');
-    QStringList entries;
-    for (int i = 0; i < 4; ++i) {
-        if (values[i] != QLatin1String("-"))
-            entries << "Behavior/taskclick/" + keys[i] + '=' + values[i];
-    }
-    window_fixture f(settings_path(), entries.join(';'));
-    f.filter.set_hidden_columns(hidden);
+    const QString group = QStringLiteral("Behavior/taskclick/");
+    window_fixture f(settings_path(), preset.isEmpty() ? preset : group + preset.replace(';', ';' + group));
+    f.filter.set_hidden_columns({ 1, 2 });
     QVERIFY(f.show());
     const QModelIndex cell = f.filter.index(1, f.filter.proxy_column(column));
     QVERIFY(cell.isValid());
-    f.table()->scrollTo(cell);
     const QPoint at = f.table()->visualRect(cell).center();
     // The view acts on a double click only over the index of the press before it, and
     // QTest's double click sends no press of its own.
@@ -218,16 +169,9 @@ void test_ui_window::column_layout_survives_a_restart()
         QCOMPARE(f.window->set_column_layout({ "nonsense:10", "other" }), 0); // nothing known: left as it was
         QCOMPARE(f.filter.hidden_columns(), (QList<int> { 1, 3 }));
         f.header()->moveSection(f.header()->visualIndex(f.filter.proxy_column(4)), 0);
-        QSignalSpy quit(f.window.get(), &main_window::quit);
         QVERIFY(f.window->close());
-        QCOMPARE(quit.count(), 1);
         f.settings.sync();
     }
-    QSettings stored(settings_path(), QSettings::IniFormat);
-    QVERIFY(!stored.value(QStringLiteral("Window/geometry")).toString().isEmpty());
-    QVERIFY(!stored.value(QStringLiteral("Window/state")).toString().isEmpty());
-    QVERIFY(column_layout::from_value(stored.value(QStringLiteral("Window/columns"))).has_value());
-
     window_fixture g(settings_path());
     QVERIFY(g.show());
     QCOMPARE(g.filter.hidden_columns(), (QList<int> { 1, 3 }));
@@ -244,15 +188,12 @@ void test_ui_window::stored_layout_data()
     QTest::addColumn<bool>("collapsed");
     QTest::newRow("nothing stored: default columns, the pane as built") << "" << false;
     QTest::newRow("columns: text that isn't JSON") << "Window/columns={not json" << false;
-    QTest::newRow("columns: a JSON array") << "Window/columns=[1,2,3]" << false;
-    QTest::newRow("columns: a document without order") << R"(Window/columns={"fields":[{"id":1,"width":40}]})" << false;
-    QTest::newRow("columns: a document without fields") << R"(Window/columns={"order":"00"})" << false;
+    QTest::newRow("columns: a document without order")
+        << R"(Window/columns={"fields":[{"id":1,"width":40}]})" << false;
     QTest::newRow("log: garbage leaves the pane as built") << "Window/log/position=abc,def" << false;
-    QTest::newRow("log: a single number leaves the pane as built") << "Window/log/position=300" << false;
     QTest::newRow("log: a zero second size collapses the pane") << "Window/log/position=400,0" << true;
     QTest::newRow("log: visible false collapses the pane")
         << "Window/log/position=300,100;Window/log/visible=false" << true;
-    QTest::newRow("log: visible true keeps it open") << "Window/log/position=300,100;Window/log/visible=true" << false;
 }
 
 // A broken or missing layout leaves the default; the log pane's state is kept across a restart.
@@ -280,32 +221,21 @@ void test_ui_window::stored_layout()
 void test_ui_window::offline_and_running_action_states()
 {
     window_fixture f(settings_path());
-    const QStringList remote_local { "act_run", "act_fetch_only", "act_force_update", "act_run_tasks",
-        "act_run_tasks_2", "act_scan", "act_clear", "act_add", "act_edit", "act_delete", "act_import" };
-    const QStringList free { "act_quit", "act_about", "act_select_all", "act_errors", "act_help", "act_export",
-        "act_copy_status", "act_settings" };
+    const QStringList actions { "act_run", "act_fetch_only", "act_force_update", "act_run_tasks", "act_run_tasks_2",
+        "act_scan", "act_clear", "act_add", "act_edit", "act_delete", "act_import", "act_quit", "act_select_all",
+        "act_errors", "act_export", "act_copy_status", "act_settings" };
     const auto* label = f.window->findChild<QLabel*>("l_status");
-    QVERIFY(label->text().isEmpty());
     f.window->set_offline(true);
     QCOMPARE(label->text(), QStringLiteral("<img style='vertical-align: middle;' src=':/icn/offline'> Offline mode"));
-    QCOMPARE(f.enabled(remote_local),
-        QStringLiteral("000"
-                       "11111111"));
+    QCOMPARE(f.enabled(actions), QString("000" "11111111" "111111"));
+    f.window->set_running(true);
+    QCOMPARE(f.enabled(actions), QString("000" "00000000" "111111"));
+    // A run ending while offline leaves the remote actions greyed.
+    f.window->set_running(false);
+    QCOMPARE(f.enabled(actions), QString("000" "11111111" "111111"));
     f.window->set_offline(false);
     QVERIFY(label->text().isEmpty());
-    QCOMPARE(f.enabled(remote_local), QString(11, '1'));
-
-    f.window->set_running(true);
-    QCOMPARE(f.enabled(remote_local + free), QString(11, '0') + QString(8, '1'));
-    f.window->set_running(false);
-    QCOMPARE(f.enabled(remote_local), QString(11, '1'));
-    // A run ending while offline leaves the remote actions greyed.
-    f.window->set_offline(true);
-    f.window->set_running(true);
-    f.window->set_running(false);
-    QCOMPARE(f.enabled(remote_local),
-        QStringLiteral("000"
-                       "11111111"));
+    QCOMPARE(f.enabled(actions), QString(17, '1'));
 }
 
 void test_ui_window::status_delegate_bars_data()
@@ -314,15 +244,9 @@ void test_ui_window::status_delegate_bars_data()
     QTest::addColumn<int>("progress"); // -1: no bar
     QTest::newRow("uploading with a percentage") << "Uploading: 42%" << 42;
     QTest::newRow("the Russian translation") << QString::fromUtf8("Передача: 7%") << 7;
-    QTest::newRow("zero percent") << "Upgrading: 0%" << 0;
-    QTest::newRow("a full hundred") << "Upgrading: 100%" << 100;
-    QTest::newRow("a space before the sign") << "Uploading: 7 %" << 7;
     QTest::newRow("plain text") << "Checking updates..." << -1;
-    QTest::newRow("empty text") << "" << -1;
     QTest::newRow("a percentage not at the end") << "50% done" << -1;
-    QTest::newRow("a sign without a number") << "Uploading: %" << -1;
     QTest::newRow("past a hundred") << "Uploading: 250%" << -1;
-    QTest::newRow("a long number is not a percentage") << "Code 1042%" << -1;
 }
 
 void test_ui_window::status_delegate_bars()
@@ -340,10 +264,7 @@ void test_ui_window::status_delegate_bars()
     style.bars.clear();
     f.table()->viewport()->grab();
     f.table()->setStyle(nullptr);
-    QList<QPair<int, QString>> expected;
-    if (progress >= 0)
-        expected.append({ progress, text });
-    QCOMPARE(style.bars, expected);
+    QCOMPARE(style.bars, (progress < 0 ? bar_list() : bar_list { { progress, text } }));
 }
 
 void test_ui_window::task_edit_add_data()
@@ -353,15 +274,8 @@ void test_ui_window::task_edit_add_data()
     QTest::addColumn<QString>("range"); // first and last; empty: no range
     QTest::addColumn<int>("count"); // 0: nothing is added and the dialog stays
     QTest::newRow(".250 and 10 devices stop at .255") << "10.0.0.250" << 10 << "10.0.0.250 — 10.0.0.255" << 6;
-    QTest::newRow("a range inside the octet") << "10.0.0.1" << 3 << "10.0.0.1 — 10.0.0.3" << 3;
-    QTest::newRow("one device is its own range") << "10.0.0.9" << 1 << "10.0.0.9 — 10.0.0.9" << 1;
-    QTest::newRow("starting at .255 gives one") << "10.0.0.255" << 4 << "10.0.0.255 — 10.0.0.255" << 1;
     QTest::newRow("a leading zero is decimal, not octal") << "10.0.0.010" << 2 << "10.0.0.10 — 10.0.0.11" << 2;
-    QTest::newRow("two points are invalid") << "10.0.1" << 2 << QString() << 0;
-    QTest::newRow("words are invalid") << "abc.def.ghi.jkl" << 2 << QString() << 0;
     QTest::newRow("an octet past 255 is invalid") << "10.0.0.256" << 2 << QString() << 0;
-    QTest::newRow("an IPv6 form with three points is invalid") << "::ffff:1.2.3.4" << 2 << QString() << 0;
-    QTest::newRow("empty is invalid") << QString() << 2 << QString() << 0;
     QTest::newRow("single mode shows no range and adds the host as typed") << "cam.local" << 0 << QString() << 1;
 }
 
@@ -415,7 +329,6 @@ void test_ui_window::task_edit_encrypted_password_data()
     QTest::addColumn<QString>("password");
     QTest::newRow("encrypted and untouched is kept with its flag") << true << QString() << true << "U2FsdGVk:c2VhbGVk";
     QTest::newRow("encrypted then typed over takes the text") << true << "fresh" << false << "fresh";
-    QTest::newRow("a clear password shows and stays clear") << false << QString() << false << "U2FsdGVk:c2VhbGVk";
     QTest::newRow("a clear password typed on is extended") << false << "9" << false << "U2FsdGVk:c2VhbGVk9";
 }
 
@@ -433,7 +346,6 @@ void test_ui_window::task_edit_encrypted_password()
     QCOMPARE(field->text(), encrypted ? QString() : original.password);
     QCOMPARE(field->placeholderText(), encrypted ? QStringLiteral("Encrypted") : QString());
     QCOMPARE(dialog.password_kept(), encrypted);
-    QVERIFY(!dialog.findChild<QRadioButton*>("o_add_multi")->isVisibleTo(&dialog));
     QSignalSpy edited(&dialog, &task_edit::edited);
     QSignalSpy added(&dialog, &task_edit::added);
     if (!typed.isEmpty()) {
