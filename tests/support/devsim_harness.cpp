@@ -179,11 +179,6 @@ QJsonObject devsim_harness::state(int device)
     return device_command(QStringLiteral("get_state"), device).value("state").toObject();
 }
 
-bool devsim_harness::set_state(int device, const QJsonObject& changes)
-{
-    return device_command(QStringLiteral("set_state"), device, { { "state", changes } }).value("ok").toBool();
-}
-
 QJsonObject devsim_harness::faults(int device)
 {
     return device_command(QStringLiteral("get_faults"), device).value("faults").toObject();

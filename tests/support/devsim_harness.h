@@ -49,7 +49,6 @@ public:
     QJsonArray requests(int device, bool clear = false);
     QJsonArray requests_of(int device, int message_id);
     QJsonObject state(int device);
-    bool set_state(int device, const QJsonObject& changes);
     QJsonObject faults(int device);
     // Changes the named faults; the others stay.
     bool set_faults(int device, const QJsonObject& faults);

@@ -135,18 +135,3 @@ bool svcsim_harness::clear_faults(const QString& serial)
 {
     return command(for_serial({ { "cmd", "clear_faults" } }, serial)).value("ok").toBool();
 }
-
-bool svcsim_harness::set_verdict(const QString& serial, const QJsonObject& entry)
-{
-    QJsonObject cmd = entry;
-    cmd.insert("cmd", "set_verdict");
-    return command(for_serial(cmd, serial)).value("ok").toBool();
-}
-
-bool svcsim_harness::set_default_verdict(const QJsonObject& entry)
-{
-    QJsonObject cmd = entry;
-    cmd.insert("cmd", "set_verdict");
-    cmd.insert("default", true);
-    return command(cmd).value("ok").toBool();
-}

@@ -49,9 +49,6 @@ public:
     // for all with an empty serial; an empty fault removes it.
     bool set_fault(const QString& kind, const QJsonObject& fault, const QString& serial = {});
     bool clear_faults(const QString& serial = {});
-    // Replaces a serial's entry: {"verdict": ..., "offers": [...]} or {"error": n}.
-    bool set_verdict(const QString& serial, const QJsonObject& entry);
-    bool set_default_verdict(const QJsonObject& entry);
 
 protected:
     QIODevice* channel() override;
