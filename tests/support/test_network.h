@@ -17,7 +17,7 @@ class test_network final : public QObject
     Q_OBJECT
 public:
     explicit test_network(QObject* parent = nullptr);
-    ~test_network() override;
+    ~test_network() override { tear_down(); }
     Q_DISABLE_COPY_MOVE(test_network)
 
     // Whether namespaces can be made here; why not otherwise.
@@ -28,8 +28,8 @@ public:
     void tear_down();
     const QString& error() const { return m_error; }
 
-    QString program_namespace() const;
-    QString device_namespace(int index = 0) const;
+    QString program_namespace() const { return m_prefix + QStringLiteral("prog"); }
+    QString device_namespace(int index = 0) const { return m_prefix + QStringLiteral("dev%1").arg(index); }
     // Device `device` of device namespace `index`: from 10.213.(16 * (index + 1)).1 on.
     static QHostAddress device_address(int index, int device);
     // More addresses (/16) on a namespace's interface, e.g. where a device is to move.
@@ -63,7 +63,6 @@ private:
 
     QString m_prefix;
     QStringList m_namespaces; // bridge first
-    int m_device_namespaces = 0;
     QString m_error;
 };
 
