@@ -109,15 +109,13 @@ struct fixture
     {
         QDeadlineTimer deadline(timeout_ms);
         for (int i = 0; i < devices.count(); ++i) {
-            for (;;) {
+            const auto up = [&] {
                 QTcpSocket probe;
                 probe.connectToHost(devices.address(i), devices.port(i));
-                if (probe.waitForConnected(200))
-                    break;
-                if (deadline.hasExpired())
-                    return false;
-                QTest::qWait(50);
-            }
+                return probe.waitForConnected(200);
+            };
+            if (!QTest::qWaitFor(up, int(deadline.remainingTime())))
+                return false;
         }
         return true;
     }
