@@ -1,7 +1,6 @@
 #include "tests/support/fleet_fixture.h"
 #include "tests/support/test_network.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QtEndian>
 #include <QtTest>
@@ -33,21 +32,12 @@ QList<QJsonObject> broadcasts_for(devsim_harness& sim, int device)
     return out;
 }
 
-// Where the devices are, for the run inside.
-QJsonObject whereabouts(devsim_harness& sim)
-{
-    QJsonArray devices;
-    for (int i = 0; i < sim.count(); ++i)
-        devices.append(QJsonObject { { "address", sim.address(i).toString() }, { "port", sim.port(i) } });
-    return { { "devices", devices } };
-}
-
-// Inside: a core with a row added by hand for each device.
-void add_rows(fixture& f)
+// Inside: a core with a row added by hand for each device where start_devices put it.
+void add_rows(fixture& f, int count)
 {
     f.make_core();
-    for (const QJsonValue& d : test_network::inside_arguments().value("devices").toArray())
-        f.idents << f.add_row(d.toObject().value("address").toString(), quint16(d.toObject().value("port").toInt()));
+    for (int i = 0; i < count; ++i)
+        f.idents << f.add_row(test_network::device_address(0, i).toString(), endpoint::default_port);
 }
 
 } // namespace
@@ -105,9 +95,9 @@ void test_core_network::broadcast_changes()
             QCOMPARE(f.c->task_manager().lines().size(), 1);
             f.idents << f.c->task_manager().lines().constFirst();
         } else {
-            add_rows(f);
+            add_rows(f, 1);
         }
-        const QString address = test_network::inside_arguments().value("devices")[0]["address"].toString();
+        const QString address = test_network::device_address(0, 0).toString();
         QCOMPARE(f.endpoint_of(f.idents[0]).host, address);
         f.c->run_on_selection(task, args);
         QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 15000);
@@ -125,7 +115,7 @@ void test_core_network::broadcast_changes()
     QVERIFY2(
         net.add_addresses(net.device_namespace(), { test_network::device_address(0, 100) }), qPrintable(net.error()));
     const QJsonObject before = sim.state(0).value("net").toObject();
-    RUN_INSIDE(net, whereabouts(sim));
+    RUN_INSIDE(net, QJsonObject {});
 
     const QList<QJsonObject> broadcasts = broadcasts_for(sim, 0);
     QCOMPARE(broadcasts.size(), sent.isEmpty() ? 0 : 1);
@@ -152,7 +142,7 @@ void test_core_network::assign_addresses_one_device_at_a_time()
 {
     if (!test_network::inside().isEmpty()) {
         fixture f;
-        add_rows(f);
+        add_rows(f, 3);
         f.c->assign_addresses(77, 10);
         QTRY_COMPARE_WITH_TIMEOUT(f.ended, 3, 60000);
         QCOMPARE(f.peak, 1);
@@ -173,7 +163,7 @@ void test_core_network::assign_addresses_one_device_at_a_time()
     for (int i = 0; i < 3; ++i)
         targets << QHostAddress(QStringLiteral("192.168.77.%1").arg(10 + i));
     QVERIFY2(net.add_addresses(net.device_namespace(), targets), qPrintable(net.error()));
-    RUN_INSIDE(net, whereabouts(sim));
+    RUN_INSIDE(net, QJsonObject {});
 
     QSet<QString> given;
     for (int i = 0; i < 3; ++i) {

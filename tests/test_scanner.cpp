@@ -10,33 +10,16 @@
 
 #include <memory>
 
-// Scans over many devices run through the core, in test_core_scan.
+// Scans over many devices, and the ports written with leading zeros, run through the core in test_core_scan.
 class test_scanner : public QObject
 {
     Q_OBJECT
 private slots:
-    void repair_numbers_data();
-    void repair_numbers();
     void parse_device_data();
     void parse_device();
     void single_pass_skips_what_it_cannot_use_data();
     void single_pass_skips_what_it_cannot_use();
 };
-
-void test_scanner::repair_numbers_data()
-{
-    QTest::addColumn<QString>("in");
-    QTest::addColumn<QString>("out");
-    QTest::newRow("leading zero") << R"({"TCPPort": 034567, "X": 1})" << R"({"TCPPort": 34567, "X": 1})";
-    QTest::newRow("all zeros") << R"({"A": 000,)" << R"({"A": 0,)";
-    QTest::newRow("text is not touched") << R"({"A": "0042",)" << R"({"A": "0042",)";
-}
-
-void test_scanner::repair_numbers()
-{
-    QFETCH(QString, in);
-    QTEST(scanner::repair_numbers(in), "out");
-}
 
 void test_scanner::parse_device_data()
 {
