@@ -114,7 +114,6 @@ void test_core_devices::operations_reach_the_device()
                                     { "net", QJsonObject { { "TransferPlan", "Quality" } } } }),
         qPrintable(f.devices.error()));
     f.make_core();
-    const QString address = f.devices.address(0).toString();
     f.c->run_on_selection(task, args, chained ? core::chained_reboot() : core::follow_up());
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
 
@@ -129,8 +128,7 @@ void test_core_devices::operations_reach_the_device()
     QTEST(f.devices.requests_of(0, 1040).size(), "set_requests");
     const bool cancelled = chained && !f.result(0).ok;
     QCOMPARE(f.log_text().contains("Canceling tasks: reboot"), cancelled);
-    QCOMPARE(f.log_text().contains("Tasks canceled 1/1"), cancelled);
-    QCOMPARE(f.endpoint_of(f.idents[0]).host, host.isEmpty() ? address : host);
+    QCOMPARE(f.endpoint_of(f.idents[0]).host, host.isEmpty() ? f.devices.address(0).toString() : host);
     if (!host.isEmpty())
         QCOMPARE(f.line(f.idents[0])->get(tasks::keys::device).value<device>().ip, host);
 }

@@ -10,47 +10,14 @@
 
 #include <memory>
 
-// Scans over many devices, and the ports written with leading zeros, run through the core in test_core_scan.
+// Scans over many devices, of every kind of reply they make, run through the core in test_core_scan.
 class test_scanner : public QObject
 {
     Q_OBJECT
 private slots:
-    void parse_device_data();
-    void parse_device();
     void single_pass_skips_what_it_cannot_use_data();
     void single_pass_skips_what_it_cannot_use();
 };
-
-void test_scanner::parse_device_data()
-{
-    QTest::addColumn<QString>("json");
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<QString>("mac");
-    QTest::addColumn<QString>("user");
-
-    const QString common = R"({"NetWork.NetCommon":{"HostIP":"0x0A01A8C0","TCPPort":34567,%1}})";
-    QTest::newRow("empty user is admin, no password") << common.arg(R"("MAC":"00:12:31:ab:cd:ef","Username":"")")
-                                                      << true << "00:12:31:ab:cd:ef" << "admin";
-    QTest::newRow("16-character MAC gives zeros")
-        << common.arg(R"("MAC":"00:12:31:ab:cd:e")") << true << "00:00:00:00:00:00" << "admin";
-    QTest::newRow("empty") << "" << false << "" << "";
-}
-
-void test_scanner::parse_device()
-{
-    QFETCH(QString, json);
-    QFETCH(bool, ok);
-    scanner s;
-    device d;
-    QCOMPARE(s.parse_device(json, d), ok);
-    if (!ok)
-        return;
-    QTEST(d.address.text(), "mac");
-    QTEST(d.user, "user");
-    QVERIFY(d.password.isEmpty() && !d.password_is_hash);
-    QCOMPARE(int(d.port), 34567);
-    QCOMPARE(d.net.HostIP, 0xC0A8010Au);
-}
 
 void test_scanner::single_pass_skips_what_it_cannot_use_data()
 {

@@ -21,10 +21,7 @@ const QString inside_variable = QStringLiteral("ORVANE_TEST_NETNS");
 const QString arguments_variable = QStringLiteral("ORVANE_TEST_ARGS");
 const QString isolated_variable = QStringLiteral("ORVANE_TEST_ISOLATED");
 
-quint32 base_v4()
-{
-    return QHostAddress(QStringLiteral("10.213.0.0")).toIPv4Address();
-}
+constexpr quint32 base_v4 = (10u << 24) | (213u << 16);
 
 QStringList words(const QString& text)
 {
@@ -151,7 +148,7 @@ bool test_network::build(int device_namespaces)
     good = good && ip(words(QStringLiteral("-n %1 link add br0 type bridge").arg(br)))
         && ip(words(QStringLiteral("-n %1 link set br0 up").arg(br)));
     for (int i = 0; good && i < ends.size(); ++i) {
-        const QString address = QHostAddress(base_v4() + 1 + quint32(i)).toString(); // the program's is .1
+        const QString address = QHostAddress(base_v4 + 1 + quint32(i)).toString(); // the program's is .1
         // The bridge's end first, its peer made straight into the end's namespace.
         for (QString command : { QStringLiteral("-n BR link add vI type veth peer name eth0 netns NS"),
                  QStringLiteral("-n BR link set vI master br0 up"), QStringLiteral("-n NS link set lo up"),
@@ -185,7 +182,7 @@ void test_network::tear_down()
 
 QHostAddress test_network::device_address(int index, int device)
 {
-    return QHostAddress(base_v4() + (quint32(16 * (index + 1)) << 8) + 1 + quint32(device));
+    return QHostAddress(base_v4 + (quint32(16 * (index + 1)) << 8) + 1 + quint32(device));
 }
 
 bool test_network::add_addresses(const QString& ns, const QList<QHostAddress>& addresses)
