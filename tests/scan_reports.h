@@ -18,7 +18,6 @@ public:
         device dev;
         qint64 ms = 0;
     };
-    using lost_report = found_report;
 
     explicit scan_reports(scanner& s)
     {
@@ -28,7 +27,7 @@ public:
             record(m_found, found_report { address, dev, m_clock.elapsed() }, after_found);
         }, Qt::DirectConnection);
         QObject::connect(&s, &scanner::device_lost, &m_context, [this](const mac& address) {
-            record(m_lost, lost_report { address, device(), m_clock.elapsed() }, after_lost);
+            record(m_lost, found_report { address, device(), m_clock.elapsed() }, after_lost);
         }, Qt::DirectConnection);
         QObject::connect(&s, &scanner::done, &m_context, [this](bool interrupted) {
             QMutexLocker lock(&m_mutex);
@@ -39,7 +38,7 @@ public:
     Q_DISABLE_COPY_MOVE(scan_reports)
 
     QList<found_report> found() const { return locked(m_found); }
-    QList<lost_report> lost() const { return locked(m_lost); }
+    QList<found_report> lost() const { return locked(m_lost); }
     // The interrupted flag of every done, in order.
     QList<bool> done() const { return locked(m_done); }
     qint64 done_ms() const { return locked(m_done_ms); }
@@ -68,7 +67,7 @@ private:
     QElapsedTimer m_clock;
     mutable QMutex m_mutex; // guards the reports below
     QList<found_report> m_found;
-    QList<lost_report> m_lost;
+    QList<found_report> m_lost;
     QList<bool> m_done;
     qint64 m_done_ms = -1;
     QObject m_context; // last, so that the connections end first

@@ -1,8 +1,6 @@
 #include "tests/support/fleet_fixture.h"
 #include "tests/support/test_network.h"
 
-#include <QJsonDocument>
-#include <QtEndian>
 #include <QtTest>
 
 // Network changes by broadcast, driven through the core. Each test starts the devices in a namespace network and
@@ -76,8 +74,9 @@ void test_core_network::broadcast_changes_data()
         << QJsonObject { { "HostIP", own }, { "Submask", "0x0000FFFF" } } << "Done";
     QTest::newRow("NETIP TCP port") << true << tasks::names::change_port << tcp_port << net_24
                                     << QJsonObject { { "TCPPort", 34600 }, { "HostIP", own } } << "Done";
-    QTest::newRow("a row with no MAC broadcasts nothing") << false << tasks::names::change_port << tcp_port << net_24
-                                                          << QJsonObject {} << "Error 8: Can't change the device's port";
+    QTest::newRow("a row with no MAC broadcasts nothing")
+        << false << tasks::names::change_port << tcp_port << net_24 << QJsonObject {}
+        << "Error 8: Can't change the device's port";
 }
 
 void test_core_network::broadcast_changes()
@@ -165,19 +164,16 @@ void test_core_network::assign_addresses_one_device_at_a_time()
     QVERIFY2(net.add_addresses(net.device_namespace(), targets), qPrintable(net.error()));
     RUN_INSIDE(net, QJsonObject {});
 
-    QSet<QString> given;
     for (int i = 0; i < 3; ++i) {
         const QList<QJsonObject> broadcasts = broadcasts_for(sim, i);
         QCOMPARE(broadcasts.size(), 1);
         const QString host_ip = broadcasts.at(0).value("HostIP").toString();
         const QHostAddress address(qbswap(host_ip.toUInt(nullptr, 16)));
         QVERIFY2(targets.contains(address), qPrintable(host_ip));
-        given.insert(host_ip);
         // The mask of the options, /24, as the device reads it.
         QCOMPARE(broadcasts.at(0).value("Submask").toString(), QStringLiteral("0x00FFFFFF"));
         QCOMPARE(sim.address(i), address);
     }
-    QCOMPARE(given.size(), 3);
     // Identify, change, await: one device after the other over TCP, never two at once.
     const auto busy = busy_spans(sim);
     QCOMPARE(busy.size(), 3);

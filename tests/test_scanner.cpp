@@ -4,8 +4,6 @@
 #include "support/test_network.h"
 #include "tests/scan_reports.h"
 
-#include <QJsonArray>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <memory>
@@ -36,9 +34,6 @@ void test_scanner::single_pass_skips_what_it_cannot_use_data()
                                                     << 2;
     QTest::newRow("a reply that isn't JSON") << with_body("{\"NetWork.NetCommon\":" + QString(120, 'a')) << 3 << 2
                                              << "JSON assignment failed" << 1;
-    const QJsonObject twin { { "mac", "02:4f:56:aa:bb:cc" } };
-    QTest::newRow("two replies from one MAC count once")
-        << QJsonArray { twin, twin, QJsonObject {} } << 3 << 2 << "Новое устройство" << 2;
     QTest::newRow("nobody answers: only the own broadcast comes back")
         << QJsonArray { QJsonObject { { "faults", QJsonObject { { "silent_at", QJsonArray { 1530 } } } } } } << 0 << 0
         << too_short << 1;

@@ -2,12 +2,8 @@
 #include "tests/support/netip_wire.h"
 #include "tests/support/test_network.h"
 
-#include <QElapsedTimer>
-#include <QJsonArray>
 #include <QNetworkDatagram>
-#include <QTimer>
 #include <QUdpSocket>
-#include <QtEndian>
 #include <QtTest>
 
 #include <cstring>

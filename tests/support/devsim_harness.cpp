@@ -20,11 +20,10 @@ bool devsim_harness::start(int count, const QJsonObject& defaults, const QJsonAr
     }
     QJsonObject config { { "count", count }, { "defaults", defaults }, { "devices", devices } };
     const bool fixed = !m_base.isNull();
+    auto* random = QRandomGenerator::global();
     for (int i = 0; i < (fixed ? 1 : block_tries); ++i) {
-        auto* random = QRandomGenerator::global();
-        config.insert("base",
-            fixed ? m_base.toString()
-                  : QStringLiteral("127.%1.%2.2").arg(random->bounded(1, 255)).arg(random->bounded(0, 255)));
+        const QString block = QStringLiteral("127.%1.%2.2").arg(random->bounded(1, 255)).arg(random->bounded(0, 255));
+        config.insert("base", fixed ? m_base.toString() : block);
         const attempt a = start_once(config, timeout_ms);
         if (a == attempt::ready)
             m_count = count;
@@ -61,7 +60,9 @@ devsim_harness::attempt devsim_harness::start_once(const QJsonObject& config, in
         m_control.connectToHost(QHostAddress::LocalHost, quint16(m.captured(1).toUInt()));
     else
         m_local_control.connectToServer(control_socket());
-    if (!(m_namespace.isEmpty() ? m_control.waitForConnected(timeout_ms) : m_local_control.waitForConnected(timeout_ms))) {
+    const bool connected = m_namespace.isEmpty() ? m_control.waitForConnected(timeout_ms)
+                                                 : m_local_control.waitForConnected(timeout_ms);
+    if (!connected) {
         m_error = QStringLiteral("control channel: %1").arg(m_channel->errorString());
         kill_process();
         return attempt::failed;

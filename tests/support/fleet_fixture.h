@@ -138,7 +138,7 @@ struct fixture
     }
     tasks::common_data result(int i) const { return result(idents[i]); }
     std::shared_ptr<tasks::line> line(const QString& ident) const { return c->task_manager().find(ident); }
-    endpoint endpoint_of(const QString& ident) const { return line(ident)->get(tasks::keys::endpoint).value<endpoint>(); }
+    endpoint endpoint_of(const QString& i) const { return line(i)->get(tasks::keys::endpoint).value<endpoint>(); }
 
     QString log_text() const
     {

@@ -8,9 +8,8 @@
 #include <QProcess>
 #include <QRegularExpression>
 
-// What both simulator harnesses share: the process and its standard error, the wait for its "ready" line, and a
-// control channel that answers each command with one JSON line. The binaries are found through ORVANE_TOOLS_DIR.
-// Every wait is bounded.
+// What both simulator harnesses share: the process, the wait for its "ready" line, and a control channel that
+// answers each command with one JSON line. Binaries are found through ORVANE_TOOLS_DIR; every wait is bounded.
 class sim_process
 {
 public:
@@ -54,7 +53,7 @@ public:
         const QJsonObject answer = channel() && ch->canReadLine() ? QJsonDocument::fromJson(ch->readLine()).object()
                                                                   : QJsonObject { { "ok", false } };
         if (!answer.value("ok").toBool())
-            m_error = answer.value("error").toString(QStringLiteral("no answer to %1").arg(cmd.value("cmd").toString()));
+            m_error = answer.value("error").toString("no answer to " + cmd.value("cmd").toString());
         return answer;
     }
 
@@ -100,7 +99,7 @@ protected:
                 if (m.hasMatch())
                     return m;
             } else if (m_process.state() == QProcess::NotRunning) {
-                m_error = QStringLiteral("simulator ended before it was ready (%1): %2").arg(m_process.errorString(), log());
+                m_error = QStringLiteral("simulator ended before ready (%1): %2").arg(m_process.errorString(), log());
                 return {};
             } else {
                 m_process.waitForReadyRead(50);

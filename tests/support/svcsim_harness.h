@@ -59,9 +59,8 @@ public:
     // serial; an empty fault removes it.
     bool set_fault(const QString& kind, const QJsonObject& fault, const QString& serial = {})
     {
-        return command(for_serial({ { "cmd", "set_fault" }, { "kind", kind }, { "fault", fault } }, serial))
-            .value("ok")
-            .toBool();
+        const QJsonObject cmd { { "cmd", "set_fault" }, { "kind", kind }, { "fault", fault } };
+        return command(for_serial(cmd, serial)).value("ok").toBool();
     }
     bool clear_faults(const QString& serial = {})
     {

@@ -47,7 +47,7 @@ int run_to_end(const QString& program, const QStringList& args, QString* output 
     if (output) {
         *output = QString::fromUtf8(p.readAll()).trimmed();
         if (!finished)
-            *output += QStringLiteral("\n(%1 didn't end in %2 ms: %3)").arg(program).arg(timeout_ms).arg(p.errorString());
+            *output += QStringLiteral("\n(%1 outlasted %2 ms: %3)").arg(program).arg(timeout_ms).arg(p.errorString());
     }
     return finished && p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
 }
@@ -150,11 +150,10 @@ bool test_network::build(int device_namespaces)
     for (int i = 0; good && i < ends.size(); ++i) {
         const QString address = QHostAddress(base_v4 + 1 + quint32(i)).toString(); // the program's is .1
         // The bridge's end first, its peer made straight into the end's namespace.
-        for (QString command : { QStringLiteral("-n BR link add vI type veth peer name eth0 netns NS"),
-                 QStringLiteral("-n BR link set vI master br0 up"), QStringLiteral("-n NS link set lo up"),
-                 QStringLiteral("-n NS addr add ADDR/16 broadcast + dev eth0"), QStringLiteral("-n NS link set eth0 up"),
-                 QStringLiteral("-n NS route add default dev eth0"),
-                 QStringLiteral("-n NS route add broadcast 255.255.255.255 dev eth0 src ADDR") }) {
+        for (QString command : QStringList { "-n BR link add vI type veth peer name eth0 netns NS",
+                 "-n BR link set vI master br0 up", "-n NS link set lo up",
+                 "-n NS addr add ADDR/16 broadcast + dev eth0", "-n NS link set eth0 up",
+                 "-n NS route add default dev eth0", "-n NS route add broadcast 255.255.255.255 dev eth0 src ADDR" }) {
             command.replace(QLatin1String("BR"), br).replace(QLatin1String("NS"), ends.at(i));
             command.replace(QLatin1String("vI"), QStringLiteral("v%1").arg(i)).replace(QLatin1String("ADDR"), address);
             if (!(good = ip(words(command))))
@@ -198,7 +197,8 @@ bool test_network::run(
     const QString& ns, const QString& program, const QStringList& args, QString* output, int timeout_ms)
 {
     QString text;
-    const int code = run_to_end(QStringLiteral("ip"), QStringList { "netns", "exec", ns, program } + args, &text, timeout_ms);
+    const QStringList exec { "netns", "exec", ns, program };
+    const int code = run_to_end(QStringLiteral("ip"), exec + args, &text, timeout_ms);
     if (output)
         *output = text;
     if (code != 0)
