@@ -1,15 +1,10 @@
 #include "tests/support/fleet_fixture.h"
 #include "tests/support/test_network.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QtEndian>
 #include <QtTest>
 
-// Network changes by broadcast, driven through the core as menus and scripts drive them.
-// Each test starts the simulated devices in a namespace network and runs itself again in
-// the program's namespace, where the core works; the outer run reads back what the
-// devices received.
+// Network changes by broadcast, driven through the core. Each test starts the devices in a namespace network and
+// runs itself again in the program's namespace, where the core works; the outer run reads what the devices got.
 
 using namespace fleet;
 
@@ -27,8 +22,7 @@ QList<QJsonObject> broadcasts_for(devsim_harness& sim, int device)
     const QString mac = sim.state(device).value("mac").toString();
     QList<QJsonObject> out;
     for (const QJsonValue& r : sim.requests_of(device, 1532)) {
-        QString text = r.toObject().value("body").toString();
-        text.truncate(text.indexOf(QChar(0)) < 0 ? text.size() : text.indexOf(QChar(0)));
+        const QString text = r.toObject().value("body").toString().section(QChar(0), 0, 0);
         const QJsonObject body = QJsonDocument::fromJson(text.trimmed().toUtf8()).object();
         if (body.value("DvrMac").toString().compare(mac, Qt::CaseInsensitive) == 0)
             out << body;
@@ -36,19 +30,12 @@ QList<QJsonObject> broadcasts_for(devsim_harness& sim, int device)
     return out;
 }
 
-// Runs the current test again inside the program's namespace, telling it where the devices are.
-bool run_inside(test_network& net, devsim_harness& sim, QString* output)
+// Inside: a core with a row added by hand for each device where start_devices put it.
+void add_rows(fixture& f, int count)
 {
-    QJsonArray devices;
-    for (int i = 0; i < sim.count(); ++i)
-        devices.append(QJsonObject { { "address", sim.address(i).toString() }, { "port", sim.port(i) } });
-    return net.run_self(net.program_namespace(), QTest::currentTestFunction(), QTest::currentDataTag(),
-        { { "devices", devices } }, output, 90000);
-}
-
-QJsonArray inside_devices()
-{
-    return test_network::inside_arguments().value("devices").toArray();
+    f.make_core();
+    for (int i = 0; i < count; ++i)
+        f.idents << f.add_row(test_network::device_address(0, i).toString(), endpoint::default_port);
 }
 
 } // namespace
@@ -65,45 +52,31 @@ private slots:
 void test_core_network::broadcast_changes_data()
 {
     QTest::addColumn<bool>("discovered"); // else added by hand and never identified
-    QTest::addColumn<QString>("user"); // the row's user after an edit; empty: as discovered
     QTest::addColumn<QString>("task");
     QTest::addColumn<QVariantMap>("args");
     QTest::addColumn<QJsonObject>("device_net"); // the device's record before
     QTest::addColumn<QJsonObject>("sent"); // members of the broadcast; empty: none may go out
-    QTest::addColumn<bool>("applied");
     QTest::addColumn<QString>("result");
 
     const QHostAddress moved = test_network::device_address(0, 100);
     const QString own = wire_address(test_network::device_address(0, 0));
-    const QJsonObject net_16 { { "Submask", "0x0000FFFF" } };
     const QJsonObject net_24 { { "Submask", "0x00FFFFFF" } };
-    const QVariant to_moved = QVariant::fromValue(moved);
-    const QVariant mask_24 = QVariant::fromValue(QHostAddress("255.255.255.0"));
-    const QVariantMap http { { tasks::args::type, "http" }, { tasks::args::value, 8080u } };
-    const QString refused = QStringLiteral("Error 8: Can't change the device's port");
-
+    const QVariantMap tcp_port { { tasks::args::type, "netip_tcp" }, { tasks::args::value, 34600u } };
     QTest::newRow("address with a /24 mask")
-        << true << QString() << tasks::names::change_ip
-        << QVariantMap { { tasks::args::address, to_moved }, { tasks::args::subnet, mask_24 } } << net_16
-        << QJsonObject { { "HostIP", wire_address(moved) }, { "Submask", "0x00FFFFFF" } } << true << "Done";
-    QTest::newRow("address keeps the device's mask")
-        << true << QString() << tasks::names::change_ip << QVariantMap { { tasks::args::address, to_moved } } << net_16
-        << QJsonObject { { "HostIP", wire_address(moved) }, { "Submask", "0x0000FFFF" } } << true << "Done";
+        << true << tasks::names::change_ip
+        << QVariantMap { { tasks::args::address, QVariant::fromValue(moved) },
+               { tasks::args::subnet, QVariant::fromValue(QHostAddress("255.255.255.0")) } }
+        << QJsonObject { { "Submask", "0x0000FFFF" } }
+        << QJsonObject { { "HostIP", wire_address(moved) }, { "Submask", "0x00FFFFFF" } } << "Done";
     QTest::newRow("subnet mask /16")
-        << true << QString() << tasks::names::change_subnet
+        << true << tasks::names::change_subnet
         << QVariantMap { { tasks::args::subnet, QVariant::fromValue(QHostAddress("255.255.0.0")) } } << net_24
-        << QJsonObject { { "HostIP", own }, { "Submask", "0x0000FFFF" } } << true << "Done";
-    QTest::newRow("NETIP TCP port")
-        << true << QString() << tasks::names::change_port
-        << QVariantMap { { tasks::args::type, "netip_tcp" }, { tasks::args::value, 34600u } } << net_24
-        << QJsonObject { { "TCPPort", 34600 }, { "HostIP", own } } << true << "Done";
-    QTest::newRow("HTTP port") << true << QString() << tasks::names::change_port << http << net_24
-                               << QJsonObject { { "HttpPort", 8080 }, { "TCPPort", 34567 } } << true << "Done";
-    QTest::newRow("wrong user: refused") << true << "root" << tasks::names::change_port << http << net_24
-                                         << QJsonObject { { "HttpPort", 8080 }, { "Username", "root" } } << false
-                                         << refused;
+        << QJsonObject { { "HostIP", own }, { "Submask", "0x0000FFFF" } } << "Done";
+    QTest::newRow("NETIP TCP port") << true << tasks::names::change_port << tcp_port << net_24
+                                    << QJsonObject { { "TCPPort", 34600 }, { "HostIP", own } } << "Done";
     QTest::newRow("a row with no MAC broadcasts nothing")
-        << false << QString() << tasks::names::change_port << http << net_24 << QJsonObject {} << false << refused;
+        << false << tasks::names::change_port << tcp_port << net_24 << QJsonObject {}
+        << "Error 8: Can't change the device's port";
 }
 
 void test_core_network::broadcast_changes()
@@ -111,34 +84,26 @@ void test_core_network::broadcast_changes()
     QFETCH(QString, task);
     QFETCH(QVariantMap, args);
     QFETCH(QJsonObject, sent);
-    QFETCH(bool, applied);
     if (!test_network::inside().isEmpty()) {
         QFETCH(bool, discovered);
-        QFETCH(QString, user);
-        const QJsonObject device = inside_devices().at(0).toObject();
         fixture f;
-        f.make_core();
-        QString ident;
         if (discovered) {
+            f.make_core();
             QVERIFY(f.c->scan());
             QTRY_VERIFY_WITH_TIMEOUT(f.c->scan_finished(), 10000);
             QCOMPARE(f.c->task_manager().lines().size(), 1);
-            ident = f.c->task_manager().lines().constFirst();
-            QCOMPARE(f.endpoint_of(ident).host, device.value("address").toString());
+            f.idents << f.c->task_manager().lines().constFirst();
         } else {
-            ident = f.add_row(device.value("address").toString(), quint16(device.value("port").toInt()));
+            add_rows(f, 1);
         }
-        if (!user.isEmpty()) {
-            endpoint ep = f.endpoint_of(ident);
-            ep.user = user;
-            f.c->on_task_edit_edited(ident, ep);
-        }
+        const QString address = test_network::device_address(0, 0).toString();
+        QCOMPARE(f.endpoint_of(f.idents[0]).host, address);
         f.c->run_on_selection(task, args);
         QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 15000);
-        QTEST(f.result(ident).text, "result");
+        QTEST(f.result(0).text, "result");
         // The row shows the address the device was given.
         const QHostAddress given = args.value(tasks::args::address).value<QHostAddress>();
-        QCOMPARE(f.endpoint_of(ident).host, given.isNull() ? device.value("address").toString() : given.toString());
+        QCOMPARE(f.endpoint_of(f.idents[0]).host, given.isNull() ? address : given.toString());
         return;
     }
 
@@ -149,8 +114,7 @@ void test_core_network::broadcast_changes()
     QVERIFY2(
         net.add_addresses(net.device_namespace(), { test_network::device_address(0, 100) }), qPrintable(net.error()));
     const QJsonObject before = sim.state(0).value("net").toObject();
-    QString output;
-    QVERIFY2(run_inside(net, sim, &output), qPrintable(output));
+    RUN_INSIDE(net, QJsonObject {});
 
     const QList<QJsonObject> broadcasts = broadcasts_for(sim, 0);
     QCOMPARE(broadcasts.size(), sent.isEmpty() ? 0 : 1);
@@ -167,7 +131,7 @@ void test_core_network::broadcast_changes()
     // The device holds what it was sent, and listens where that says.
     const QJsonObject after = sim.state(0).value("net").toObject();
     for (const char* key : { "HostIP", "Submask", "GateWay", "HttpPort", "TCPPort", "SSLPort", "UDPPort" })
-        QVERIFY2(after.value(key) == (applied ? body : before).value(key), key);
+        QVERIFY2(after.value(key) == body.value(key), key);
     const QHostAddress listens(qbswap(after.value("HostIP").toString().toUInt(nullptr, 16)));
     QTRY_COMPARE_WITH_TIMEOUT(sim.address(0), listens, 3000);
     QTRY_COMPARE_WITH_TIMEOUT(int(sim.port(0)), after.value("TCPPort").toInt(), 3000);
@@ -177,16 +141,14 @@ void test_core_network::assign_addresses_one_device_at_a_time()
 {
     if (!test_network::inside().isEmpty()) {
         fixture f;
-        f.make_core();
-        for (const QJsonValue& d : inside_devices())
-            f.idents << f.add_row(d.toObject().value("address").toString(), quint16(d.toObject().value("port").toInt()));
+        add_rows(f, 3);
         f.c->assign_addresses(77, 10);
         QTRY_COMPARE_WITH_TIMEOUT(f.ended, 3, 60000);
         QCOMPARE(f.peak, 1);
         QSet<QString> hosts;
-        for (const QString& ident : f.idents) {
-            QCOMPARE(f.result(ident).text, QStringLiteral("Done"));
-            hosts.insert(f.endpoint_of(ident).host);
+        for (int i = 0; i < 3; ++i) {
+            QCOMPARE(f.result(i).text, QStringLiteral("Done"));
+            hosts.insert(f.endpoint_of(f.idents[i]).host);
         }
         QCOMPARE(hosts, (QSet<QString> { "192.168.77.10", "192.168.77.11", "192.168.77.12" }));
         QCOMPARE(f.log_text().count("Task await_device started"), 3);
@@ -200,35 +162,21 @@ void test_core_network::assign_addresses_one_device_at_a_time()
     for (int i = 0; i < 3; ++i)
         targets << QHostAddress(QStringLiteral("192.168.77.%1").arg(10 + i));
     QVERIFY2(net.add_addresses(net.device_namespace(), targets), qPrintable(net.error()));
-    QString output;
-    QVERIFY2(run_inside(net, sim, &output), qPrintable(output));
+    RUN_INSIDE(net, QJsonObject {});
 
-    QList<QPair<qint64, qint64>> busy; // each device's first and last request over TCP
-    QSet<QString> given;
     for (int i = 0; i < 3; ++i) {
         const QList<QJsonObject> broadcasts = broadcasts_for(sim, i);
         QCOMPARE(broadcasts.size(), 1);
         const QString host_ip = broadcasts.at(0).value("HostIP").toString();
         const QHostAddress address(qbswap(host_ip.toUInt(nullptr, 16)));
         QVERIFY2(targets.contains(address), qPrintable(host_ip));
-        given.insert(host_ip);
         // The mask of the options, /24, as the device reads it.
         QCOMPARE(broadcasts.at(0).value("Submask").toString(), QStringLiteral("0x00FFFFFF"));
         QCOMPARE(sim.address(i), address);
-
-        qint64 first = -1, last = -1;
-        for (const QJsonValue& r : sim.requests(i)) {
-            if (r.toObject().value("udp").toBool())
-                continue;
-            const qint64 t = qint64(r.toObject().value("time_ms").toDouble());
-            first = first < 0 ? t : std::min(first, t);
-            last = std::max(last, t);
-        }
-        busy << qMakePair(first, last);
     }
-    QCOMPARE(given.size(), 3);
-    // Identify, change, await: one device after the other, never two at once.
-    std::sort(busy.begin(), busy.end());
+    // Identify, change, await: one device after the other over TCP, never two at once.
+    const auto busy = busy_spans(sim);
+    QCOMPARE(busy.size(), 3);
     for (int i = 1; i < busy.size(); ++i)
         QVERIFY2(busy.at(i).first >= busy.at(i - 1).second,
             qPrintable(QStringLiteral("%1 starts before %2 ends").arg(busy.at(i).first).arg(busy.at(i - 1).second)));

@@ -6,8 +6,8 @@ using namespace fleet;
 
 namespace {
 
-// The service offers a firmware of this size to every one of `count` devices, which
-// have `defaults`; the core's run over them is started. The firmware, empty on failure.
+// The service offers a firmware of this size to `count` devices with `defaults`, and a core is made for them.
+// The firmware, empty on failure.
 QByteArray run_with_offer(fixture& f, int count, int size, const QJsonObject& defaults = {})
 {
     const QByteArray firmware = image(size, char('a' + size % 26));
@@ -49,11 +49,6 @@ void test_update_flow::one_download_serves_two_devices()
     QCOMPARE(f.service.requests("file").size(), 1);
     QCOMPARE(f.service.requests("update").size(), 2);
     QCOMPARE(f.service.requests("confirm").size(), 2);
-    const QString log = f.log_text();
-    QCOMPARE(log.count("Got data for requested version"), 1);
-    QCOMPARE(log.count("Now uploading the file"), 2);
-    QCOMPARE(log.count("Now upgrading the device"), 2);
-    QVERIFY(log.contains("Confirmed new firmware for " + f.serial(1)));
     for (int i = 0; i < 2; ++i) {
         QCOMPARE(f.result(i).text, QStringLiteral("Done upgrading"));
         QVERIFY(f.result(i).ok);
@@ -69,8 +64,6 @@ void test_update_flow::verdicts_end_the_flow_data()
     QTest::addColumn<bool>("ok");
     QTest::newRow("denied is a failure") << QJsonValue("denied") << "Denied in service" << false;
     QTest::newRow("updated") << QJsonValue("updated") << "Updates not found" << true;
-    QTest::newRow("no binding") << QJsonValue("no_binding") << "Firmwares not assigned" << true;
-    QTest::newRow("service error") << QJsonValue(QJsonObject { { "error", 11 } }) << "Execution interrupted" << false;
 }
 
 void test_update_flow::verdicts_end_the_flow()
@@ -85,7 +78,6 @@ void test_update_flow::verdicts_end_the_flow()
     QTEST(f.result(0).text, "text");
     QTEST(f.result(0).ok, "ok");
     QCOMPARE(f.service.requests("file").size(), 0);
-    QCOMPARE(f.service.requests("confirm").size(), 0);
     QCOMPARE(f.devices.state(0)["upgrades"].toInt(), 0);
 }
 
@@ -140,15 +132,10 @@ void test_update_flow::offline_mode_opens_no_socket()
         qPrintable(f.devices.error()));
     QVERIFY2(f.start_service({}), qPrintable(f.service.error()));
     const QByteArray firmware = image(40000, 'e');
-    QFile fw(f.dir.filePath("fw.bin"));
-    QVERIFY(fw.open(QIODevice::WriteOnly) && fw.write(firmware) == firmware.size());
-    fw.close();
-    QFile list(f.dir.filePath("offline_firmwares.list"));
-    QVERIFY(list.open(QIODevice::WriteOnly));
-    list.write(QStringLiteral("HI3516EV.10 %1 1 legacy\n").arg(fw.fileName()).toUtf8());
-    list.close();
+    const QString fw = f.service.add_file("fw.bin", firmware);
+    const QString list = f.service.add_file("offline_firmwares.list", ("HI3516EV.10 " + fw + " 1 legacy\n").toUtf8());
     const QString previous = QDir::currentPath();
-    QDir::setCurrent(f.dir.path());
+    QVERIFY(!list.isEmpty() && QDir::setCurrent(QFileInfo(list).absolutePath()));
     f.make_core(true);
     QDir::setCurrent(previous);
     f.c->on_window_run_list();

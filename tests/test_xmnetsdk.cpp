@@ -2,19 +2,15 @@
 #include "tests/support/netip_wire.h"
 #include "tests/support/test_network.h"
 
-#include <QElapsedTimer>
-#include <QJsonArray>
 #include <QNetworkDatagram>
-#include <QTimer>
 #include <QUdpSocket>
-#include <QtEndian>
 #include <QtTest>
 
 #include <cstring>
 #include <future>
 
-// The library's configuration by broadcast against a device played by the test, each
-// test run again in a namespace of its own (only lo), where broadcasting is harmless.
+// Configuration by broadcast against a device played by the test, each test run again in a namespace of its own
+// (only lo), where broadcasting is harmless.
 
 namespace
 {
@@ -22,28 +18,20 @@ namespace
 constexpr quint16 udp_port = 34569;
 const QString device_mac = QStringLiteral("02:4f:56:00:00:01");
 
-SDK_CONFIG_NET_COMMON_V3 record_for(const QString& mac, quint32 submask)
+// A call on a thread of its own, for a record with this MAC and mask; the other addresses as the library takes
+// them, byte-reversed.
+std::future<long> set_config(const QString& mac, quint32 submask, int wait_ms)
 {
     SDK_CONFIG_NET_COMMON_V3 r;
     std::memset(&r, 0, sizeof r);
-    std::strncpy(r.HostName, "gate", sizeof r.HostName);
-    // Addresses as the library takes them: byte-reversed.
     r.HostIP = qbswap(quint32(0xC0A8017B)); // 192.168.1.123
     r.Submask = submask;
     r.GateWay = qbswap(quint32(0xC0A80101));
     r.TCPPort = 34567;
-    r.HttpPort = 80;
-    const QByteArray mac_text = mac.toLatin1();
-    std::memcpy(r.MAC, mac_text.constData(), std::min(sizeof r.MAC, size_t(mac_text.size())));
+    std::strncpy(r.MAC, qPrintable(mac), sizeof r.MAC - 1);
     std::strncpy(r.Username, "admin", sizeof r.Username);
-    r.flags = 1;
-    return r;
-}
-
-std::future<long> set_config(SDK_CONFIG_NET_COMMON_V3 record, int wait_ms)
-{
-    return std::async(std::launch::async, [record, wait_ms]() mutable {
-        return H264_DVR_SetConfigOverNet(20, -1, reinterpret_cast<char*>(&record), sizeof record, wait_ms);
+    return std::async(std::launch::async, [r, wait_ms]() mutable {
+        return H264_DVR_SetConfigOverNet(20, -1, reinterpret_cast<char*>(&r), sizeof r, wait_ms);
     });
 }
 
@@ -111,7 +99,6 @@ private slots:
     void set_config_over_net_data();
     void set_config_over_net();
     void concurrent_calls_wait_for_each_other();
-    void port_held_elsewhere_refuses();
 };
 
 void test_xmnetsdk::set_config_over_net_data()
@@ -119,29 +106,25 @@ void test_xmnetsdk::set_config_over_net_data()
     QTest::addColumn<QString>("mac");
     QTest::addColumn<quint32>("submask"); // the record's field
     QTest::addColumn<QJsonArray>("answers"); // sent in this order for the request
-    QTest::addColumn<int>("wait_ms");
     QTest::addColumn<long>("result");
     QTest::addColumn<QString>("sent_mask"); // "Submask" on the wire; empty: nothing may be sent
 
     const QJsonArray accepted { QJsonObject { { "Ret", 100 } } };
     QTest::newRow("a /24 mask in host order goes out as the device reads it")
-        << device_mac << 0xFFFFFF00u << accepted << 1000 << 1L << "0x00FFFFFF";
-    QTest::newRow("a /16 mask already reversed") << device_mac << 0x0000FFFFu << accepted << 1000 << 1L << "0x0000FFFF";
+        << device_mac << 0xFFFFFF00u << accepted << 1L << "0x00FFFFFF";
+    QTest::newRow("a /16 mask already reversed") << device_mac << 0x0000FFFFu << accepted << 1L << "0x0000FFFF";
     QTest::newRow("a mask valid in neither order is passed on")
-        << device_mac << 0x00FF00FFu << accepted << 1000 << 1L << "0x00FF00FF";
+        << device_mac << 0x00FF00FFu << accepted << 1L << "0x00FF00FF";
     QTest::newRow("refused with 203") << device_mac << 0x00FFFFFFu << QJsonArray { QJsonObject { { "Ret", 203 } } }
-                                      << 1000 << xmnetsdk::refused_base - 203 << "0x00FFFFFF";
+                                      << xmnetsdk::refused_base - 203 << "0x00FFFFFF";
     QTest::newRow("another device's answer is passed over")
         << device_mac << 0x00FFFFFFu
         << QJsonArray { QJsonObject { { "Ret", 203 }, { "DvrMac", "02:00:00:00:00:99" } },
                QJsonObject { { "Ret", 100 }, { "DvrMac", device_mac.toUpper() } } }
-        << 1000 << 1L << "0x00FFFFFF";
-    QTest::newRow("silence: no answer") << device_mac << 0x00FFFFFFu << QJsonArray {} << 300 << xmnetsdk::no_answer
+        << 1L << "0x00FFFFFF";
+    QTest::newRow("silence: no answer") << device_mac << 0x00FFFFFFu << QJsonArray {} << xmnetsdk::no_answer
                                         << "0x00FFFFFF";
-    QTest::newRow("a negative wait doesn't wait")
-        << device_mac << 0x00FFFFFFu << QJsonArray {} << -1 << xmnetsdk::no_answer << "0x00FFFFFF";
-    QTest::newRow("no MAC: refused, nothing sent")
-        << QString() << 0x00FFFFFFu << accepted << 1000 << xmnetsdk::no_mac << QString();
+    QTest::newRow("no MAC: refused, nothing sent") << QString() << 0x00FFFFFFu << accepted << xmnetsdk::no_mac << "";
 }
 
 void test_xmnetsdk::set_config_over_net()
@@ -150,7 +133,7 @@ void test_xmnetsdk::set_config_over_net()
     QFETCH(QString, mac);
     QFETCH(quint32, submask);
     QFETCH(QJsonArray, answers);
-    QFETCH(int, wait_ms);
+    const int wait_ms = answers.isEmpty() ? 300 : 1000;
     QFETCH(long, result);
     QFETCH(QString, sent_mask);
 
@@ -159,12 +142,12 @@ void test_xmnetsdk::set_config_over_net()
     dev.answer = [answers](const QJsonObject&) { return answers; };
     QElapsedTimer timer;
     timer.start();
-    std::future<long> call = set_config(record_for(mac, submask), wait_ms);
+    std::future<long> call = set_config(mac, submask, wait_ms);
     QCOMPARE(result_of(call), result);
     const qint64 took = timer.elapsed();
     QTest::qWait(100); // for the request to reach the fake device
     if (result == xmnetsdk::no_answer)
-        QVERIFY2(took >= wait_ms - 20 && took < qMax(0, wait_ms) + 2000, qPrintable(QString::number(took)));
+        QVERIFY2(took >= wait_ms - 20 && took < wait_ms + 2000, qPrintable(QString::number(took)));
     else
         QVERIFY2(took < 1000, qPrintable(QString::number(took)));
     if (sent_mask.isEmpty()) {
@@ -175,13 +158,10 @@ void test_xmnetsdk::set_config_over_net()
     const netip_reply& sent = dev.requests.at(0).frame;
     QCOMPARE(sent.version, quint8(0));
     QVERIFY(sent.payload.endsWith(QByteArray("}\n\0", 3)));
-    QCOMPARE(sent.body.value("Submask").toString(), sent_mask);
-    QCOMPARE(sent.body.value("HostIP").toString(), QStringLiteral("0x7B01A8C0"));
-    QCOMPARE(sent.body.value("GateWay").toString(), QStringLiteral("0x0101A8C0"));
-    QCOMPARE(sent.body.value("DvrMac").toString(), mac);
-    QCOMPARE(sent.body.value("MAC").toString(), mac);
-    QCOMPARE(sent.body.value("Username").toString(), QStringLiteral("admin"));
-    QCOMPARE(sent.body.value("Password").toString(), QLatin1String(netip_wire::digest_empty));
+    const QStringList expected { "Submask", sent_mask, "HostIP", "0x7B01A8C0", "GateWay", "0x0101A8C0", "DvrMac", mac,
+        "MAC", mac, "Username", "admin", "Password", netip_wire::digest_empty };
+    for (int i = 0; i < expected.size(); i += 2)
+        QCOMPARE(sent.body.value(expected[i]).toString(), expected[i + 1]);
 }
 
 void test_xmnetsdk::concurrent_calls_wait_for_each_other()
@@ -198,7 +178,7 @@ void test_xmnetsdk::concurrent_calls_wait_for_each_other()
     };
     std::vector<std::future<long>> calls;
     for (const QString& mac : macs)
-        calls.push_back(set_config(record_for(mac, 0x00FFFFFF), 1000));
+        calls.push_back(set_config(mac, 0x00FFFFFF, 1000));
     QCOMPARE(result_of(calls[0]), 1L);
     QCOMPARE(result_of(calls[1]), xmnetsdk::refused_base - 203);
     QCOMPARE(result_of(calls[2]), 1L);
@@ -208,21 +188,6 @@ void test_xmnetsdk::concurrent_calls_wait_for_each_other()
         const qint64 gap = dev.requests.at(i).at_ms - dev.requests.at(i - 1).at_ms;
         QVERIFY2(gap >= 190, qPrintable(QString::number(gap)));
     }
-}
-
-void test_xmnetsdk::port_held_elsewhere_refuses()
-{
-    TEST_NETWORK_IN_ISOLATION();
-    // Another program holds the port unshared: nothing may go out where no answer comes back.
-    QUdpSocket holder;
-    QVERIFY(holder.bind(QHostAddress::AnyIPv4, udp_port, QUdpSocket::DontShareAddress));
-    QElapsedTimer timer;
-    timer.start();
-    std::future<long> call = set_config(record_for(device_mac, 0x00FFFFFF), 1000);
-    QCOMPARE(result_of(call), xmnetsdk::socket_failed);
-    QVERIFY(timer.elapsed() < 1000);
-    QTest::qWait(100);
-    QVERIFY(!holder.hasPendingDatagrams());
 }
 
 QTEST_GUILESS_MAIN(test_xmnetsdk)

@@ -11,34 +11,19 @@ constexpr int block_tries = 5;
 
 } // namespace
 
-devsim_harness::devsim_harness(QObject* parent)
-    : QObject(parent)
-{
-}
-
-devsim_harness::~devsim_harness()
-{
-    stop(2000);
-}
-
 bool devsim_harness::start(int count, const QJsonObject& defaults, const QJsonArray& devices, int timeout_ms)
 {
     m_error.clear();
-    if (running()) {
-        m_error = QStringLiteral("already running");
-        return false;
-    }
-    if (!m_dir.isValid()) {
-        m_error = QStringLiteral("no temporary folder");
+    if (running() || !m_dir.isValid()) {
+        m_error = running() ? QStringLiteral("already running") : QStringLiteral("no temporary folder");
         return false;
     }
     QJsonObject config { { "count", count }, { "defaults", defaults }, { "devices", devices } };
     const bool fixed = !m_base.isNull();
+    auto* random = QRandomGenerator::global();
     for (int i = 0; i < (fixed ? 1 : block_tries); ++i) {
-        auto* random = QRandomGenerator::global();
-        config.insert("base",
-            fixed ? m_base.toString()
-                  : QStringLiteral("127.%1.%2.2").arg(random->bounded(1, 255)).arg(random->bounded(0, 255)));
+        const QString block = QStringLiteral("127.%1.%2.2").arg(random->bounded(1, 255)).arg(random->bounded(0, 255));
+        config.insert("base", fixed ? m_base.toString() : block);
         const attempt a = start_once(config, timeout_ms);
         if (a == attempt::ready)
             m_count = count;
@@ -53,42 +38,30 @@ bool devsim_harness::start(int count, const QJsonObject& defaults, const QJsonAr
 devsim_harness::attempt devsim_harness::start_once(const QJsonObject& config, int timeout_ms)
 {
     const QString path = m_dir.filePath(QStringLiteral("devices.json"));
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(QJsonDocument(config).toJson()) < 0) {
-        m_error = QStringLiteral("can't write %1").arg(path);
+    QString program = binary(QStringLiteral("devsim/orvane-devsim"));
+    if (!write_file(path, QJsonDocument(config).toJson()) || program.isEmpty())
         return attempt::failed;
-    }
-    file.close();
-    const QString program = binary(QStringLiteral("devsim/orvane-devsim"));
-    if (program.isEmpty())
-        return attempt::failed;
-
-    QStringList args { QStringLiteral("--config"), path, QStringLiteral("--control-port"), QStringLiteral("0"),
-        QStringLiteral("--exit-on-stdin-eof") };
+    QStringList args { "--config", path, "--control-port", "0", "--exit-on-stdin-eof" };
     m_channel = m_namespace.isEmpty() ? static_cast<QIODevice*>(&m_control) : &m_local_control;
-    QRegularExpressionMatch m;
-    static const QRegularExpression ready(QStringLiteral("^ready control_port=(\\d+) devices=(\\d+)"));
-    if (m_namespace.isEmpty()) {
-        m = launch(program, args, ready, timeout_ms);
-    } else {
-        args += { QStringLiteral("--netns"), m_namespace, QStringLiteral("--control-socket"), control_socket() };
+    if (!m_namespace.isEmpty()) {
         // `ip netns exec` becomes the simulator (exec, no fork), so the process is its own.
-        m = launch(QStringLiteral("ip"), QStringList { QStringLiteral("netns"), QStringLiteral("exec"), m_namespace, program } + args,
-            ready, timeout_ms);
+        args = QStringList { "netns", "exec", m_namespace, program } + args
+            + QStringList { "--netns", m_namespace, "--control-socket", control_socket() };
+        program = QStringLiteral("ip");
     }
+    static const QRegularExpression ready(QStringLiteral("^ready control_port=(\\d+) devices=(\\d+)"));
+    const QRegularExpressionMatch m = launch(program, args, ready, timeout_ms);
     if (!m.hasMatch()) {
         const bool taken = !running() && m_process.exitStatus() == QProcess::NormalExit
             && m_process.exitCode() == exit_cannot_listen;
         return taken ? attempt::address_taken : attempt::failed;
     }
-    bool connected = false;
-    if (m_namespace.isEmpty()) {
+    if (m_namespace.isEmpty())
         m_control.connectToHost(QHostAddress::LocalHost, quint16(m.captured(1).toUInt()));
-        connected = m_control.waitForConnected(timeout_ms);
-    } else {
+    else
         m_local_control.connectToServer(control_socket());
-        connected = m_local_control.waitForConnected(timeout_ms);
-    }
+    const bool connected = m_namespace.isEmpty() ? m_control.waitForConnected(timeout_ms)
+                                                 : m_local_control.waitForConnected(timeout_ms);
     if (!connected) {
         m_error = QStringLiteral("control channel: %1").arg(m_channel->errorString());
         kill_process();
@@ -100,10 +73,6 @@ devsim_harness::attempt devsim_harness::start_once(const QJsonObject& config, in
 bool devsim_harness::attach(const QString& control_socket, int timeout_ms)
 {
     m_error.clear();
-    if (running() || channel()) {
-        m_error = QStringLiteral("already running");
-        return false;
-    }
     m_channel = &m_local_control;
     m_local_control.connectToServer(control_socket);
     if (!m_local_control.waitForConnected(timeout_ms)) {
@@ -111,17 +80,8 @@ bool devsim_harness::attach(const QString& control_socket, int timeout_ms)
         return false;
     }
     const QJsonObject answer = command(QJsonObject { { "cmd", "list" } }, timeout_ms);
-    if (!answer.value("ok").toBool()) {
-        m_local_control.abort();
-        return false;
-    }
     m_count = answer.value("devices").toArray().size();
-    return true;
-}
-
-QString devsim_harness::control_socket() const
-{
-    return m_namespace.isEmpty() ? QString() : m_dir.filePath(QStringLiteral("control.sock"));
+    return answer.value("ok").toBool();
 }
 
 QIODevice* devsim_harness::channel()
@@ -129,77 +89,4 @@ QIODevice* devsim_harness::channel()
     const bool open = m_channel == &m_control ? m_control.state() == QAbstractSocket::ConnectedState
                                               : m_local_control.state() == QLocalSocket::ConnectedState;
     return open ? m_channel : nullptr;
-}
-
-void devsim_harness::close_channel()
-{
-    m_control.abort();
-    m_local_control.abort();
-}
-
-QJsonObject devsim_harness::device_command(const QString& cmd, int device, QJsonObject extra)
-{
-    extra.insert("cmd", cmd);
-    extra.insert("device", device == all ? QJsonValue(QStringLiteral("*")) : QJsonValue(device));
-    return command(extra);
-}
-
-QHostAddress devsim_harness::address(int device)
-{
-    return QHostAddress(summary(device).value("address").toString());
-}
-
-quint16 devsim_harness::port(int device)
-{
-    return quint16(summary(device).value("port").toInt());
-}
-
-QJsonObject devsim_harness::summary(int device)
-{
-    return command(QJsonObject { { "cmd", "list" } }).value("devices").toArray().at(device).toObject();
-}
-
-QJsonArray devsim_harness::requests(int device, bool clear)
-{
-    return device_command(QStringLiteral("requests"), device, { { "clear", clear } }).value("requests").toArray();
-}
-
-QJsonArray devsim_harness::requests_of(int device, int message_id)
-{
-    QJsonArray out;
-    for (const QJsonValue& r : requests(device)) {
-        if (r.toObject().value("id").toInt() == message_id)
-            out.append(r);
-    }
-    return out;
-}
-
-QJsonObject devsim_harness::state(int device)
-{
-    return device_command(QStringLiteral("get_state"), device).value("state").toObject();
-}
-
-bool devsim_harness::set_state(int device, const QJsonObject& changes)
-{
-    return device_command(QStringLiteral("set_state"), device, { { "state", changes } }).value("ok").toBool();
-}
-
-QJsonObject devsim_harness::faults(int device)
-{
-    return device_command(QStringLiteral("get_faults"), device).value("faults").toObject();
-}
-
-bool devsim_harness::set_faults(int device, const QJsonObject& faults)
-{
-    return device_command(QStringLiteral("set_faults"), device, { { "faults", faults } }).value("ok").toBool();
-}
-
-bool devsim_harness::clear_faults(int device)
-{
-    return device_command(QStringLiteral("clear_faults"), device).value("ok").toBool();
-}
-
-bool devsim_harness::reboot(int device)
-{
-    return device_command(QStringLiteral("reboot"), device).value("ok").toBool();
 }

@@ -1,8 +1,7 @@
 #pragma once
 
-// A core in batch mode in a folder of its own, between simulated devices and a simulated
-// update service, with the flows it ran counted. Header-only: it needs the program's core,
-// which the shared support library doesn't link.
+// A core in batch mode in a folder of its own, between simulated devices and a simulated update service, with
+// the flows it ran counted. Header-only: the shared support library doesn't link the core.
 #include "app/core.h"
 #include "tests/support/devsim_harness.h"
 #include "tests/support/svcsim_harness.h"
@@ -40,6 +39,26 @@ inline quint16 closed_port()
     return probe.serverPort();
 }
 
+// Each device's first and last request over TCP (ms), of the devices that had any, in order.
+inline QList<QPair<qint64, qint64>> busy_spans(devsim_harness& sim)
+{
+    QList<QPair<qint64, qint64>> spans;
+    for (int i = 0; i < sim.count(); ++i) {
+        qint64 first = -1, last = -1;
+        for (const QJsonValue& r : sim.requests(i)) {
+            if (r.toObject().value("udp").toBool())
+                continue;
+            const qint64 t = qint64(r.toObject().value("time_ms").toDouble());
+            first = first < 0 ? t : std::min(first, t);
+            last = std::max(last, t);
+        }
+        if (first >= 0)
+            spans << qMakePair(first, last);
+    }
+    std::sort(spans.begin(), spans.end());
+    return spans;
+}
+
 struct fixture
 {
     bool start_devices(int count, const QJsonObject& defaults = {})
@@ -52,25 +71,22 @@ struct fixture
 
     QString serial(int i) { return devices.state(i)["serial"].toString(); }
 
-    // fleet: serial -> entry, as the service file has it.
+    // serial -> entry, as the service file has it.
     bool start_service(const QJsonObject& fleet) { return service.start(QJsonObject { { "fleet", fleet } }); }
 
-    // A core in the fixture's folder (its settings, cache and log) with one row per device,
-    // and the service's settings when it runs. A client id other than the service's makes
-    // the packs and cache of another identity.
-    void make_core(bool offline = false, const QByteArray& client_id = {})
+    // A core in the fixture's folder with one row per device, and the service's settings when it runs.
+    void make_core(bool offline = false)
     {
         if (service.running()) {
             QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
-            s.setValue("Service/client_id", QString::fromLatin1((client_id.isEmpty() ? service.client_id() : client_id).toHex()));
+            s.setValue("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
             s.setValue("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
             s.setValue("Service/address", "127.0.0.1");
             s.setValue("Service/port", service.port());
         }
         c = std::make_unique<core>(QString(), dir.path());
         c->operate(core::batch, offline);
-        // The manager starts the next flow before it announces the end of the last one,
-        // so its own count is the one that must stay within the limit.
+        // The manager starts the next flow before it announces the end of the last one: its count is what's limited.
         QObject::connect(&c->task_manager(), &tasks::manager::flow_started, [this] {
             ++started;
             peak = std::max(peak, int(c->task_manager().running_count()));
@@ -83,34 +99,28 @@ struct fixture
     // A row added by hand (never discovered); its flow ident.
     QString add_row(const QString& host, quint16 port, const QString& password = QString())
     {
-        endpoint ep;
-        ep.host = host;
-        ep.port = port;
-        ep.password = password;
-        const task_element element(ep, device());
+        const task_element element(endpoint { {}, {}, host, port, QStringLiteral("admin"), password }, device());
         c->introduce(element);
         return element.ident;
     }
 
-    // Waits until every device takes connections again, after the reboot that ends an upgrade.
+    // Until every device takes connections again, after the reboot that ends an upgrade.
     bool devices_back(int timeout_ms = 15000)
     {
         QDeadlineTimer deadline(timeout_ms);
         for (int i = 0; i < devices.count(); ++i) {
-            for (;;) {
+            const auto up = [&] {
                 QTcpSocket probe;
                 probe.connectToHost(devices.address(i), devices.port(i));
-                if (probe.waitForConnected(200))
-                    break;
-                if (deadline.hasExpired())
-                    return false;
-                QTest::qWait(50);
-            }
+                return probe.waitForConnected(200);
+            };
+            if (!QTest::qWaitFor(up, int(deadline.remainingTime())))
+                return false;
         }
         return true;
     }
 
-    // Ends the run, as the program's exit would; the folder stays for the next make_core.
+    // As the program's exit would; the folder stays for the next make_core.
     void end_run()
     {
         c.reset();
@@ -128,7 +138,7 @@ struct fixture
     }
     tasks::common_data result(int i) const { return result(idents[i]); }
     std::shared_ptr<tasks::line> line(const QString& ident) const { return c->task_manager().find(ident); }
-    endpoint endpoint_of(const QString& ident) const { return line(ident)->get(tasks::keys::endpoint).value<endpoint>(); }
+    endpoint endpoint_of(const QString& i) const { return line(i)->get(tasks::keys::endpoint).value<endpoint>(); }
 
     QString log_text() const
     {
@@ -145,8 +155,7 @@ struct fixture
     QStringList idents;
     int ended = 0;
     int started = 0;
-    // The most flows the manager had running at once, counted as each was admitted.
-    int peak = 0;
+    int peak = 0; // the most flows the manager had running, counted as each was admitted
 };
 
 } // namespace fleet

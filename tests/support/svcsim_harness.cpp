@@ -15,41 +15,15 @@ QString random_hex(int count)
 
 } // namespace
 
-svcsim_harness::svcsim_harness(QObject* parent)
-    : QObject(parent)
-{
-}
-
-svcsim_harness::~svcsim_harness()
-{
-    stop(2000);
-}
-
-QString svcsim_harness::add_file(const QString& name, const QByteArray& data)
-{
-    const QString path = m_dir.filePath(name);
-    QFile file(path);
-    if (!m_dir.isValid() || !file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(data) != data.size()) {
-        m_error = QStringLiteral("can't write %1").arg(path);
-        return {};
-    }
-    return path;
-}
-
 bool svcsim_harness::start(const QJsonObject& config_in, int timeout_ms)
 {
-    m_error.clear();
     if (running()) {
         m_error = QStringLiteral("already running");
         return false;
     }
-    QJsonObject config = config_in;
-    if (!config.contains("client_id"))
-        config.insert("client_id", random_hex(8));
-    if (!config.contains("client_key"))
-        config.insert("client_key", random_hex(32));
-    if (!config.contains("port"))
-        config.insert("port", 0);
+    QJsonObject config { { "client_id", random_hex(8) }, { "client_key", random_hex(32) }, { "port", 0 } };
+    for (auto it = config_in.begin(); it != config_in.end(); ++it)
+        config.insert(it.key(), it.value());
     m_client_id = QByteArray::fromHex(config.value("client_id").toString().toLatin1());
     m_client_key = QByteArray::fromHex(config.value("client_key").toString().toLatin1());
     const QString path = add_file(QStringLiteral("service.json"), QJsonDocument(config).toJson());
@@ -58,10 +32,8 @@ bool svcsim_harness::start(const QJsonObject& config_in, int timeout_ms)
         return false;
 
     static const QRegularExpression ready(QStringLiteral("^ready address=(\\S+) port=(\\d+) control_port=(\\d+)"));
-    const QRegularExpressionMatch m = launch(program,
-        { QStringLiteral("--config"), path, QStringLiteral("--control-port"), QStringLiteral("0"),
-            QStringLiteral("--exit-on-stdin-eof") },
-        ready, timeout_ms);
+    const QRegularExpressionMatch m
+        = launch(program, { "--config", path, "--control-port", "0", "--exit-on-stdin-eof" }, ready, timeout_ms);
     if (!m.hasMatch())
         return false;
     m_address = QHostAddress(m.captured(1));
@@ -75,78 +47,10 @@ bool svcsim_harness::start(const QJsonObject& config_in, int timeout_ms)
     return true;
 }
 
-QIODevice* svcsim_harness::channel()
-{
-    return m_control.state() == QAbstractSocket::ConnectedState ? &m_control : nullptr;
-}
-
-QUrl svcsim_harness::base_url() const
-{
-    return QUrl(QStringLiteral("http://%1:%2/").arg(m_address.toString()).arg(m_port));
-}
-
-namespace
-{
-
-// A command, for one serial when one is named.
-QJsonObject for_serial(QJsonObject cmd, const QString& serial)
-{
-    if (!serial.isEmpty())
-        cmd.insert("serial", serial);
-    return cmd;
-}
-
-} // namespace
-
-QJsonArray svcsim_harness::requests(const QString& kind, const QString& serial, bool clear)
-{
-    QJsonObject cmd { { "cmd", "requests" }, { "clear", clear } };
-    if (!kind.isEmpty())
-        cmd.insert("kind", kind);
-    return command(for_serial(cmd, serial)).value("requests").toArray();
-}
-
-bool svcsim_harness::clear_requests()
-{
-    return command(QJsonObject { { "cmd", "clear_requests" } }).value("ok").toBool();
-}
-
 bool svcsim_harness::wait_for_requests(int count, const QString& kind, int timeout_ms)
 {
     if (QTest::qWaitFor([&] { return requests(kind).size() >= count; }, timeout_ms))
         return true;
     m_error = QStringLiteral("fewer than %1 %2 requests in %3 ms").arg(count).arg(kind).arg(timeout_ms);
     return false;
-}
-
-QJsonObject svcsim_harness::stats()
-{
-    return command(QJsonObject { { "cmd", "stats" } });
-}
-
-bool svcsim_harness::set_fault(const QString& kind, const QJsonObject& fault, const QString& serial)
-{
-    return command(for_serial({ { "cmd", "set_fault" }, { "kind", kind }, { "fault", fault } }, serial))
-        .value("ok")
-        .toBool();
-}
-
-bool svcsim_harness::clear_faults(const QString& serial)
-{
-    return command(for_serial({ { "cmd", "clear_faults" } }, serial)).value("ok").toBool();
-}
-
-bool svcsim_harness::set_verdict(const QString& serial, const QJsonObject& entry)
-{
-    QJsonObject cmd = entry;
-    cmd.insert("cmd", "set_verdict");
-    return command(for_serial(cmd, serial)).value("ok").toBool();
-}
-
-bool svcsim_harness::set_default_verdict(const QJsonObject& entry)
-{
-    QJsonObject cmd = entry;
-    cmd.insert("cmd", "set_verdict");
-    cmd.insert("default", true);
-    return command(cmd).value("ok").toBool();
 }

@@ -20,31 +20,24 @@ const QString name_start = QStringLiteral("orvt");
 const QString inside_variable = QStringLiteral("ORVANE_TEST_NETNS");
 const QString arguments_variable = QStringLiteral("ORVANE_TEST_ARGS");
 const QString isolated_variable = QStringLiteral("ORVANE_TEST_ISOLATED");
-constexpr int ip_timeout_ms = 10000;
-constexpr int prefix_length = 16;
 
-quint32 base_v4()
-{
-    return QHostAddress(QStringLiteral("10.213.0.0")).toIPv4Address();
-}
+constexpr quint32 base_v4 = (10u << 24) | (213u << 16);
 
 QStringList words(const QString& text)
 {
     return text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
-// Runs a program to its end; its exit code, -1 when it didn't start, crashed or outlasted
-// the time. Its output (both channels) goes to *output.
-int run_to_end(const QString& program, const QStringList& args, QString* output = nullptr,
-    int timeout_ms = ip_timeout_ms, const QProcessEnvironment& env = {}, const QByteArray& input = {})
+// The exit code; -1 when the program didn't start, crashed or outlasted the time. Both channels go to *output.
+int run_to_end(const QString& program, const QStringList& args, QString* output = nullptr, int timeout_ms = 10000,
+    const QProcessEnvironment& env = {}, const QByteArray& input = {})
 {
     QProcess p;
     p.setProcessChannelMode(QProcess::MergedChannels);
     if (!env.isEmpty())
         p.setProcessEnvironment(env);
     p.start(program, args);
-    if (!input.isEmpty())
-        p.write(input);
+    p.write(input);
     p.closeWriteChannel();
     const bool finished = p.waitForStarted(10000) && p.waitForFinished(timeout_ms);
     if (!finished) {
@@ -54,23 +47,24 @@ int run_to_end(const QString& program, const QStringList& args, QString* output 
     if (output) {
         *output = QString::fromUtf8(p.readAll()).trimmed();
         if (!finished)
-            *output += QStringLiteral("\n(%1 didn't end in %2 ms: %3)").arg(program).arg(timeout_ms).arg(p.errorString());
+            *output += QStringLiteral("\n(%1 outlasted %2 ms: %3)").arg(program).arg(timeout_ms).arg(p.errorString());
     }
     return finished && p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
 }
 
-// Runs this test executable's function (and data row) through `program`; true when every
-// test of the run passed and none was skipped.
+int ip_run(const QString& command, QString* output = nullptr)
+{
+    return run_to_end(QStringLiteral("ip"), words(command), output);
+}
+
+// Runs this executable's function (and row) through `program`; true when every test passed and none was skipped.
 bool run_test(const QString& program, QStringList args, const QString& function, const QString& tag,
     const QProcessEnvironment& env, QString* output, int timeout_ms)
 {
     args << QCoreApplication::applicationFilePath() << (tag.isEmpty() ? function : function + QLatin1Char(':') + tag);
-    QString text;
-    const int code = run_to_end(program, args, &text, timeout_ms, env);
-    if (output)
-        *output = text;
+    const int code = run_to_end(program, args, output, timeout_ms, env);
     static const QRegularExpression totals(QStringLiteral("Totals: \\d+ passed, 0 failed, 0 skipped"));
-    return code == 0 && totals.match(text).hasMatch();
+    return code == 0 && totals.match(*output).hasMatch();
 }
 
 // "device:inode" of a namespace file; empty when it can't be read.
@@ -86,17 +80,29 @@ QString namespace_id(const QString& path)
 void remove_stale()
 {
     QString list;
-    if (run_to_end(QStringLiteral("ip"), words(QStringLiteral("netns list")), &list) != 0)
+    if (ip_run(QStringLiteral("netns list"), &list) != 0)
         return;
     static const QRegularExpression ours(QStringLiteral("^%1(\\d+)x\\S*").arg(name_start));
     for (const QString& line : list.split(QLatin1Char('\n'))) {
         const QRegularExpressionMatch m = ours.match(line.trimmed());
         // A namespace of a test process that still runs is that process's business.
-        if (!m.hasMatch() || QFileInfo::exists(QStringLiteral("/proc/%1").arg(m.captured(1))))
-            continue;
-        qInfo("test_network: removing namespace %s left by an earlier run", qPrintable(m.captured(0)));
-        run_to_end(QStringLiteral("ip"), words(QStringLiteral("netns del ") + m.captured(0)));
+        if (m.hasMatch() && !QFileInfo::exists(QStringLiteral("/proc/%1").arg(m.captured(1))))
+            ip_run(QStringLiteral("netns del ") + m.captured(0));
     }
+}
+
+// Why `probe` can't run here; empty when it can.
+QString cannot(const QString& probe)
+{
+    QString output;
+    const QStringList args = words(probe);
+    if (::geteuid() != 0)
+        return QStringLiteral("network namespaces need root");
+    if (QStandardPaths::findExecutable(args.at(0)).isEmpty() || QStandardPaths::findExecutable("ip").isEmpty())
+        return QStringLiteral("no `%1` or `ip`").arg(args.at(0));
+    if (run_to_end(args.at(0), args.mid(1), &output) != 0)
+        return QStringLiteral("`%1` fails here: %2").arg(probe, output);
+    return QString();
 }
 
 } // namespace
@@ -108,51 +114,27 @@ test_network::test_network(QObject* parent)
     m_prefix = QStringLiteral("%1%2x%3").arg(name_start).arg(QCoreApplication::applicationPid()).arg(serial++);
 }
 
-test_network::~test_network()
-{
-    tear_down();
-}
-
 bool test_network::available(QString* why)
 {
-    static int known = -1; // the probe makes a namespace, so it runs once
-    static QString reason;
-    if (known < 0) {
+    // The probe makes a namespace, so it runs once.
+    static const QString reason = [] {
         const QString probe = QStringLiteral("%1%2xprobe").arg(name_start).arg(QCoreApplication::applicationPid());
-        QString output;
-        if (::geteuid() != 0)
-            reason = QStringLiteral("network namespaces need root");
-        else if (QStandardPaths::findExecutable(QStringLiteral("ip")).isEmpty())
-            reason = QStringLiteral("no `ip` (iproute2)");
-        else if (run_to_end(QStringLiteral("ip"), words(QStringLiteral("netns add ") + probe), &output) != 0)
-            reason = QStringLiteral("`ip netns add` fails here: %1").arg(output);
-        else
-            run_to_end(QStringLiteral("ip"), words(QStringLiteral("netns del ") + probe));
-        known = reason.isEmpty() ? 1 : 0;
-    }
+        const QString r = cannot(QStringLiteral("ip netns add ") + probe);
+        ip_run(QStringLiteral("netns del ") + probe);
+        return r;
+    }();
     if (why)
         *why = reason;
-    return known == 1;
+    return reason.isEmpty();
 }
 
 bool test_network::build(int device_namespaces)
 {
-    m_error.clear();
-    if (!m_namespaces.isEmpty()) {
-        m_error = QStringLiteral("already built");
-        return false;
-    }
-    if (device_namespaces < 1 || device_namespaces > 8) {
-        m_error = QStringLiteral("1 to 8 device namespaces");
-        return false;
-    }
     if (!available(&m_error))
         return false;
     remove_stale();
-
     const QString br = m_prefix + QStringLiteral("br");
     QStringList ends { program_namespace() };
-    m_device_namespaces = device_namespaces;
     for (int i = 0; i < device_namespaces; ++i)
         ends << device_namespace(i);
 
@@ -166,16 +148,13 @@ bool test_network::build(int device_namespaces)
     good = good && ip(words(QStringLiteral("-n %1 link add br0 type bridge").arg(br)))
         && ip(words(QStringLiteral("-n %1 link set br0 up").arg(br)));
     for (int i = 0; good && i < ends.size(); ++i) {
-        const QString& ns = ends.at(i);
-        const QString address = QHostAddress(base_v4() + 1 + quint32(i)).toString(); // the program's is .1
-        // Both ends are made inside the namespaces: the bridge's side first, its peer
-        // straight into the end's namespace.
-        for (QString command : { QStringLiteral("-n BR link add vI type veth peer name eth0 netns NS"),
-                 QStringLiteral("-n BR link set vI master br0 up"), QStringLiteral("-n NS link set lo up"),
-                 QStringLiteral("-n NS addr add ADDR/16 broadcast + dev eth0"), QStringLiteral("-n NS link set eth0 up"),
-                 QStringLiteral("-n NS route add default dev eth0"),
-                 QStringLiteral("-n NS route add broadcast 255.255.255.255 dev eth0 src ADDR") }) {
-            command.replace(QLatin1String("BR"), br).replace(QLatin1String("NS"), ns);
+        const QString address = QHostAddress(base_v4 + 1 + quint32(i)).toString(); // the program's is .1
+        // The bridge's end first, its peer made straight into the end's namespace.
+        for (QString command : QStringList { "-n BR link add vI type veth peer name eth0 netns NS",
+                 "-n BR link set vI master br0 up", "-n NS link set lo up",
+                 "-n NS addr add ADDR/16 broadcast + dev eth0", "-n NS link set eth0 up",
+                 "-n NS route add default dev eth0", "-n NS route add broadcast 255.255.255.255 dev eth0 src ADDR" }) {
+            command.replace(QLatin1String("BR"), br).replace(QLatin1String("NS"), ends.at(i));
             command.replace(QLatin1String("vI"), QStringLiteral("v%1").arg(i)).replace(QLatin1String("ADDR"), address);
             if (!(good = ip(words(command))))
                 break;
@@ -195,42 +174,22 @@ void test_network::tear_down()
     while (!m_namespaces.isEmpty()) {
         const QString ns = m_namespaces.takeLast();
         QString output;
-        if (run_to_end(QStringLiteral("ip"), words(QStringLiteral("netns del ") + ns), &output) != 0)
+        if (ip_run(QStringLiteral("netns del ") + ns, &output) != 0)
             qWarning("test_network: can't delete namespace %s: %s", qPrintable(ns), qPrintable(output));
     }
-    m_device_namespaces = 0;
-}
-
-QString test_network::program_namespace() const
-{
-    return m_prefix + QStringLiteral("prog");
-}
-
-QString test_network::device_namespace(int index) const
-{
-    return m_prefix + QStringLiteral("dev%1").arg(index);
-}
-
-QHostAddress test_network::program_address()
-{
-    return QHostAddress(base_v4() + 1);
 }
 
 QHostAddress test_network::device_address(int index, int device)
 {
-    return QHostAddress(base_v4() + (quint32(16 * (index + 1)) << 8) + 1 + quint32(device));
+    return QHostAddress(base_v4 + (quint32(16 * (index + 1)) << 8) + 1 + quint32(device));
 }
 
 bool test_network::add_addresses(const QString& ns, const QList<QHostAddress>& addresses)
 {
-    if (!m_namespaces.contains(ns)) {
-        m_error = QStringLiteral("%1 isn't a namespace of this network").arg(ns);
-        return false;
-    }
     // One `ip` for all: hundreds of devices would otherwise take seconds.
     QByteArray batch;
     for (const QHostAddress& a : addresses)
-        batch += QStringLiteral("addr add %1/%2 dev eth0\n").arg(a.toString()).arg(prefix_length).toUtf8();
+        batch += QStringLiteral("addr add %1/16 dev eth0\n").arg(a.toString()).toUtf8();
     return ip({ QStringLiteral("-n"), ns, QStringLiteral("-batch"), QStringLiteral("-") }, batch);
 }
 
@@ -238,9 +197,8 @@ bool test_network::run(
     const QString& ns, const QString& program, const QStringList& args, QString* output, int timeout_ms)
 {
     QString text;
-    const int code = run_to_end(
-        QStringLiteral("ip"), QStringList { QStringLiteral("netns"), QStringLiteral("exec"), ns, program } + args, &text,
-        timeout_ms);
+    const QStringList exec { "netns", "exec", ns, program };
+    const int code = run_to_end(QStringLiteral("ip"), exec + args, &text, timeout_ms);
     if (output)
         *output = text;
     if (code != 0)
@@ -251,10 +209,6 @@ bool test_network::run(
 bool test_network::start_devices(
     devsim_harness& sim, int count, const QJsonObject& defaults, const QJsonArray& devices, int index)
 {
-    if (index < 0 || index >= m_device_namespaces) {
-        m_error = QStringLiteral("no device namespace %1").arg(index);
-        return false;
-    }
     QList<QHostAddress> addresses;
     for (int i = 0; i < count; ++i)
         addresses << device_address(index, i);
@@ -301,22 +255,10 @@ bool test_network::in_named_namespace(const QString& name)
 
 bool test_network::isolation_available(QString* why)
 {
-    static int known = -1;
-    static QString reason;
-    if (known < 0) {
-        QString output;
-        if (::geteuid() != 0)
-            reason = QStringLiteral("a network namespace of its own needs root");
-        else if (QStandardPaths::findExecutable(QStringLiteral("unshare")).isEmpty()
-            || QStandardPaths::findExecutable(QStringLiteral("ip")).isEmpty())
-            reason = QStringLiteral("no `unshare` or `ip`");
-        else if (run_to_end(QStringLiteral("unshare"), words(QStringLiteral("-n true")), &output) != 0)
-            reason = QStringLiteral("`unshare -n` fails here: %1").arg(output);
-        known = reason.isEmpty() ? 1 : 0;
-    }
+    static const QString reason = cannot(QStringLiteral("unshare -n true"));
     if (why)
         *why = reason;
-    return known == 1;
+    return reason.isEmpty();
 }
 
 bool test_network::run_isolated(const QString& function, const QString& tag, QString* output, int timeout_ms)
@@ -344,7 +286,7 @@ bool test_network::isolated()
 bool test_network::ip(const QStringList& args, const QByteArray& input)
 {
     QString output;
-    if (run_to_end(QStringLiteral("ip"), args, &output, ip_timeout_ms, {}, input) == 0)
+    if (run_to_end(QStringLiteral("ip"), args, &output, 10000, {}, input) == 0)
         return true;
     m_error = QStringLiteral("ip %1: %2").arg(args.join(QLatin1Char(' ')), output);
     return false;

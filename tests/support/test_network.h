@@ -4,62 +4,45 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QObject>
-#include <QProcess>
-#include <QString>
 #include <QStringList>
 
 class devsim_harness;
 
-// A private network for tests that broadcast: a bridge in a namespace of its own, one
-// namespace for the program side and one or more for simulated devices, joined to the
-// bridge by veth pairs, with addresses in 10.213.0.0/16 and a default and a broadcast
-// route. The machine's own namespace is never touched: links are made inside the
-// namespaces, and nothing in here sends a packet from outside them.
-//
-// Names start with "orvt<pid>x", so namespaces left by a test process that died are
-// removed by the next build(). Everything goes in tear_down(), also from the destructor:
-// declare the network before the harnesses and processes that run inside it.
-//
-// Tests drive the program side by running this test executable again in its namespace
-// (run_self()), which then finds itself inside() and reads its inside_arguments().
+// A private network for tests that broadcast: a bridge in a namespace of its own, one namespace for the
+// program side and some for simulated devices, joined by veth pairs, in 10.213.0.0/16. Links are made inside
+// the namespaces only. Names start with "orvt<pid>x", so build() removes what a dead test process left.
+// Declare the network before the harnesses and processes that run inside it.
 class test_network final : public QObject
 {
     Q_OBJECT
 public:
     explicit test_network(QObject* parent = nullptr);
-    ~test_network() override;
+    ~test_network() override { tear_down(); }
     Q_DISABLE_COPY_MOVE(test_network)
 
-    // Whether namespaces can be made here (root, `ip` with netns support); why not otherwise.
+    // Whether namespaces can be made here; why not otherwise.
     static bool available(QString* why = nullptr);
 
-    // Builds the network with this many device namespaces. False with error() set;
-    // what was made by then is removed again.
+    // False with error() set; what was made by then is removed again.
     bool build(int device_namespaces = 1);
     void tear_down();
     const QString& error() const { return m_error; }
 
-    QString program_namespace() const;
-    QString device_namespace(int index = 0) const;
-    // The program side's address, 10.213.0.1; device namespace i has 10.213.0.2 + i.
-    static QHostAddress program_address();
+    QString program_namespace() const { return m_prefix + QStringLiteral("prog"); }
+    QString device_namespace(int index = 0) const { return m_prefix + QStringLiteral("dev%1").arg(index); }
     // Device `device` of device namespace `index`: from 10.213.(16 * (index + 1)).1 on.
     static QHostAddress device_address(int index, int device);
-    // Puts more addresses (/16) on a namespace's interface, e.g. where a device is to move.
+    // More addresses (/16) on a namespace's interface, e.g. where a device is to move.
     bool add_addresses(const QString& ns, const QList<QHostAddress>& addresses);
 
-    // Runs a program inside a namespace to its end; false when it can't start, fails
-    // or outlasts the time. Its standard output and error go to *output.
+    // Runs a program inside a namespace to its end; false when it fails. Both its channels go to *output.
     bool run(const QString& ns, const QString& program, const QStringList& args, QString* output = nullptr,
         int timeout_ms = 10000);
-    // Starts orvane-devsim inside device namespace `index` with `count` devices from
-    // device_address(index, 0) on; its control channel works from the test's namespace.
+    // orvane-devsim inside device namespace `index`, devices from device_address(index, 0) on.
     bool start_devices(devsim_harness& sim, int count, const QJsonObject& defaults = {}, const QJsonArray& devices = {},
         int index = 0);
 
-    // Runs this test executable again inside `ns`, only test function `function`
-    // (and its data row `tag`), with `arguments` for it. True when it passed; its
-    // output goes to *output either way.
+    // Runs this test executable's `function` (row `tag`) again inside `ns` with `arguments`; true when it passed.
     bool run_self(const QString& ns, const QString& function, const QString& tag, const QJsonObject& arguments,
         QString* output, int timeout_ms = 60000);
     // In a process that run_self() started: the namespace it runs in; empty otherwise.
@@ -68,8 +51,7 @@ public:
     // True when this process runs in the namespace that `ip netns add` named so.
     static bool in_named_namespace(const QString& name);
 
-    // The same without a network: a fresh namespace (`unshare -n`) holding only lo,
-    // up, with a route for broadcasts on it. Whether that can be done here.
+    // The same without a network: a fresh namespace (`unshare -n`) holding only lo, with a broadcast route.
     static bool isolation_available(QString* why = nullptr);
     static bool run_isolated(const QString& function, const QString& tag, QString* output, int timeout_ms = 60000);
     // True in a process that run_isolated() started.
@@ -80,13 +62,11 @@ private:
     bool ip(const QStringList& args, const QByteArray& input = {});
 
     QString m_prefix;
-    QStringList m_namespaces; // made so far, bridge first
-    int m_device_namespaces = 0;
+    QStringList m_namespaces; // bridge first
     QString m_error;
 };
 
-// For a test function that runs in two parts: outside, it declares `net` and builds it
-// (skipped where that can't be done)...
+// Outside, a two-part test declares `net` and builds it (skipped where that can't be done)...
 #define BUILD_TEST_NETWORK(net)                                                                                        \
     QString why_not_##net;                                                                                             \
     if (!test_network::available(&why_not_##net))                                                                      \
@@ -94,8 +74,7 @@ private:
     test_network net;                                                                                                  \
     QVERIFY2(net.build(), qPrintable(net.error()))
 
-// ...and runs itself (with its data row) again inside the program's namespace of `net`,
-// passing or failing with that run. The limit leaves room for a failing QTRY inside.
+// ...and runs itself again inside the program's namespace, passing or failing with that run.
 #define RUN_INSIDE(net, arguments)                                                                                     \
     do {                                                                                                               \
         QString inner_output;                                                                                          \
@@ -104,9 +83,8 @@ private:
             qPrintable(inner_output));                                                                                 \
     } while (false)
 
-// Runs the current test function (and data row) again in a namespace of its own
-// (run_isolated()) and passes or fails with it; the inner run carries on past this
-// point. Skipped where that can't be done. For tests that broadcast on loopback.
+// Runs the current test again in a namespace of its own and passes or fails with it; the inner run
+// carries on past this point. For tests that broadcast on loopback.
 #define TEST_NETWORK_IN_ISOLATION()                                                                                    \
     do {                                                                                                               \
         if (!test_network::isolated()) {                                                                               \
