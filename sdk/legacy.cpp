@@ -527,13 +527,21 @@ bool legacy::op_await(const QHostAddress& address, float seconds)
 
 bool legacy::op_upgrade_firmware(const QByteArray& data)
 {
-    const dvr_networking::progress_callback progress = [this](const dvr_networking::upgrade_task_progress_type& stage,
+    // A chunk moves the percentage by a fifth of a point: repeats are dropped here, so that
+    // a fleet's workers don't wake the main thread for every chunk with nothing new to paint.
+    int last = -1;
+    const dvr_networking::progress_callback progress = [this, &last](
+                                                           const dvr_networking::upgrade_task_progress_type& stage,
                                                            const unsigned char& percent) {
         flash_progress_type kind = flash_progress_type::misinterpreted;
         if (stage == dvr_networking::sending)
             kind = flash_progress_type::sending;
         else if (stage == dvr_networking::upgrading)
             kind = flash_progress_type::upgrading;
+        const int key = int(kind) << 8 | percent;
+        if (key == last)
+            return;
+        last = key;
         // The core reads a legacy percentage from the total; it goes in both.
         emit flash_progress(m_ident, kind, percent, percent);
     };
