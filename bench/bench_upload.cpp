@@ -1,6 +1,8 @@
 // Firmware upload speed: the program's client against a minimal stop-and-wait sender
 // that sends the same 32768-byte chunks over the same socket kind and waits for each
 // answer. Both talk to one simulated device; runs alternate and the medians are compared.
+// With --fleet the minimal sender alone uploads to many devices at once, one thread each:
+// the floor a fleet update of the program is measured against.
 #include "diagnostics/blackbox.h"
 #include "netip/dvr_networking.h"
 #include "netip/password_digest.h"
@@ -14,9 +16,12 @@
 #include <QThread>
 #include <QTcpSocket>
 #include <QtEndian>
+#include <QHostAddress>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -127,21 +132,53 @@ double median(std::vector<double> v)
     return v[v.size() / 2];
 }
 
+QByteArray random_image(int mib)
+{
+    QByteArray image(mib * 1024 * 1024, Qt::Uninitialized);
+    QRandomGenerator rng(1964);
+    rng.fillRange(reinterpret_cast<quint32*>(image.data()), image.size() / 4);
+    return image;
+}
+
+// Every device from the base address on gets the image at once; the wall time runs from
+// the first connection to the last device's "written", like the program's fleet run.
+int fleet(const QHostAddress& base, uint16_t port, int count, int mib)
+{
+    const QByteArray image = random_image(mib);
+    std::atomic<int> done { 0 };
+    QElapsedTimer timer;
+    timer.start();
+    std::vector<std::thread> senders;
+    for (int i = 0; i < count; ++i) {
+        const QString host = QHostAddress(base.toIPv4Address() + quint32(i)).toString();
+        senders.emplace_back([&, host] {
+            if (minimal_sender(host, port, image) >= 0)
+                ++done;
+        });
+    }
+    for (auto& t : senders)
+        t.join();
+    printf("minimal fleet %d devices: wall %.2f s, upgraded %d/%d\n", count, double(timer.nsecsElapsed()) / 1e9,
+        done.load(), count);
+    return done == count ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
 {
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
+    if (args.size() == 6 && args[1] == QLatin1String("--fleet"))
+        return fleet(QHostAddress(args[2]), uint16_t(args[3].toUInt()), args[4].toInt(), args[5].toInt());
     if (args.size() < 5) {
-        fprintf(stderr, "usage: bench_upload <host> <port> <MiB> <rounds>\n");
+        fprintf(stderr, "usage: bench_upload <host> <port> <MiB> <rounds>\n"
+                        "       bench_upload --fleet <first host> <port> <devices> <MiB>\n");
         return 2;
     }
     const QString host = args[1];
     const auto port = uint16_t(args[2].toUInt());
-    QByteArray image(args[3].toInt() * 1024 * 1024, Qt::Uninitialized);
-    QRandomGenerator rng(1964);
-    rng.fillRange(reinterpret_cast<quint32*>(image.data()), image.size() / 4);
+    const QByteArray image = random_image(args[3].toInt());
     const int rounds = std::max(1, args[4].toInt());
     // The program logs every packet to its blackbox; so does the benchmark.
     QTemporaryDir dir;

@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """Full update of a simulated fleet in batch mode: wall time and peak memory of the program.
 
-Usage: fleet.py <build dir> <device count> [firmware MiB]
+Usage: fleet.py <build dir> <device count> [firmware MiB] [--minimal]
 Prints one line: devices, wall seconds, peak RSS in MiB, file requests, devices upgraded.
+With --minimal the benchmark's bare stop-and-wait sender uploads to the same fleet instead
+of the program: the floor of what this machine can do.
 Everything runs on loopback: devices on 127.0.2.1 and up, the service on 127.0.0.1.
 """
 import json
@@ -29,8 +31,10 @@ def start(cmd, out):
 
 
 def main():
-    build, count = sys.argv[1], int(sys.argv[2])
-    mib = int(sys.argv[3]) if len(sys.argv) > 3 else 16
+    minimal = "--minimal" in sys.argv
+    args = [a for a in sys.argv[1:] if a != "--minimal"]
+    build, count = args[0], int(args[1])
+    mib = int(args[2]) if len(args) > 2 else 16
     work = tempfile.mkdtemp(prefix="orvane-fleet.")
     procs = []
     try:
@@ -63,6 +67,12 @@ def main():
         with open(os.path.join(run, "devices.csv"), "w") as f:
             for i in range(count):
                 f.write(f"127.0.{2 + (i + 1) // 256}.{(i + 1) % 256},34567,admin,\n")
+
+        if minimal:
+            sender = [f"{build}/bench/bench_upload", "--fleet", "127.0.2.1", "34567", str(count), str(mib)]
+            result = subprocess.run(os.environ.get("ORVANE_WRAP", "").split() + sender, capture_output=True, text=True)
+            print(result.stdout.strip() or result.stderr.strip())
+            return
 
         began = time.monotonic()
         wrap = os.environ.get("ORVANE_WRAP", "").split()

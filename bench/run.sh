@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The benchmarks, each measured against a baseline taken in the same run:
 #   upload  the program's firmware upload against a minimal stop-and-wait sender (16 and 64 MiB)
-#   fleet   a full batch update of 10 and of 200 simulated devices with one 16 MiB firmware
+#   fleet   a full batch update of 10 and of 200 simulated devices with one 16 MiB firmware,
+#           and the same uploads by bare stop-and-wait senders, one thread per device
 #   scan    a single discovery pass over 100 simulated devices (needs network namespaces)
 #   bench/run.sh [upload|fleet|scan ...]     (default: all)
 set -euo pipefail
@@ -30,20 +31,24 @@ upload() {
 }
 
 fleet() {
-    local small large
+    local small large floor_small floor_large
     small=$(python3 bench/fleet.py "$build" 10 16)
     large=$(python3 bench/fleet.py "$build" 200 16)
-    echo "$small"
-    echo "$large"
-    python3 - "$small" "$large" <<'PY'
+    floor_small=$(python3 bench/fleet.py "$build" 10 16 --minimal)
+    floor_large=$(python3 bench/fleet.py "$build" 200 16 --minimal)
+    printf '%s\n' "$small" "$large" "$floor_small" "$floor_large"
+    python3 - "$small" "$large" "$floor_small" "$floor_large" <<'PY'
 import re, sys
-def figures(line):
-    wall = float(re.search(r"wall ([\d.]+) s", line).group(1))
-    rss = float(re.search(r"peak RSS ([\d.]+) MiB", line).group(1))
-    return wall, rss
-(w10, r10), (w200, r200) = figures(sys.argv[1]), figures(sys.argv[2])
-print(f"fleet: wall 200/10 = {w200 / w10:.2f} (target <= 3), "
-      f"memory per added device = {(r200 - r10) / 190 * 1024:.0f} KiB (target < 1024)")
+def wall(line):
+    return float(re.search(r"wall ([\d.]+) s", line).group(1))
+def rss(line):
+    return float(re.search(r"peak RSS ([\d.]+) MiB", line).group(1))
+small, large, floor_small, floor_large = sys.argv[1:]
+print(f"fleet: wall 200/10 = {wall(large) / wall(small):.2f} (target <= 3), "
+      f"memory per added device = {(rss(large) - rss(small)) / 190 * 1024:.0f} KiB (target < 1024)")
+print(f"fleet floor: minimal senders' wall 200/10 = {wall(floor_large) / wall(floor_small):.2f}; "
+      f"program against minimal senders: {wall(small) / wall(floor_small):.2f} at 10, "
+      f"{wall(large) / wall(floor_large):.2f} at 200")
 PY
 }
 
