@@ -1,23 +1,20 @@
 // Firmware kept on disk: the cache between runs and packs applied without the service.
 #include "firmware_pack/pack.h"
 #include "tests/support/fleet_fixture.h"
+#include "tests/support/packtool_run.h"
 
 #include <QFile>
-#include <QProcess>
 #include <QtTest>
 
 using namespace fleet;
 
 namespace {
 
-// Runs the pack builder; its output on failure.
+// Empty when the pack builder succeeds, else what it said.
 QString packtool(const QStringList& args)
 {
-    QProcess p;
-    p.start(qEnvironmentVariable("ORVANE_TOOLS_DIR") + QStringLiteral("/packtool/orvane-packtool"), args);
-    if (!p.waitForFinished(30000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
-        return QString::fromUtf8(p.readAllStandardError() + p.readAllStandardOutput()) + QStringLiteral(" (failed)");
-    return {};
+    QByteArray output;
+    return run_packtool(args, &output) == 0 ? QString() : QString::fromUtf8(output) + QStringLiteral(" (failed)");
 }
 
 QJsonObject offer(const QString& file)

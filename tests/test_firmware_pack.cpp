@@ -2,9 +2,9 @@
 #include "firmware_pack/pack_files.h"
 #include "firmware_pack/pack_v2.h"
 #include "firmware_pack/pack_v3.h"
+#include "tests/support/packtool_run.h"
 
 #include <QCryptographicHash>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <QtTest>
@@ -146,23 +146,6 @@ std::shared_ptr<pack> make_pack(int version)
     return version == 2 ? std::shared_ptr<pack>(std::make_shared<pack_v2>()) : std::make_shared<pack_v3>();
 }
 
-QString tool_path()
-{
-    return qEnvironmentVariable("ORVANE_TOOLS_DIR") + QStringLiteral("/packtool/orvane-packtool");
-}
-
-// Runs the independent pack tool; its exit code, or -1 when it didn't run to the end.
-int run_tool(const QStringList& args, QByteArray* output = nullptr)
-{
-    QProcess p;
-    p.start(tool_path(), args);
-    if (!p.waitForStarted(10000) || !p.waitForFinished(60000) || p.exitStatus() != QProcess::NormalExit)
-        return -1;
-    if (output)
-        *output = p.readAllStandardOutput();
-    return p.exitCode();
-}
-
 } // namespace
 
 class test_firmware_pack : public QObject
@@ -199,7 +182,7 @@ private:
 void test_firmware_pack::initTestCase()
 {
     QVERIFY(m_dir.isValid());
-    QVERIFY2(QFile::exists(tool_path()), qPrintable(tool_path()));
+    QVERIFY2(QFile::exists(packtool_path()), qPrintable(packtool_path()));
 }
 
 void test_firmware_pack::hand_written_packs_data()
@@ -304,7 +287,7 @@ void test_firmware_pack::tool_packs_load()
         QVERIFY(write_file(m_dir.filePath(f.key()), f.value()));
     const auto at = [&](const QString& file) { return m_dir.filePath(file); };
     const QString path = at("tool.ovpack");
-    QCOMPARE(run_tool({ "build", "-i", client_a.toHex(), "-f", QString::number(version), "--force", "-o", path,
+    QCOMPARE(run_packtool({ "build", "-i", client_a.toHex(), "-f", QString::number(version), "--force", "-o", path,
                  "SN0003:" + at("ipc") + sdk, "SN0001:" + at("nvr"), "sn0002:" + at("ipc") + sdk,
                  "ABCDEFGHIJKLMNOPQRSTUVWXYZ01234:" + at("empty") }),
         0);
@@ -360,9 +343,9 @@ void test_firmware_pack::program_writes_pass_tool_check()
     QCOMPARE(p->count(), quint8(3));
 
     QByteArray listing;
-    QCOMPARE(run_tool({ "check", "-i", client_a.toHex(), path }, &listing), 0);
+    QCOMPARE(run_packtool({ "check", "-i", client_a.toHex(), path }, &listing), 0);
     QCOMPARE(listing.count("ok ("), 3);
-    QCOMPARE(run_tool({ "list", "-i", client_a.toHex(), path }, &listing), 0);
+    QCOMPARE(run_packtool({ "list", "-i", client_a.toHex(), path }, &listing), 0);
     for (int i = 0; i < files.size(); ++i) {
         const QString line = QStringLiteral("firmware %1 block %1 ident %2").arg(i).arg(md5_hex(files[i]));
         QVERIFY2(listing.contains(line.toLatin1()), listing.constData());
@@ -404,7 +387,7 @@ void test_firmware_pack::foreign_client_id()
         id = client_a;
         QFile::remove(path);
         if (tool_pack) {
-            QCOMPARE(run_tool({ "build", "-i", client_a.toHex(), "-f", QString::number(version), "--force", "-o",
+            QCOMPARE(run_packtool({ "build", "-i", client_a.toHex(), "-f", QString::number(version), "--force", "-o",
                          path, "SN1:" + m_dir.filePath("fw.bin") }),
                 0);
         } else {
@@ -417,7 +400,7 @@ void test_firmware_pack::foreign_client_id()
         const auto p = make_pack(version);
         QVERIFY(p->load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
         QCOMPARE(p->extract(md5_hex(fw), m_crypto.payload_decryptor), fw);
-        QCOMPARE(run_tool({ "check", "-i", client_a.toHex(), path }), 0);
+        QCOMPARE(run_packtool({ "check", "-i", client_a.toHex(), path }), 0);
         id = QByteArray::fromHex("8899aabbccddeeff");
         const auto q = make_pack(version);
         error = q->load(path, c.target_decryptor, c.ident_decryptor) ? 0 : q->error();
@@ -449,7 +432,7 @@ void test_firmware_pack::block_count_wraps_at_256()
     QVERIFY(wrapped.load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
     QVERIFY(wrapped.idents().isEmpty());
     QByteArray listing;
-    QCOMPARE(run_tool({ "list", "-i", client_a.toHex(), path }, &listing), 0);
+    QCOMPARE(run_packtool({ "list", "-i", client_a.toHex(), path }, &listing), 0);
     QVERIFY(listing.contains("blocks 0"));
     QVERIFY(listing.contains("bytes past the last counted block"));
 }
