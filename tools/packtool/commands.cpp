@@ -50,10 +50,11 @@ namespace
         return true;
     }
 
-    bool read_pack(const QString& client_id, const QString& path, pack_contents* contents, int* code)
+    // The keys it was read with go to `keys`.
+    bool read_pack(const QString& client_id, const QString& path, pack_contents* contents,
+        tools::service_identity* keys, int* code)
     {
-        tools::service_identity keys;
-        if (!keys_from(client_id, &keys, code))
+        if (!keys_from(client_id, keys, code))
             return false;
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly)) {
@@ -61,7 +62,7 @@ namespace
             return false;
         }
         QString error;
-        if (!pack_reader(keys).read(file.readAll(), contents, &error)) {
+        if (!pack_reader(*keys).read(file.readAll(), contents, &error)) {
             *code = fail(input_error, QStringLiteral("\"%1\": %2").arg(path, error));
             return false;
         }
@@ -146,8 +147,9 @@ int run_build(const build_options& options)
 int run_list(const QString& client_id, const QString& path)
 {
     pack_contents c;
+    tools::service_identity keys;
     int code = success;
-    if (!read_pack(client_id, path, &c, &code))
+    if (!read_pack(client_id, path, &c, &keys, &code))
         return code;
     print_header(path, c);
     for (const auto& t : c.targets) {
@@ -172,11 +174,9 @@ int run_check(const QString& client_id, const QString& path)
 {
     pack_contents c;
     int code = success;
-    if (!read_pack(client_id, path, &c, &code))
-        return code;
     tools::service_identity keys;
-    QString unused;
-    tools::service_identity::from_hex(client_id, nullptr, &keys, &unused);
+    if (!read_pack(client_id, path, &c, &keys, &code))
+        return code;
     print_header(path, c);
 
     int faults = 0;
