@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QHostAddress>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRandomGenerator>
@@ -16,7 +17,6 @@
 #include <QThread>
 #include <QTcpSocket>
 #include <QtEndian>
-#include <QHostAddress>
 
 #include <algorithm>
 #include <atomic>

@@ -68,14 +68,14 @@ def main():
             for i in range(count):
                 f.write(f"127.0.{2 + (i + 1) // 256}.{(i + 1) % 256},34567,admin,\n")
 
+        wrap = os.environ.get("ORVANE_WRAP", "").split()
         if minimal:
             sender = [f"{build}/bench/bench_upload", "--fleet", "127.0.2.1", "34567", str(count), str(mib)]
-            result = subprocess.run(os.environ.get("ORVANE_WRAP", "").split() + sender, capture_output=True, text=True)
+            result = subprocess.run(wrap + sender, capture_output=True, text=True)
             print(result.stdout.strip() or result.stderr.strip())
             return
 
         began = time.monotonic()
-        wrap = os.environ.get("ORVANE_WRAP", "").split()
         orvane = subprocess.Popen(wrap + ["./orvane", "--batch", "devices.csv"], cwd=run,
                                   stdout=open(f"{work}/run.log", "w"), stderr=subprocess.STDOUT)
         _, status, usage = os.wait4(orvane.pid, 0)

@@ -83,7 +83,8 @@ bool pack_v2::add(const QString& ident, const QByteArray& payload, const ident_e
 {
     QFile file;
     QByteArray ident_frame, payload_frame;
-    // The header counts the ident's 16-byte units in one byte.
+    // The header counts the ident's 16-byte units in one byte, which also keeps the ident
+    // far below its 16-bit length field.
     if (!begin_add(file, ident, payload, encrypt_ident, encrypt_payload, session, 255, ident_frame, payload_frame))
         return false;
 

@@ -4,12 +4,12 @@
 #include <csignal>
 #include <cstdio>
 
+#include "tools/common/shutdown_watch.h"
 #include "tools/devsim/address_policy.h"
 #include "tools/devsim/config_loader.h"
 #include "tools/devsim/control_commands.h"
 #include "tools/devsim/control_server.h"
 #include "tools/devsim/devsim_log.h"
-#include "tools/common/shutdown_watch.h"
 #include "tools/devsim/simulator.h"
 
 namespace

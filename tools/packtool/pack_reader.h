@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tools/packtool/pack_contents.h"
 #include "tools/common/service_identity.h"
+#include "tools/packtool/pack_contents.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tools/packtool/pack_plan.h"
 #include "tools/common/service_identity.h"
+#include "tools/packtool/pack_plan.h"
 
 #include <QByteArray>
 #include <QString>

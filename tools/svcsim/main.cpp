@@ -5,6 +5,8 @@
 #include <csignal>
 #include <cstdio>
 
+#include "tools/common/service_identity.h"
+#include "tools/common/shutdown_watch.h"
 #include "tools/svcsim/config_loader.h"
 #include "tools/svcsim/control_commands.h"
 #include "tools/svcsim/control_server.h"
@@ -12,10 +14,8 @@
 #include "tools/svcsim/firmware_store.h"
 #include "tools/svcsim/fleet.h"
 #include "tools/svcsim/http_server.h"
-#include "tools/common/service_identity.h"
 #include "tools/svcsim/request_log.h"
 #include "tools/svcsim/service.h"
-#include "tools/common/shutdown_watch.h"
 #include "tools/svcsim/svcsim_log.h"
 
 namespace

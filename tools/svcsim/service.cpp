@@ -5,15 +5,15 @@
 #include <QJsonParseError>
 #include <QList>
 
+#include "tools/common/sealing.h"
+#include "tools/common/service_identity.h"
 #include "tools/svcsim/fault.h"
 #include "tools/svcsim/fault_table.h"
 #include "tools/svcsim/firmware_store.h"
 #include "tools/svcsim/fleet.h"
 #include "tools/svcsim/http_request.h"
-#include "tools/common/service_identity.h"
 #include "tools/svcsim/request_log.h"
 #include "tools/svcsim/request_record.h"
-#include "tools/common/sealing.h"
 #include "tools/svcsim/svcsim_log.h"
 
 namespace svcsim
