@@ -11,6 +11,8 @@ private slots:
     void initTestCase() { qRegisterMetaType<sdk::prototype::flash_progress_type>(); }
     void upload_progress_data();
     void upload_progress();
+    void large_images_arrive_whole_data();
+    void large_images_arrive_whole();
 };
 
 void test_sdk_legacy::upload_progress_data()
@@ -66,6 +68,44 @@ void test_sdk_legacy::upload_progress()
         QVERIFY2(sending[i] > sending[i - 1], qPrintable(QStringLiteral("%1 after %2").arg(sending[i]).arg(sending[i - 1])));
     QCOMPARE(sending.last() == 100, sent_whole);
     QCOMPARE(after.join(" | "), after_sending);
+}
+
+void test_sdk_legacy::large_images_arrive_whole_data()
+{
+    QTest::addColumn<int>("size");
+    // One byte past a power of two: the sizes a single-precision chunk count rounds down.
+    QTest::newRow("16 MiB and a byte") << 16777217;
+    QTest::newRow("32 MiB and a byte") << 33554433;
+}
+
+void test_sdk_legacy::large_images_arrive_whole()
+{
+    QFETCH(int, size);
+    devsim_harness sim;
+    QVERIFY2(sim.start(1, { { "reboot_ms", 300 }, { "upgrade_step_ms", 20 } }), qPrintable(sim.error()));
+    device dev;
+    dev.ip = sim.address(0).toString();
+    dev.port = sim.port(0);
+    dev.user = QStringLiteral("admin");
+    sdk::legacy worker;
+    QVERIFY(worker.init(QStringLiteral("row"), dev));
+    QSignalSpy progress(&worker, &sdk::prototype::flash_progress);
+    QByteArray image(size, Qt::Uninitialized);
+    for (int i = 0; i < size; ++i)
+        image[i] = char(i ^ (i >> 13));
+    image[size - 1] = 'z'; // the byte a short upload leaves out
+    worker.upgrade_firmware(image);
+    using kind = sdk::prototype::flash_progress_type;
+    const auto ended = [&] {
+        return !progress.isEmpty() && progress.last().at(1).value<kind>() != kind::sending
+            && progress.last().at(1).value<kind>() != kind::upgrading;
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(ended(), 60000);
+    QCOMPARE(progress.last().at(1).value<kind>(), kind::done);
+    const QJsonObject state = sim.state(0);
+    QCOMPARE(state["upgrade_size"].toDouble(), double(size));
+    QCOMPARE(state["upgrade_md5"].toString(),
+        QString::fromLatin1(QCryptographicHash::hash(image, QCryptographicHash::Md5).toHex()));
 }
 
 QTEST_GUILESS_MAIN(test_sdk_legacy)
