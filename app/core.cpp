@@ -81,6 +81,9 @@ core::core(const QString& own_checksum, const QString& application_path)
         { tasks::names::reset_configuration, &core::dt_reset_configuration },
         { tasks::names::set_language, &core::dt_set_language },
     };
+    m_worker_steps = m_dispatch.keys();
+    m_worker_steps.removeAll(tasks::names::check_updates);
+    m_worker_steps.removeAll(tasks::names::confirm);
 
     m_settings = std::make_unique<QSettings>(settings_path(), QSettings::IniFormat);
     if (m_settings->contains(QStringLiteral("language")))

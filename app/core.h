@@ -201,14 +201,28 @@ private:
         const operation_follow_up& then = {});
     void cancel(const QString& ident);
     tasks::task* running_task(const QString& ident);
+    // Whether the line's flow runs and stands at one of these steps. A report meant for
+    // another step (late, repeated, or for a flow that has ended) is not for it.
+    bool at_step(const QString& ident, const QStringList& steps) const;
+    // The one way a step fails: unless the line stands at one of the steps, nothing happens
+    // and false comes back. Otherwise the text is logged (when there is one), the result
+    // stored, the cell turns red, the dependents are cancelled and the manager is told,
+    // unless `hold` keeps the line at its step with its slot.
+    bool fail_step(const QString& ident, const QStringList& steps, const QString& log_text, const QString& result_text,
+        bool hold = false);
+    // The line of this serial that stands at the step: the one waiting for the service's answer.
+    QString line_waiting(const QString& serial, const QString& step) const;
+    // Marks the device (by "address" or "serial" key) as this flow's; the flow that holds it
+    // already, when another running flow does.
+    QString claim_device(const QString& key, const QString& ident);
+    // Fails the step of a second row of a device that another flow is working on.
+    void refuse_device_in_work(const QString& ident, const QString& step, const QString& holder);
     QStringList selected_lines() const;
     // Row texts; no-ops while there is no table.
     void set_row_address(const QString& ident);
     void set_row_info(const QString& ident, const QString& serial, const QString& description);
     // Adds a service failure to the problem list; interactive only.
     void add_problem(const client::queued_data& qd, const QString& text);
-    // Adds a device's failure to the problem list; interactive only.
-    void add_problem(const QString& ident, const QString& text);
     // The row's address text, short or full as the setting says.
     QString address_text(const endpoint& ep) const;
     // Builds the window, the table and their connections (stage "Interface").
@@ -219,10 +233,14 @@ private:
     void dt_check_updates(const QString& ident);
     void dt_update(const QString& ident);
     void dt_confirm(const QString& ident);
-    // Flashes data on a line with the backend its offer names; also the path of packs.
+    // Flashes data on a line with the backend its offer names; also the path of packs. Data
+    // that isn't the file its offer names (empty, or another MD5) fails the step instead.
     void apply_firmware(const QString& ident, const QByteArray& data);
-    void end_step_with_error(const QString& ident, const QString& log_text, const QString& result_text);
     void finish_flash(const QString& ident, bool ok, const QString& text);
+    // The offer a line works with: the first of its new_version.
+    static client::update_resp::offer offer_of(const tasks::line& line);
+    // The lines standing at flash for this firmware.
+    QStringList lines_waiting_for(const QString& firmware) const;
     void clean_up_worker(const QString& ident, const QString& log_text);
     // Hands the service identity and address from the settings to the client.
     void configure_service(bool offline);
@@ -232,8 +250,10 @@ private:
     // The firmware from the cache, checked against its identifier; empty when it isn't there
     // or fails, and a failure turns the cache off.
     QByteArray cached_firmware(const QString& firmware);
-    // Keeps an arrived firmware in the cache unless it is there already.
+    // Keeps a checked firmware in the cache unless it is there already.
     void cache_firmware(const QString& firmware, const QByteArray& data);
+    // Whether data is the firmware file of this identifier: not empty, and its MD5.
+    bool checked_firmware(const QString& firmware, const QByteArray& data);
     void dt_await_device(const QString& ident);
     void dt_change_ip(const QString& ident);
     void dt_change_port(const QString& ident);
@@ -276,6 +296,8 @@ private:
     int m_last_ok = 0;
     QString m_last_result;
     QHash<QString, device_task> m_dispatch;
+    QStringList m_worker_steps; // the tasks a worker reports on: all but the service's
+    QHash<QString, QString> m_devices_in_work; // device key -> the flow working on it
     std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines
 
     std::unique_ptr<main_model> m_model;
@@ -286,7 +308,8 @@ private:
     std::unique_ptr<task_edit> m_task_edit;
     std::unique_ptr<apply_pack> m_apply_pack;
     firmware_pack::pack_v3 m_cache;
-    QHash<QString, QByteArray> m_opened_firmware; // cache entries already extracted and checked
+    // Firmware checked against its identifier, one copy shared by every line that needs it.
+    QHash<QString, QByteArray> m_checked_firmware;
     client m_client;
     delivery::pack_crypto m_crypto;
     tasks::manager m_manager;
