@@ -257,12 +257,14 @@ void core::configure_service(bool offline)
     const QByteArray key = QByteArray::fromHex(m_settings->value(QStringLiteral("client_key")).toString().toLatin1());
     const QHostAddress address(m_settings->value(QStringLiteral("address")).toString());
     const uint port = m_settings->value(QStringLiteral("port"), 8088u).toUInt();
+    const int timeout = m_settings->value(QStringLiteral("timeout_s"), 120).toInt();
     m_settings->endGroup();
 
     if (!offline && (id.size() != 8 || key.size() != 32))
         log(fixed_names::sources::core,
             tr("No service identity is configured (Service/client_id, Service/client_key): requests to the update service will fail."));
     m_client.setup(m_own_checksum, id, m_session_number, key, offline);
+    m_client.set_timeout(timeout);
     if (!address.isNull())
         m_client.set_server(address, uint16_t(port));
 }

@@ -41,6 +41,7 @@ private slots:
     void file_arriving_again_flashes_only_waiting_lines();
     void second_row_of_a_device_in_work_data();
     void second_row_of_a_device_in_work();
+    void hung_service_ends_the_run();
 };
 
 void test_update_flow::one_download_serves_two_devices()
@@ -242,6 +243,22 @@ void test_update_flow::second_row_of_a_device_in_work()
     QCOMPARE(starts, 1);
     QCOMPARE(f.service.requests("confirm").size(), 1);
     QCOMPARE(f.log_text().count("-- all done --"), 1);
+}
+
+void test_update_flow::hung_service_ends_the_run()
+{
+    fixture f;
+    QVERIFY2(!run_with_offer(f, 2, 5000).isEmpty(), qPrintable(f.devices.error() + f.service.error()));
+    f.end_run();
+    QSettings(f.dir.filePath("ov.config"), QSettings::IniFormat).setValue("Service/timeout_s", 1);
+    f.make_core();
+    QVERIFY(f.service.set_fault("update", QJsonObject { { "delay_ms", 60000 } }));
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 2, 10000);
+    for (int i = 0; i < 2; ++i)
+        QCOMPARE(f.result(i).text, QStringLiteral("Execution interrupted"));
+    QVERIFY(!f.c->remote_enabled());
+    QVERIFY(f.log_text().contains("Remote database access failure, code -11"));
 }
 
 QTEST_GUILESS_MAIN(test_update_flow)
