@@ -201,14 +201,15 @@ void core::on_sdk_flash_progress(const QString& ident, sdk::prototype::flash_pro
     if (!at_step(ident, flash_steps()))
         return;
     const auto l = m_manager.find(ident);
+    // The worker's session ends before the flow moves on, so that nothing is told after a flow's end.
     switch (stage) {
     case stage_type::failure:
-        finish_flash(ident, false, tr("Error %1").arg(current));
         clean_up_worker(ident, tr("Task failed"));
+        finish_flash(ident, false, tr("Error %1").arg(current));
         return;
     case stage_type::done:
-        finish_flash(ident, true, tr("Completed"));
         clean_up_worker(ident, tr("Task completed"));
+        finish_flash(ident, true, tr("Completed"));
         return;
     case stage_type::sending:
     case stage_type::upgrading:

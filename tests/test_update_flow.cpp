@@ -42,6 +42,7 @@ private slots:
     void second_row_of_a_device_in_work_data();
     void second_row_of_a_device_in_work();
     void hung_service_ends_the_run();
+    void mixed_fleet_ends_once_per_device();
 };
 
 void test_update_flow::one_download_serves_two_devices()
@@ -259,6 +260,65 @@ void test_update_flow::hung_service_ends_the_run()
         QCOMPARE(f.result(i).text, QStringLiteral("Execution interrupted"));
     QVERIFY(!f.c->remote_enabled());
     QVERIFY(f.log_text().contains("Remote database access failure, code -11"));
+}
+
+// Twenty devices, five of them faulty, a service that spoils two downloads and refuses a device, and a cache the
+// program can't use: every device ends once, the run ends after the last, and only real flashes are confirmed.
+void test_update_flow::mixed_fleet_ends_once_per_device()
+{
+    fixture f;
+    const auto faults = [](const QJsonObject& set) { return QJsonObject { { "faults", set } }; };
+    // Faults that break the connection: a refusal would cost the client's five silent seconds.
+    const QJsonArray devices { faults({ { "close_at", QJsonArray { 1020 } } }), faults({ { "drop_at_chunk", 2 } }),
+        faults({ { "progress_drop_at", 50 } }), faults({ { "close_at", QJsonArray { 1520 } } }),
+        faults({ { "delay_at", QJsonObject { { "1020", 300 } } } }) }; // the last is only late
+    QVERIFY2(f.devices.start(20, { { "reboot_ms", 200 }, { "upgrade_step_ms", 20 } }, devices), qPrintable(f.devices.error()));
+    const QByteArray firmware = image(100000, 'a');
+    const QString good = f.service.add_file("a.bin", firmware);
+    const auto offer = [](const QString& file) { return QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { file } } }; };
+    QJsonObject fleet;
+    for (int i = 0; i < 20; ++i)
+        fleet.insert(f.serial(i), offer(good));
+    fleet.insert(f.serial(5), offer(f.service.add_file("b.bin", image(20000, 'b'))));
+    fleet.insert(f.serial(6), offer(f.service.add_file("c.bin", image(30000, 'c'))));
+    fleet.insert(f.serial(7), QJsonObject { { "error", 9 } });
+    QVERIFY2(f.start_service(fleet), qPrintable(f.service.error()));
+    QVERIFY(f.service.set_fault("file", { { "garbage", "<html><body>504 Gateway Timeout</body></html>" } }, f.serial(5)));
+    QVERIFY(f.service.set_fault("file", { { "serve", md5_hex(firmware) } }, f.serial(6)));
+    QFile cache(f.dir.filePath("cache.ovpack"));
+    QVERIFY(cache.open(QIODevice::WriteOnly) && cache.write("not a cache at all") > 0);
+    cache.close();
+    f.make_core();
+    QVERIFY(!f.c->cache_in_use());
+
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 20, 60000);
+    QTest::qWait(300); // room for a late report to show
+    QCOMPARE(f.ended, 20);
+    const QStringList lines = f.log_text().split('\n');
+    QVERIFY2(lines.last().endsWith("[core]: -- all done --"), qPrintable(lines.last()));
+    QCOMPARE(lines.filter("-- all done --").size(), 1);
+
+    const QSet<int> good_devices { 4, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19 };
+    int flashed = 0;
+    for (int i = 0; i < 20; ++i) {
+        QCOMPARE(lines.filter(f.endpoint_of(f.idents[i]).short_form() + ": Flow ended").size(), 1);
+        const int upgrades = f.devices.state(i)["upgrades"].toInt();
+        flashed += upgrades;
+        if (good_devices.contains(i)) {
+            QCOMPARE(f.result(i).text, QStringLiteral("Done upgrading"));
+            QCOMPARE(f.devices.requests_of(i, 1520).size(), 1);
+            QCOMPARE(upgrades, 1);
+            QCOMPARE(f.devices.state(i)["upgrade_md5"].toString(), md5_hex(firmware));
+            QCOMPARE(f.service.requests("confirm", f.serial(i)).size(), 1);
+        } else {
+            QVERIFY2(!f.result(i).ok, qPrintable(QString::number(i) + ": " + f.result(i).text));
+            QCOMPARE(upgrades, 0);
+            QCOMPARE(f.service.requests("confirm", f.serial(i)).size(), 0);
+        }
+    }
+    QCOMPARE(flashed, good_devices.size());
+    QCOMPARE(f.service.requests("confirm").size(), flashed);
 }
 
 QTEST_GUILESS_MAIN(test_update_flow)
