@@ -78,6 +78,11 @@ void core::cache_firmware(const QString& firmware, const QByteArray& data)
 {
     if (!m_cache_in_use || m_cache.contains(firmware))
         return;
+    if (m_cache.count() == firmware_pack::pack::max_blocks) {
+        log(fixed_names::sources::core,
+            tr("The cache file is full with %1 firmwares: no more are added to it").arg(firmware_pack::pack::max_blocks));
+        return;
+    }
     log(fixed_names::sources::core, tr("Firmware cached"));
     if (!m_cache.add(firmware, data, m_crypto.ident_encryptor, m_crypto.payload_encryptor, m_client.session_nonce()))
         log(fixed_names::sources::core, tr("Error adding to the cache file"));
