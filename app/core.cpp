@@ -22,6 +22,7 @@
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QMessageBox>
+#include <QTemporaryDir>
 #include <QTimer>
 
 #include <cstdio>
@@ -86,6 +87,15 @@ core::core(const QString& own_checksum, const QString& application_path)
     m_worker_steps.removeAll(tasks::names::confirm);
 
     m_settings = std::make_unique<QSettings>(settings_path(), QSettings::IniFormat);
+    // The file is read at the first question; only then does its status tell.
+    m_settings->contains(QStringLiteral("language"));
+    const bool settings_unreadable = m_settings->status() != QSettings::NoError;
+    if (settings_unreadable) {
+        // Left as it is, the file keeps what can still be mended by hand (the service identity);
+        // this run works on the defaults, in a file of its own that goes with it.
+        m_settings_stand_in = std::make_unique<QTemporaryDir>();
+        m_settings = std::make_unique<QSettings>(m_settings_stand_in->filePath(fixed_names::settings_file), QSettings::IniFormat);
+    }
     if (m_settings->contains(QStringLiteral("language")))
         apply_language(m_settings->value(QStringLiteral("language")).toString());
 
@@ -96,6 +106,9 @@ core::core(const QString& own_checksum, const QString& application_path)
 
     log(fixed_names::sources::core,
         tr("Version: %1, %2, capabilities: %3").arg(caps::version_text(), caps::platform_text(), caps::text()));
+    if (settings_unreadable)
+        log(fixed_names::sources::core,
+            tr("The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.").arg(settings_path()));
     m_client.attach(m_blackbox);
     m_scanner.attach(m_blackbox);
 }

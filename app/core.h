@@ -25,6 +25,7 @@
 #include <optional>
 #include <vector>
 
+class QTemporaryDir;
 class apply_pack;
 class blackbox;
 class main_model;
@@ -321,6 +322,7 @@ private:
     std::unique_ptr<QTranslator> m_qt_translator;
     std::unique_ptr<QTranslator> m_translator;
     std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<QTemporaryDir> m_settings_stand_in; // holds the settings of a run whose file can't be read
     std::shared_ptr<blackbox> m_blackbox;
     QMutex m_log_mutex; // serialises the user log; taken before the blackbox's own
 

@@ -23,6 +23,8 @@ class test_app : public QObject
     Q_OBJECT
 private slots:
     void first_start_writes_only_pack_functionality();
+    void unreadable_settings_are_left_as_they_are_data();
+    void unreadable_settings_are_left_as_they_are();
     void menu_options_data();
     void menu_options();
     void log_reaches_blackbox_and_history();
@@ -45,6 +47,34 @@ void test_app::first_start_writes_only_pack_functionality()
     QSettings written(dir.filePath("ov.config"), QSettings::IniFormat);
     QCOMPARE(written.allKeys(), QStringList { "firmware_pack_functionality" });
     QCOMPARE(written.value("firmware_pack_functionality").toString(), QStringLiteral("legacy"));
+}
+
+void test_app::unreadable_settings_are_left_as_they_are_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("binary") << QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+    QTest::newRow("JSON") << QByteArray("{\"Service\": {\"client_id\": \"0011223344556677\"}}\n");
+}
+
+void test_app::unreadable_settings_are_left_as_they_are()
+{
+    QFETCH(QByteArray, content);
+    QTemporaryDir dir;
+    QFile file(dir.filePath("ov.config"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+    file.close();
+    {
+        core c(QString(), dir.path());
+        QVERIFY(c.operate(core::batch, false));
+        QCOMPARE(c.options().preferred_subnet.toString(), QStringLiteral("255.255.255.0"));
+        c.on_window_option_menu_executed("reset_only_network_settings", {}, true);
+        QVERIFY(c.options().reset_only_network_settings);
+    }
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), content);
+    QVERIFY(read_text(dir.filePath("blackbox.log"))
+                .contains(QStringLiteral("The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.")
+                              .arg(dir.filePath("ov.config"))));
 }
 
 void test_app::menu_options_data()
