@@ -9,7 +9,6 @@
 #include "ui/main_window.h"
 #include "ui/splash.h"
 
-#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
@@ -106,7 +105,7 @@ QStringList core::find_packs(bool include_cache) const
 {
     QStringList folders;
     if (m_portable)
-        folders << QCoreApplication::applicationDirPath();
+        folders << m_application_path;
     else
         folders << QStandardPaths::standardLocations(QStandardPaths::DataLocation);
     if (include_cache)
