@@ -11,8 +11,8 @@ namespace caps {
 parameters table()
 {
     parameters t;
-    t.insert(QStringLiteral("xc_support"), true);
-    t.insert(QStringLiteral("xn_support"), true);
+    t.insert(QStringLiteral("xc_support"), backend_available(sdk::type::xcloud));
+    t.insert(QStringLiteral("xn_support"), backend_available(sdk::type::xnet));
     t.insert(QStringLiteral("offline_upgrade"), false);
     t.insert(QStringLiteral("pack_diag"), false);
     QFile library(QStringLiteral("XNetSDK.dll"));
@@ -22,6 +22,12 @@ parameters table()
         t.insert(QStringLiteral("xnlib_main_md5"), QString::fromLatin1(md5.result().toHex()));
     }
     return t;
+}
+
+bool backend_available(sdk::type type)
+{
+    // The closed libraries' backends aren't built in; NETIP is always there.
+    return type == sdk::type::legacy;
 }
 
 QString text(bool multi_line)

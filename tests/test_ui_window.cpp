@@ -186,11 +186,12 @@ void test_ui_window::stored_layout_data()
 {
     QTest::addColumn<QString>("preset");
     QTest::addColumn<bool>("collapsed");
-    QTest::newRow("nothing stored: default columns, the pane as built") << "" << false;
-    QTest::newRow("columns: text that isn't JSON") << "Window/columns={not json" << false;
+    QTest::newRow("nothing stored: default columns, the pane collapsed") << "" << true;
+    QTest::newRow("columns: text that isn't JSON") << "Window/columns={not json" << true;
     QTest::newRow("columns: a document without order")
-        << R"(Window/columns={"fields":[{"id":1,"width":40}]})" << false;
-    QTest::newRow("log: garbage leaves the pane as built") << "Window/log/position=abc,def" << false;
+        << R"(Window/columns={"fields":[{"id":1,"width":40}]})" << true;
+    QTest::newRow("log: garbage leaves the pane collapsed") << "Window/log/position=abc,def" << true;
+    QTest::newRow("log: visible true opens the pane") << "Window/log/visible=true" << false;
     QTest::newRow("log: a zero second size collapses the pane") << "Window/log/position=400,0" << true;
     QTest::newRow("log: visible false collapses the pane")
         << "Window/log/position=300,100;Window/log/visible=false" << true;
