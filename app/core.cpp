@@ -284,15 +284,19 @@ void core::configure_service(bool offline)
 
 void core::log(const QString& source, const QString& text, const QStringList& tags)
 {
-    QMutexLocker lock(&m_log_mutex);
     const QString line = QStringLiteral("%1 | %2: %3")
                              .arg(QDateTime::currentDateTime().toString(QStringLiteral("dd.MM.yyyy, hh:mm:ss")), source, text);
-    const QByteArray out = line.toUtf8() + '\n';
-    fwrite(out.constData(), 1, size_t(out.size()), stdout);
-    fflush(stdout);
-    // Passed as an argument, not as the format: a device name with a % must not reach the formatter.
-    if (m_blackbox)
-        m_blackbox->write(ident().constData(), blackbox::plain, "%s", QStringLiteral("%1: %2").arg(source, text).toUtf8().constData());
+    {
+        QMutexLocker lock(&m_log_mutex);
+        const QByteArray out = line.toUtf8() + '\n';
+        fwrite(out.constData(), 1, size_t(out.size()), stdout);
+        fflush(stdout);
+        // Passed as an argument, not as the format: a device name with a % must not reach the formatter.
+        if (m_blackbox)
+            m_blackbox->write(
+                ident().constData(), blackbox::plain, "%s", QStringLiteral("%1: %2").arg(source, text).toUtf8().constData());
+    }
+    // Outside the lock: the history's listeners may log in turn.
     m_history.add(line, tags);
 }
 

@@ -197,6 +197,10 @@ private:
     bool ensure_worker(tasks::line& line, int type);
     static sdk::prototype* worker_of(const tasks::line& line);
     void delete_worker(tasks::line& line);
+    // Takes the worker off a line that goes: it is deleted once its thread has ended, so that
+    // the window never waits for a device's time-out.
+    void retire_worker(tasks::line& line);
+    void drop_finished_workers();
     // Every device operation: status text, the operation, its failure text, a follow-up.
     void common_step(const QString& ident, const QString& status, const operation& op, const QString& failure,
         const operation_follow_up& then = {});
@@ -224,6 +228,8 @@ private:
     void set_row_info(const QString& ident, const QString& serial, const QString& description);
     // Adds a service failure to the problem list; interactive only.
     void add_problem(const client::queued_data& qd, const QString& text);
+    // Whether a row of user text is refused because the task list couldn't hold it; logged.
+    bool refused_as_row(const endpoint& ep);
     // The row's address text, short or full as the setting says.
     QString address_text(const endpoint& ep) const;
     // Builds the window, the table and their connections (stage "Interface").
@@ -299,7 +305,7 @@ private:
     QHash<QString, device_task> m_dispatch;
     QStringList m_worker_steps; // the tasks a worker reports on: all but the service's
     QHash<QString, QString> m_devices_in_work; // device key -> the flow working on it
-    std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines
+    std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines, still working
 
     std::unique_ptr<main_model> m_model;
     std::unique_ptr<main_model_filter> m_filter;

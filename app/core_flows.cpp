@@ -7,6 +7,8 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
+
 void core::on_window_run_list(bool no_add, bool fetch_only, bool force_update, QStringList idents)
 {
     launch(idents, no_add, fetch_only, force_update, std::nullopt);
@@ -154,6 +156,26 @@ void core::delete_worker(tasks::line& line)
     }
     line.remove(tasks::keys::sdk_instance);
     line.remove(tasks::keys::sdk_in_use);
+}
+
+void core::retire_worker(tasks::line& line)
+{
+    sdk::prototype* worker = worker_of(line);
+    line.remove(tasks::keys::sdk_instance);
+    line.remove(tasks::keys::sdk_in_use);
+    if (!worker)
+        return;
+    // A report may still be on its way; nothing waits for it.
+    connect(worker, &QThread::finished, this, &core::drop_finished_workers, Qt::QueuedConnection);
+    m_retired_workers.emplace_back(worker);
+    drop_finished_workers();
+}
+
+void core::drop_finished_workers()
+{
+    m_retired_workers.erase(std::remove_if(m_retired_workers.begin(), m_retired_workers.end(),
+                                [](const auto& worker) { return !worker->isRunning(); }),
+        m_retired_workers.end());
 }
 
 bool core::ensure_worker(tasks::line& line, int type)

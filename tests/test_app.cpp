@@ -9,6 +9,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <chrono>
+#include <future>
+#include <thread>
+
 namespace
 {
 
@@ -30,6 +34,8 @@ private slots:
     void menu_options_data();
     void menu_options();
     void log_reaches_blackbox_and_history();
+    void a_log_listener_may_log();
+    void rows_the_task_list_couldnt_keep_are_refused();
     void command_line_data();
     void command_line();
     void capabilities_say_what_is_there_data();
@@ -138,6 +144,46 @@ void test_app::log_reaches_blackbox_and_history()
     // A % in a message is text, not a format directive.
     const QStringList lines = read_text(dir.filePath("blackbox.log")).split('\n', Qt::SkipEmptyParts);
     QVERIFY2(lines.value(2).endsWith(", core, plain, [dev]: 100% done"), qPrintable(lines.join('\n')));
+}
+
+void test_app::a_log_listener_may_log()
+{
+    QTemporaryDir dir;
+    core c(QString(), dir.path());
+    int heard = 0;
+    c.history().add_listener(7, { "tasks" }, [&](const log_history::entry& e) {
+        ++heard;
+        c.log("[core]", "heard " + e.text, { "core" });
+    });
+    // On a thread of its own, so that a deadlock fails the test instead of hanging it.
+    std::promise<void> logged;
+    std::thread writer([&] {
+        c.log("[dev]", "first", { "tasks" });
+        logged.set_value();
+    });
+    if (logged.get_future().wait_for(std::chrono::seconds(5)) != std::future_status::ready) {
+        writer.detach();
+        QFAIL("a listener that logs locks the log up");
+    }
+    writer.join();
+    QCOMPARE(heard, 1);
+    QVERIFY(read_text(dir.filePath("blackbox.log")).contains("[core]: heard "));
+}
+
+void test_app::rows_the_task_list_couldnt_keep_are_refused()
+{
+    QTemporaryDir dir;
+    core c(QString(), dir.path());
+    QVERIFY(c.operate(core::batch, false));
+    const endpoint clean { "hall", {}, "127.0.0.9", 34567, "admin", "secret", false, 0 };
+    endpoint comma = clean;
+    comma.name = "hall, left";
+    c.on_task_edit_added({ comma, clean });
+    QCOMPARE(c.task_manager().count(), 1);
+    const QString ident = c.task_manager().lines().constFirst();
+    c.on_task_edit_edited(ident, comma);
+    QCOMPARE(c.task_manager().find(ident)->get(tasks::keys::endpoint).value<endpoint>(), clean);
+    QCOMPARE(read_text(dir.filePath("blackbox.log")).count("can't hold a comma"), 2);
 }
 
 void test_app::command_line_data()

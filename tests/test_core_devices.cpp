@@ -18,6 +18,8 @@ private slots:
     void import_opens_encrypted_passwords();
     void batch_run_over_a_task_file();
     void files_stay_beside_the_real_program();
+    void rows_leave_without_waiting_for_their_workers_data();
+    void rows_leave_without_waiting_for_their_workers();
 };
 
 void test_core_devices::identify_data()
@@ -312,6 +314,40 @@ void test_core_devices::files_stay_beside_the_real_program()
     QCOMPARE(updates.size(), 1);
     QCOMPARE(updates[0].toObject()["query"].toObject()["app"].toObject()["hash"].toString(),
         QString::fromLatin1(QCryptographicHash::hash(self.readAll(), QCryptographicHash::Md5).toHex()));
+}
+
+void test_core_devices::rows_leave_without_waiting_for_their_workers_data()
+{
+    QTest::addColumn<bool>("clear"); // the whole list, else the one row
+    QTest::newRow("a deleted row") << false;
+    QTest::newRow("a cleared list") << true;
+}
+
+// A worker stuck in a device's silence doesn't hold the window when its row goes, and is gone once it gives up.
+void test_core_devices::rows_leave_without_waiting_for_their_workers()
+{
+    QFETCH(bool, clear);
+    fixture f;
+    QVERIFY2(f.start_devices(1, QJsonObject { { "faults", QJsonObject { { "silent_at", QJsonArray { 1020 } } } } }),
+        qPrintable(f.devices.error()));
+    f.make_core();
+    auto* worker = f.line(f.idents[0])->get(tasks::keys::sdk_instance).value<sdk::prototype*>();
+    QVERIFY(worker);
+    QSignalSpy gone(worker, &QObject::destroyed);
+    worker->identify(); // outside any flow, as a script's own query would be
+    QTRY_COMPARE_WITH_TIMEOUT(f.devices.requests_of(0, 1020).size(), 1, 10000);
+    QElapsedTimer t;
+    t.start();
+    if (clear)
+        f.c->clear_list();
+    else
+        f.c->on_window_delete_element(f.idents[0]);
+    QVERIFY2(t.elapsed() < 1000, qPrintable(QString::number(t.elapsed())));
+    QCOMPARE(f.c->task_manager().count(), 0);
+    QVERIFY(gone.isEmpty());
+    // The device goes away: the worker's read fails, its thread ends, and it is deleted.
+    f.devices.stop();
+    QVERIFY(gone.wait(10000));
 }
 
 QTEST_GUILESS_MAIN(test_core_devices)
