@@ -202,10 +202,6 @@ bool core::operate(operation_mode mode, bool offline)
         build_interface();
     }
 
-    // Batch runs have nobody to ask and must not end for an update; offline, nothing goes out.
-    if (m_mode == interactive && !offline)
-        m_updater.start();
-
     stage(tr("Menu"));
     m_options.load(*m_settings);
     if (m_window)
@@ -231,6 +227,11 @@ bool core::operate(operation_mode mode, bool offline)
                 m_settings->setValue(QStringLiteral("usage_warning_accepted"), true);
         }
     }
+    // Batch runs have nobody to ask and must not end for an update; offline, nothing goes out.
+    // Not before now: the splash processes events, and an answer arriving then would prompt over
+    // the start-up and quit before the main loop runs, which loses the quit.
+    if (m_mode == interactive && !offline)
+        m_updater.start();
     return true;
 }
 
