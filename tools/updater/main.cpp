@@ -121,8 +121,12 @@ std::string own_folder()
 
 int main()
 {
-    // Started detached from a program that is about to end, maybe from a terminal that closes.
+    // Started detached from a program that is about to end, maybe from a terminal that closes
+    // or a pipe whose reader waits for its end: it keeps neither.
     std::signal(SIGHUP, SIG_IGN);
+    const int null_fd = open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (int fd = 0; fd <= 2 && null_fd >= 0; ++fd)
+        dup2(null_fd, fd);
     const std::string folder = own_folder();
     if (folder.empty())
         return 1;
