@@ -21,6 +21,7 @@ private slots:
     void killed_at_any_step_leaves_a_whole_program();
     void refuses_what_isnt_a_build_data();
     void refuses_what_isnt_a_build();
+    void failed_step_leaves_the_old_build();
     void waits_for_the_program_to_end();
     void gives_up_while_the_program_runs();
 };
@@ -111,6 +112,20 @@ void test_updater_program::refuses_what_isnt_a_build()
         QVERIFY2(!f.exists(gone), gone);
     const QString log = QString::fromUtf8(f.content("updater.log"));
     QVERIFY2(log.contains("refused") && log.contains(reason), qPrintable(log));
+}
+
+void test_updater_program::failed_step_leaves_the_old_build()
+{
+    update_folder f;
+    QVERIFY(f.set_up());
+    // Where the new build is to be written stands a folder.
+    QVERIFY(QDir(f.dir.path()).mkpath("orvane.new/in-the-way"));
+    QCOMPARE(f.run_updater(), 3);
+    QCOMPARE(f.run_program(), old_marker);
+    // The next start runs the program rather than an updater that would fail again.
+    QVERIFY(!f.exists("tmp-newer-version.bin"));
+    QVERIFY(!f.exists("client_updating.lock"));
+    QVERIFY(f.content("updater.log").contains("can't stage the new build"));
 }
 
 void test_updater_program::waits_for_the_program_to_end()

@@ -59,7 +59,8 @@ struct files
     std::string backup_staged = at("orvane.previous.new");
 };
 
-// The end of every run: the download and the lock go, and the program may start again.
+// The end of every run: the lock goes, and the download unless the program still runs, so that
+// the next start runs the program instead of an updater that fails the same way again.
 int finish(const files& f, const updater_log& log, int code, const std::string& text, bool drop_candidate)
 {
     log.write(text);
@@ -90,7 +91,7 @@ int install(const files& f, const updater_log& log)
     const mode_t mode = stat(f.program.c_str(), &current) == 0 ? (current.st_mode & 07777) : 0755;
     std::string why;
     if (!updater_tool::copy_synced(f.candidate, f.staged, mode, [] { step("writing"); }, &why))
-        return finish(f, log, 3, "can't stage the new build: " + why, false);
+        return finish(f, log, 3, "can't stage the new build: " + why, true);
     step("written");
     // What is checked is the very file that will be renamed into place.
     if (!updater_tool::native_executable(f.staged, &why))
@@ -100,12 +101,12 @@ int install(const files& f, const updater_log& log)
     if (std::filesystem::exists(f.program)) {
         if (!updater_tool::copy_synced(f.program, f.backup_staged, mode, {}, &why)
             || !updater_tool::rename_synced(f.backup_staged, f.backup, f.folder, &why))
-            return finish(f, log, 3, "can't keep the previous build: " + why, false);
+            return finish(f, log, 3, "can't keep the previous build: " + why, true);
     }
     step("backed_up");
 
     if (!updater_tool::rename_synced(f.staged, f.program, f.folder, &why))
-        return finish(f, log, 3, "can't put the new build in place: " + why, false);
+        return finish(f, log, 3, "can't put the new build in place: " + why, true);
     step("swapped");
     return finish(f, log, 0, "installed the new build; the previous one is kept as orvane.previous", true);
 }
