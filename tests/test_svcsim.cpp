@@ -41,8 +41,6 @@ private slots:
     void known_answers();
     void answers_and_records_data();
     void answers_and_records();
-    void wrong_calls_and_unknown_builds_data();
-    void wrong_calls_and_unknown_builds();
 
 private:
     // A sealed answer as "sealed:<opened text>", anything else as "plain:<body>" or "drop".
@@ -175,50 +173,6 @@ void test_svcsim::answers_and_records()
     // The fault was all that changed the answer.
     QVERIFY(m_service.clear_faults());
     QVERIFY(fetch(kind, url).startsWith("sealed:"));
-}
-
-void test_svcsim::wrong_calls_and_unknown_builds_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QByteArray>("post"); // empty: a GET
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<QString>("answer"); // recorded
-    const auto call = [](const char* method, const QJsonArray& params) {
-        return json({ { "jsonrpc", "2.0" }, { "id", 5 }, { "method", method }, { "params", params } });
-    };
-    QTest::newRow("rpc by GET") << "inrpcapi/" << QByteArray() << "rpc" << "http 405";
-    QTest::newRow("rpc body not JSON") << "inrpcapi/" << QByteArray("{oops") << "rpc" << "error -32700";
-    QTest::newRow("rpc without a method") << "inrpcapi/" << json({ { "jsonrpc", "2.0" }, { "id", 1 } }) << "rpc"
-                                          << "error -32600";
-    QTest::newRow("rpc unknown method") << "inrpcapi/" << call("drop_tables", {}) << "rpc" << "error -32601";
-    QTest::newRow("device without a version") << "inrpcapi/" << call("register_new_device", { "IPC" }) << "rpc"
-                                              << "error -32602";
-    QTest::newRow("MAC with the port as text") << "inrpcapi/"
-                                               << call("register_cloud_mac", { "S", "34567", "00:01", "10.0.0.1" })
-                                               << "rpc" << "error -32602";
-    QTest::newRow("no build offered") << "repo/check/l/1964/" << QByteArray() << "repo_check" << "none";
-    QTest::newRow("no such build file") << "repo/file/l/1965/" << QByteArray() << "repo_file" << "http 404";
-    QTest::newRow("not a repository question") << "repo/list/l/1964/" << QByteArray() << "other" << "http 404";
-}
-
-void test_svcsim::wrong_calls_and_unknown_builds()
-{
-    QFETCH(QString, path);
-    QFETCH(QByteArray, post);
-    QFETCH(QString, answer);
-    QNetworkRequest request(m_service.base_url().resolved(QUrl(path)));
-    request.setHeader(QNetworkRequest::ContentTypeHeader, "application/json");
-    std::unique_ptr<QNetworkReply> reply(post.isEmpty() ? m_nam.get(request) : m_nam.post(request, post));
-    QSignalSpy done(reply.get(), &QNetworkReply::finished);
-    QVERIFY(reply->isFinished() || done.wait(5000));
-    const QJsonArray recorded = m_service.requests();
-    QCOMPARE(recorded.size(), 1);
-    QTEST(recorded.at(0).toObject().value("kind").toString(), "kind");
-    QCOMPARE(recorded.at(0).toObject().value("answer").toString(), answer);
-    // A call that isn't one still gets a JSON-RPC error, with the code that was recorded.
-    if (answer.startsWith("error"))
-        QCOMPARE(QJsonDocument::fromJson(reply->readAll()).object()["error"].toObject()["code"].toInt(),
-            answer.mid(6).toInt());
 }
 
 QTEST_GUILESS_MAIN(test_svcsim)
