@@ -64,10 +64,13 @@ http_reply rpc_service::handle(const http_request& request)
     }
     const QJsonObject call = QJsonDocument::fromJson(request.body).object();
     const QJsonValue id = call.value("id");
-    if (call.isEmpty() || !call.value("method").isString() || call.value("jsonrpc").toString() != QLatin1String("2.0")) {
+    if (call.isEmpty() || !call.value("method").isString()
+        || call.value("jsonrpc").toString() != QLatin1String("2.0")) {
         const int code = call.isEmpty() ? parse_error : invalid_request;
         r.answer = QStringLiteral("error %1").arg(code);
-        return finish(&r, plain_reply(200, envelope(QJsonValue::Null, "error", error_object(code, "not a call")), "application/json"));
+        return finish(&r,
+            plain_reply(
+                200, envelope(QJsonValue::Null, "error", error_object(code, "not a call")), "application/json"));
     }
     r.method = call.value("method").toString();
     r.params = call.value("params");
@@ -77,7 +80,8 @@ http_reply rpc_service::handle(const http_request& request)
 
     const fault f = m_faults.take(request_kind::rpc, r.serial);
     if (f.what != fault::action::none)
-        return finish(&r, plain_fault_reply(f, &r, envelope(id, "error", error_object(int(f.code), "simulated error"))));
+        return finish(
+            &r, plain_fault_reply(f, &r, envelope(id, "error", error_object(int(f.code), "simulated error"))));
 
     const QJsonObject result = outcome(r.method, r.params);
     http_reply reply;
@@ -109,8 +113,8 @@ QJsonObject rpc_service::outcome(const QString& method, const QJsonValue& params
         if (!m_mac_dates.contains(serial))
             m_mac_dates.insert(serial, QDateTime::currentDateTime().toString(date_format));
         return { { "result",
-            QJsonObject { { "result", true }, { "date", m_mac_dates.value(serial) },
-                { "operator_mac", params.at(2) }, { "operator_ip", params.at(3) } } } };
+            QJsonObject { { "result", true }, { "date", m_mac_dates.value(serial) }, { "operator_mac", params.at(2) },
+                { "operator_ip", params.at(3) } } } };
     }
     return { { "error", error_object(method_not_found, QStringLiteral("no method %1").arg(method)) } };
 }

@@ -6,25 +6,28 @@
 #include <cstring>
 #include <fstream>
 
-namespace updater_tool {
-
-namespace {
-
-bool read_header(const std::string& path, ElfW(Ehdr)* header, unsigned long long* size)
+namespace updater_tool
 {
-    std::ifstream in(path, std::ios::binary | std::ios::ate);
-    if (!in)
-        return false;
-    *size = static_cast<unsigned long long>(in.tellg());
-    in.seekg(0);
-    return in.read(reinterpret_cast<char*>(header), sizeof *header) && in.gcount() == sizeof *header;
-}
 
-// A table of `count` entries of `entry` bytes at `offset` lies inside the file.
-bool table_fits(unsigned long long offset, unsigned long long count, unsigned long long entry, unsigned long long size)
+namespace
 {
-    return offset <= size && count * entry <= size - offset;
-}
+
+    bool read_header(const std::string& path, ElfW(Ehdr) * header, unsigned long long* size)
+    {
+        std::ifstream in(path, std::ios::binary | std::ios::ate);
+        if (!in)
+            return false;
+        *size = static_cast<unsigned long long>(in.tellg());
+        in.seekg(0);
+        return in.read(reinterpret_cast<char*>(header), sizeof *header) && in.gcount() == sizeof *header;
+    }
+
+    // A table of `count` entries of `entry` bytes at `offset` lies inside the file.
+    bool table_fits(
+        unsigned long long offset, unsigned long long count, unsigned long long entry, unsigned long long size)
+    {
+        return offset <= size && count * entry <= size - offset;
+    }
 
 } // namespace
 
@@ -55,7 +58,8 @@ bool native_executable(const std::string& path, std::string* why)
         *why = "an ELF file that isn't executable";
         return false;
     }
-    if (h.e_phnum == 0 || h.e_phentsize != sizeof(ElfW(Phdr)) || !table_fits(h.e_phoff, h.e_phnum, h.e_phentsize, size)) {
+    if (h.e_phnum == 0 || h.e_phentsize != sizeof(ElfW(Phdr))
+        || !table_fits(h.e_phoff, h.e_phnum, h.e_phentsize, size)) {
         *why = "its program headers are missing or outside the file";
         return false;
     }

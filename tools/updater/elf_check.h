@@ -2,7 +2,8 @@
 
 #include <string>
 
-namespace updater_tool {
+namespace updater_tool
+{
 
 // True when the file is a whole ELF executable for this machine: the same class, byte
 // order and machine as this program, with its header tables inside the file. `why` says

@@ -10,44 +10,46 @@
 #include <fstream>
 #include <vector>
 
-namespace updater_tool {
-
-namespace {
-
-bool fail(std::string* why, const std::string& what)
+namespace updater_tool
 {
-    *why = what + ": " + std::strerror(errno);
-    return false;
-}
 
-bool sync_folder(const std::string& folder)
+namespace
 {
-    const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
+
+    bool fail(std::string* why, const std::string& what)
+    {
+        *why = what + ": " + std::strerror(errno);
         return false;
-    const bool ok = fsync(fd) == 0;
-    close(fd);
-    return ok;
-}
-
-bool write_all(int fd, const char* data, size_t size)
-{
-    while (size > 0) {
-        const ssize_t n = write(fd, data, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        data += n;
-        size -= size_t(n);
     }
-    return true;
-}
+
+    bool sync_folder(const std::string& folder)
+    {
+        const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd < 0)
+            return false;
+        const bool ok = fsync(fd) == 0;
+        close(fd);
+        return ok;
+    }
+
+    bool write_all(int fd, const char* data, size_t size)
+    {
+        while (size > 0) {
+            const ssize_t n = write(fd, data, size);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                return false;
+            data += n;
+            size -= size_t(n);
+        }
+        return true;
+    }
 
 } // namespace
 
-bool copy_synced(const std::string& from, const std::string& to, mode_t mode, const std::function<void()>& halfway,
-    std::string* why)
+bool copy_synced(
+    const std::string& from, const std::string& to, mode_t mode, const std::function<void()>& halfway, std::string* why)
 {
     const int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
     if (in < 0)

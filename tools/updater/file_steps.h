@@ -5,7 +5,8 @@
 #include <functional>
 #include <string>
 
-namespace updater_tool {
+namespace updater_tool
+{
 
 // Copies `from` into a new file `to` with the given mode and forces it to disk before
 // returning; `halfway` runs once part of the data is written (the step hook of tests).

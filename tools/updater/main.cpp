@@ -19,7 +19,8 @@
 #include <filesystem>
 #include <string>
 
-namespace {
+namespace
+{
 
 using updater_tool::updater_log;
 
@@ -42,8 +43,7 @@ std::chrono::milliseconds wait_limit()
 }
 
 // What lies in the program's folder.
-struct files
-{
+struct files {
     explicit files(const std::string& where)
         : folder(where)
     {
@@ -87,10 +87,12 @@ int install(const files& f, const updater_log& log)
     if (updater_tool::same_content(f.candidate, f.program))
         return finish(f, log, 0, "the new build is in place already", true);
 
-    struct stat current {};
+    struct stat current {
+    };
     const mode_t mode = stat(f.program.c_str(), &current) == 0 ? (current.st_mode & 07777) : 0755;
     std::string why;
-    if (!updater_tool::copy_synced(f.candidate, f.staged, mode, [] { step("writing"); }, &why))
+    if (!updater_tool::copy_synced(
+            f.candidate, f.staged, mode, [] { step("writing"); }, &why))
         return finish(f, log, 3, "can't stage the new build: " + why, true);
     step("written");
     // What is checked is the very file that will be renamed into place.

@@ -3,7 +3,8 @@
 #include <chrono>
 #include <string>
 
-namespace updater_tool {
+namespace updater_tool
+{
 
 // Waits until no process runs the executable at `path` (the same file, however it was
 // started), polling the process table. False when one still runs at the end of `limit`.

@@ -6,29 +6,31 @@
 #include <filesystem>
 #include <system_error>
 
-namespace updater_tool {
-
-namespace {
-
-// Where the program keeps blackbox.log: beside itself unless installed under /usr.
-std::string log_folder(const std::string& program_folder)
+namespace updater_tool
 {
-    if (program_folder.rfind("/usr/", 0) != 0)
-        return program_folder;
-    const char* data_home = std::getenv("XDG_DATA_HOME");
-    const char* home = std::getenv("HOME");
-    std::string base;
-    if (data_home && *data_home)
-        base = data_home;
-    else if (home && *home)
-        base = std::string(home) + "/.local/share";
-    else
-        return {};
-    const std::string folder = base + "/orvane";
-    std::error_code ignored;
-    std::filesystem::create_directories(folder, ignored);
-    return folder;
-}
+
+namespace
+{
+
+    // Where the program keeps blackbox.log: beside itself unless installed under /usr.
+    std::string log_folder(const std::string& program_folder)
+    {
+        if (program_folder.rfind("/usr/", 0) != 0)
+            return program_folder;
+        const char* data_home = std::getenv("XDG_DATA_HOME");
+        const char* home = std::getenv("HOME");
+        std::string base;
+        if (data_home && *data_home)
+            base = data_home;
+        else if (home && *home)
+            base = std::string(home) + "/.local/share";
+        else
+            return {};
+        const std::string folder = base + "/orvane";
+        std::error_code ignored;
+        std::filesystem::create_directories(folder, ignored);
+        return folder;
+    }
 
 } // namespace
 

@@ -2,7 +2,8 @@
 
 #include <string>
 
-namespace updater_tool {
+namespace updater_tool
+{
 
 // What the updater did, appended to updater.log beside the program's blackbox.log:
 // the program's own folder when it runs portable, its data folder when installed.
