@@ -3,6 +3,7 @@
 #include "app/app_paths.h"
 #include "app/caps.h"
 #include "app/fixed_names.h"
+#include "delivery/service_url.h"
 #include "diagnostics/blackbox.h"
 #include "sdk/legacy.h"
 #include "tasks/sdk_type.h"
@@ -39,6 +40,7 @@ core::core(const QString& own_checksum, const QString& application_path)
     , loggable("core")
     , m_own_checksum(own_checksum)
     , m_application_path(application_path)
+    , m_updater(fixed_names::platform, fixed_names::version_build, application_path)
     , m_crypto(delivery::make_pack_crypto([this] { return m_client.client_id(); }))
 {
     m_portable = app_paths::is_portable(QCoreApplication::applicationDirPath());
@@ -62,6 +64,9 @@ core::core(const QString& own_checksum, const QString& application_path)
     connect(&m_scanner, &scanner::device_found, this, &core::on_scanner_device_found);
     connect(&m_scanner, &scanner::device_lost, this, &core::on_scanner_device_lost);
     connect(&m_scanner, &scanner::done, this, &core::on_scanner_done);
+    connect(&m_updater, &updater::downloaded, this, &core::on_updater_downloaded);
+    connect(&m_updater, &updater::new_update_available, this, &core::on_updater_new_update_available);
+    connect(&m_updater, &updater::download_failed, this, &core::on_updater_download_failed);
 
     m_dispatch = {
         { tasks::names::apply_pack_firmware, &core::dt_apply_pack_firmware },
@@ -99,7 +104,9 @@ core::core(const QString& own_checksum, const QString& application_path)
 
 core::~core()
 {
+    m_updater.stop();
     // Nothing reaches a slot while the members go, some of which the slots use.
+    m_updater.disconnect(this);
     m_manager.disconnect(this);
     m_client.disconnect(this);
     m_scanner.disconnect(this);
@@ -145,6 +152,7 @@ void core::register_meta_types()
     qRegisterMetaType<client::update_resp>("client::update_resp");
     qRegisterMetaType<client::update_resp::firmware_list>("client::update_resp::firmware_list");
     qRegisterMetaType<client::error_codes>("client::error_codes");
+    qRegisterMetaType<updater::update_info>("updater::update_info");
     qRegisterMetaType<sdk::prototype::flash_progress_type>("sdk::prototype::flash_progress_type");
     qRegisterMetaType<signed int>("signed int");
     qRegisterMetaType<size_t>("size_t");
@@ -219,6 +227,11 @@ bool core::operate(operation_mode mode, bool offline)
                 m_settings->setValue(QStringLiteral("usage_warning_accepted"), true);
         }
     }
+    // Batch runs have nobody to ask and must not end for an update; offline, nothing goes out.
+    // Not before now: the splash processes events, and an answer arriving then would prompt over
+    // the start-up and quit before the main loop runs, which loses the quit.
+    if (m_mode == interactive && !offline)
+        m_updater.start();
     return true;
 }
 
@@ -260,8 +273,11 @@ void core::configure_service(bool offline)
         log(fixed_names::sources::core,
             tr("No service identity is configured (Service/client_id, Service/client_key): requests to the update service will fail."));
     m_client.setup(m_own_checksum, id, m_session_number, key, offline);
-    if (!address.isNull())
+    if (!address.isNull()) {
         m_client.set_server(address, uint16_t(port));
+        m_registration.set_endpoint(QUrl(delivery::service_url(address, uint16_t(port), delivery::rpc::path)));
+        m_updater.set_server(address, uint16_t(port));
+    }
 }
 
 void core::log(const QString& source, const QString& text, const QStringList& tags)

@@ -3,6 +3,8 @@
 #include "app/menu_options.h"
 #include "delivery/client.h"
 #include "delivery/pack_crypto.h"
+#include "delivery/registration.h"
+#include "delivery/updater.h"
 #include "diagnostics/log_history.h"
 #include "diagnostics/loggable.h"
 #include "firmware_pack/pack_v3.h"
@@ -128,6 +130,9 @@ public:
     const menu_options& options() const { return m_options; }
     bool remote_enabled() const { return m_remote_enabled; }
     client& service() { return m_client; }
+    // Device and MAC registration with the service; its record of registered devices lasts the run.
+    delivery::registration& registrations() { return m_registration; }
+    updater& self_updater() { return m_updater; }
     const QStringList& requested_versions() const { return m_requested_versions; }
     quint64 session_number() const { return m_session_number; }
     uint limit_concurrent_tasks() const { return m_limit_concurrent_tasks; }
@@ -186,6 +191,9 @@ private slots:
     void on_scanner_device_found(const mac& address, const device& dev);
     void on_scanner_device_lost(const mac& address);
     void on_scanner_done(bool interrupted);
+    void on_updater_new_update_available(const updater::update_info& info);
+    void on_updater_downloaded();
+    void on_updater_download_failed(const QString& text);
 
 private:
     using operation = std::function<bool(sdk::prototype* worker, tasks::line& line)>;
@@ -246,6 +254,28 @@ private:
     void dt_set_dhcp(const QString& ident);
     void dt_set_language(const QString& ident);
 
+    // What a device of the update flow is registered with once its flow has ended.
+    struct registration_item
+    {
+        QString source;
+        QString serial;
+        QString hardware;
+        QString version;
+        QString host;
+        uint16_t port = 0;
+    };
+    // Keeps the identified device of a line in the update flow for registration.
+    void remember_for_registration(const QString& ident);
+    // At the end of its flow, queues the line's device when the options want registration.
+    void queue_registration(const QString& ident);
+    // Registers the queued devices one by one; flows ending meanwhile add theirs.
+    void run_registrations();
+    bool registration_wanted() const;
+    void register_device(const registration_item& item);
+    void register_mac(const registration_item& item);
+    // "-- all done --" once no flow runs and no registration waits.
+    void end_if_idle();
+
     void register_meta_types();
     void stage(const QString& text);
     void read_mirrors();
@@ -276,6 +306,9 @@ private:
     int m_last_ok = 0;
     QString m_last_result;
     QHash<QString, device_task> m_dispatch;
+    QHash<QString, registration_item> m_identified; // by flow ident, until the flow ends
+    QList<registration_item> m_registration_queue;
+    bool m_registering = false; // a run of the queue is scheduled or under way
     std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines
 
     std::unique_ptr<main_model> m_model;
@@ -288,6 +321,8 @@ private:
     firmware_pack::pack_v3 m_cache;
     QHash<QString, QByteArray> m_opened_firmware; // cache entries already extracted and checked
     client m_client;
+    delivery::registration m_registration;
+    updater m_updater;
     delivery::pack_crypto m_crypto;
     tasks::manager m_manager;
     scanner m_scanner;

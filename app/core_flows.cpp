@@ -124,12 +124,18 @@ void core::on_task_manager_flow_ended(const QString& ident)
     set_status(ident, result.text, result.ok ? status_success : status_failure);
     refresh_status_bar();
     raise_event(QStringLiteral("task_done"), { ident });
-    if (m_manager.running_count() == 0) {
-        log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
-        raise_event(QStringLiteral("tasks_done"));
-        if (m_mode == batch)
-            QCoreApplication::quit();
-    }
+    queue_registration(ident);
+    end_if_idle();
+}
+
+void core::end_if_idle()
+{
+    if (m_manager.running_count() != 0 || m_registering)
+        return;
+    log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
+    raise_event(QStringLiteral("tasks_done"));
+    if (m_mode == batch)
+        QCoreApplication::quit();
 }
 
 sdk::prototype* core::worker_of(const tasks::line& line)

@@ -573,6 +573,60 @@
             <source>Error loading the firmware package</source>
             <translation>Ошибка загрузки пакета прошивок</translation>
         </message>
+        <message>
+            <source>Registered the device %1</source>
+            <translation>Устройство %1 зарегистрировано</translation>
+        </message>
+        <message>
+            <source>Registration error for %1</source>
+            <translation>Ошибка регистрации %1</translation>
+        </message>
+        <message>
+            <source>Unable get IP- or MAC-address: IP %1, MAC %2.</source>
+            <translation>Не удалось получить IP- или MAC-адрес: IP %1, MAC %2.</translation>
+        </message>
+        <message>
+            <source>MAC-address %1 registered for %2</source>
+            <translation>MAC-адрес %1 зарегистрирован для %2</translation>
+        </message>
+        <message>
+            <source>MAC-address registration error for %1</source>
+            <translation>Ошибка регистрации MAC-адреса для %1</translation>
+        </message>
+        <message>
+            <source>&lt;h3&gt;Build %1 is available for updating.&lt;/h3&gt;
+Update now?&lt;br&gt;
+If you choose "No" the application will be updated on the next start.&lt;br&gt;
+If you choose "Cancel" the update checking will be disabled.</source>
+            <translation>&lt;h3&gt;Доступна для обновления сборка %1.&lt;/h3&gt;
+Обновить сейчас?&lt;br&gt;
+Если выбрать «Нет», приложение будет обновлено при следующем запуске.&lt;br&gt;
+Если выбрать «Отмена», проверка обновлений будет отключена.</translation>
+        </message>
+        <message>
+            <source>Application update</source>
+            <translation>Обновление приложения</translation>
+        </message>
+        <message>
+            <source>Update checking is disabled until next start.</source>
+            <translation>Проверка обновлений отключена до следующего запуска.</translation>
+        </message>
+        <message>
+            <source>Tasks are in progress at the moment, the update will be postponed until a restart.</source>
+            <translation>Сейчас выполняются задачи, обновление отложено до перезапуска.</translation>
+        </message>
+        <message>
+            <source>Unable to start the updater program %1.</source>
+            <translation>Не удалось запустить программу обновления %1.</translation>
+        </message>
+        <message>
+            <source>The update is handed over to the updater program, the application quits.</source>
+            <translation>Обновление передано программе обновления, приложение завершает работу.</translation>
+        </message>
+        <message>
+            <source>Ошибка обновления</source>
+            <translation>Ошибка обновления</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
@@ -1005,10 +1059,6 @@
     <context>
         <name>task_edit</name>
         <message>
-            <source>Device properties</source>
-            <translation>Свойства устройства</translation>
-        </message>
-        <message>
             <source>Single</source>
             <translation>Одно</translation>
         </message>
@@ -1090,6 +1140,45 @@
         <message>
             <source>Empty password, assuming default (no password) value</source>
             <translation>Пароль не указан, используется значение по умолчанию (без пароля)</translation>
+        </message>
+    </context>
+    <context>
+        <name>updater</name>
+        <message>
+            <source>Получен неправильный файл обновления.</source>
+            <translation>Получен неправильный файл обновления.</translation>
+        </message>
+        <message>
+            <source>Невозможно сохранить файл обновления.</source>
+            <translation>Невозможно сохранить файл обновления.</translation>
+        </message>
+        <message>
+            <source>Изменения не указаны</source>
+            <translation>Изменения не указаны</translation>
+        </message>
+        <message>
+            <source>Изменения:</source>
+            <translation>Изменения:</translation>
+        </message>
+        <message>
+            <source>Начиная со сборки %1:</source>
+            <translation>Начиная со сборки %1:</translation>
+        </message>
+        <message>
+            <source>+ ещё %1 изменений.</source>
+            <translation>+ ещё %1 изменений.</translation>
+        </message>
+        <message>
+            <source>An update of the program is being installed (%1 exists): start it again once that has finished.</source>
+            <translation>Идёт установка обновления программы (есть файл %1): запустите её снова, когда установка закончится.</translation>
+        </message>
+        <message>
+            <source>Unable to start the updater program: the new build waits in %1.</source>
+            <translation>Не удалось запустить программу обновления: новая сборка ожидает в %1.</translation>
+        </message>
+        <message>
+            <source>A new build of the program is being installed: start it again in a moment.</source>
+            <translation>Устанавливается новая сборка программы: запустите её снова через несколько секунд.</translation>
         </message>
     </context>
     <context>
