@@ -640,6 +640,10 @@
             <source>Error loading the firmware package</source>
             <translation>Ошибка загрузки пакета прошивок</translation>
         </message>
+        <message>
+            <source>Unknown command: %1</source>
+            <translation>Неизвестная команда: %1</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
