@@ -103,6 +103,8 @@ public:
     // A script variable ${$task/...}, ${$env/...}, ${$last/...} by its path; none when the
     // path is unknown or too short.
     std::optional<QString> resolve_variable(const QStringList& path) const;
+    // The same by its text ("env/local_ip/10.0.0.1"); empty when unknown.
+    QString resolve_variable(const QString& path) const;
     // Where the outcome of a command reaches the next line.
     void set_last_result(bool ok, const QString& result);
 

@@ -38,6 +38,11 @@ void core::set_last_result(bool ok, const QString& result)
     m_processor->set_last_result(ok, result);
 }
 
+QString core::resolve_variable(const QString& path) const
+{
+    return resolve_variable(path.split(QLatin1Char('/'))).value_or(QString());
+}
+
 std::optional<QString> core::resolve_variable(const QStringList& path) const
 {
     const QString group = path.value(0);

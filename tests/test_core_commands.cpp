@@ -147,6 +147,9 @@ void test_core_commands::variables_reach_commands()
     // The local address of a path with a target is found even where there is none to give.
     QVERIFY(c.resolve_variable({ "env", "local_ip", "127.0.0.1" }).has_value());
     QVERIFY(c.resolve_variable({ "env", "local_mac" }).has_value());
+    // The text form, for the core's own callers: empty when unknown.
+    QCOMPARE(c.resolve_variable(QStringLiteral("env/task_limit")), QStringLiteral("7"));
+    QCOMPARE(c.resolve_variable(QStringLiteral("env/nothing")), QString());
 }
 
 void test_core_commands::shutdown_while_the_interpreter_waits_data()
