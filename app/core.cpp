@@ -154,7 +154,6 @@ void core::register_meta_types()
     qRegisterMetaType<size_t>("size_t");
     qRegisterMetaType<uint8_t>("uint8_t");
     qRegisterMetaType<scripting::commands>("scripting::commands");
-    qRegisterMetaType<scripting::cmd_id>("scripting::cmd_id");
     model_structures::register_meta_types();
 }
 

@@ -58,7 +58,7 @@ void core::on_cmd_processor_command(QUuid ident, uint command_n, size_t commands
         return;
     const scripting::command_result r =
         execute_processor_command(ident, command_n, commands_total, line, command, args, params, mode);
-    m_processor->set_last_result(r.ok, r.result);
+    set_last_result(r.ok, r.result);
 }
 
 scripting::command_result core::execute_processor_command(const QUuid& ident, uint command_n, size_t commands_total,
