@@ -181,7 +181,8 @@ bool cmd_processor::run_conditional(const scripting::queue_entry& entry)
     m_flow_state = flow_idle;
     const QList<scripting::queue_entry> chosen = last_result().ok ? entry.branches.value(1) : entry.branches.value(2);
     QMutexLocker lock(&m_mutex);
-    m_queue.removeFirst();
+    if (!m_queue.isEmpty())
+        m_queue.removeFirst();
     m_saved.push(m_queue);
     m_queue = chosen;
     return false;

@@ -66,8 +66,10 @@ public:
             script.append({ QUuid::createUuid(), "^" + end_marker });
             const int before = stopped;
             QEventLoop loop;
+            QTimer limit;
+            connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+            limit.start(5000);
             m_waiting = &loop;
-            QTimer::singleShot(5000, &loop, &QEventLoop::quit);
             m_p.execute_script(script);
             loop.exec();
             m_waiting = nullptr;

@@ -31,13 +31,17 @@ struct session
             Qt::DirectConnection);
         QObject::connect(&c.processor(), &cmd_processor::output, &c, [this](const QString& m) { output.append(m); });
         QObject::connect(&c.processor(), &cmd_processor::queue_stopped, &loop, &QEventLoop::quit);
+        limit.setSingleShot(true);
+        QObject::connect(&limit, &QTimer::timeout, &loop, [this] { loop.exit(1); });
     }
 
     bool run(const QString& line)
     {
-        QTimer::singleShot(5000, &loop, [this] { loop.exit(1); });
+        limit.start(5000);
         c.processor().execute_line(QUuid::createUuid(), line);
-        return loop.exec() == 0;
+        const bool stopped = loop.exec() == 0;
+        limit.stop();
+        return stopped;
     }
 
     QStringList last_args()
@@ -48,6 +52,7 @@ struct session
 
     core& c;
     QEventLoop loop;
+    QTimer limit;
     QMutex mutex; // the direct connection writes on the interpreter thread
     QList<QStringList> resolved;
     QStringList output;
