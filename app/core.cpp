@@ -87,6 +87,8 @@ core::core(const QString& own_checksum, const QString& application_path)
         { tasks::names::set_language, &core::dt_set_language },
     };
 
+    build_interpreter();
+
     m_settings = std::make_unique<QSettings>(settings_path(), QSettings::IniFormat);
     if (m_settings->contains(QStringLiteral("language")))
         apply_language(m_settings->value(QStringLiteral("language")).toString());
@@ -104,6 +106,8 @@ core::core(const QString& own_checksum, const QString& application_path)
 
 core::~core()
 {
+    // First: the interpreter calls into this object until its thread has ended.
+    stop_interpreter();
     m_updater.stop();
     // Nothing reaches a slot while the members go, some of which the slots use.
     m_updater.disconnect(this);
@@ -157,6 +161,7 @@ void core::register_meta_types()
     qRegisterMetaType<signed int>("signed int");
     qRegisterMetaType<size_t>("size_t");
     qRegisterMetaType<uint8_t>("uint8_t");
+    qRegisterMetaType<scripting::commands>("scripting::commands");
     model_structures::register_meta_types();
 }
 
@@ -308,6 +313,7 @@ void core::apply_language(const QString& locale_name)
     if (m_translator->load(QStringLiteral(":/langs/%1").arg(locale_name)))
         QCoreApplication::installTranslator(m_translator.get());
     m_current_language = locale_name;
+    m_cmddb.describe();
 }
 
 void core::on_window_option_menu_executed(const QString& cmd, const QVariantList& args, bool checked)

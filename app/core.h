@@ -8,6 +8,8 @@
 #include "diagnostics/log_history.h"
 #include "diagnostics/loggable.h"
 #include "firmware_pack/pack_v3.h"
+#include "scripting/cmd_processor.h"
+#include "scripting/cmddb.h"
 #include "tasks/common_data.h"
 #include "tasks/manager.h"
 #include "tasks/task_element.h"
@@ -29,6 +31,7 @@
 
 class apply_pack;
 class blackbox;
+struct command_call;
 class main_model;
 class main_model_filter;
 class main_window;
@@ -96,9 +99,16 @@ public:
     // Removes every line (and row); refused while flows run.
     void clear_list();
 
-    // A script variable's value: ${$task/...}, ${$env/...}, ${$last/...}; empty when unknown.
+    // The OVScript interpreter and its vocabulary.
+    cmd_processor& processor() { return *m_processor; }
+    scripting::cmddb& command_db() { return m_cmddb; }
+    // A script variable ${$task/...}, ${$env/...}, ${$last/...} by its path; none when the
+    // path is unknown or too short.
+    std::optional<QString> resolve_variable(const QStringList& path) const;
+    // The same by its text ("env/local_ip/10.0.0.1"); empty when unknown.
     QString resolve_variable(const QString& path) const;
-    void set_last_result(int ok, const QString& result);
+    // Where the outcome of a command reaches the next line.
+    void set_last_result(bool ok, const QString& result);
 
     // The firmware pack files on offer: the application folder when portable, the data
     // locations otherwise; the cache only when asked for.
@@ -194,11 +204,15 @@ private slots:
     void on_updater_new_update_available(const updater::update_info& info);
     void on_updater_downloaded();
     void on_updater_download_failed(const QString& text);
+    // Runs one interpreter command while the interpreter thread waits for it.
+    void on_cmd_processor_command(QUuid ident, uint command_n, size_t commands_total, QString line,
+        scripting::cmd_id command, QStringList args, param_list params, cmd_processor::execution_mode mode);
 
 private:
     using operation = std::function<bool(sdk::prototype* worker, tasks::line& line)>;
     using operation_follow_up = std::function<void(bool accepted, tasks::line& line)>;
     using device_task = void (core::*)(const QString& ident);
+    using command_handler = scripting::command_result (core::*)(const command_call& call);
 
     // The worker of a line, made or replaced so it is of the wanted type.
     bool ensure_worker(tasks::line& line, int type);
@@ -275,6 +289,15 @@ private:
     void register_mac(const registration_item& item);
     // "-- all done --" once no flow runs and no registration waits.
     void end_if_idle();
+    // Command numbers and their handlers; a number not there fails as an unknown command.
+    static const QHash<qint64, command_handler>& command_handlers();
+    scripting::command_result execute_processor_command(const QUuid& ident, uint command_n, size_t commands_total,
+        const QString& line, const scripting::cmd_id& command, const QStringList& args, const param_list& params,
+        cmd_processor::execution_mode mode);
+    // The interpreter and its handler of ${$...}, wired to this object.
+    void build_interpreter();
+    // Ends the interpreter's thread, also while it waits inside a command of this object.
+    void stop_interpreter();
 
     void register_meta_types();
     void stage(const QString& text);
@@ -303,8 +326,6 @@ private:
     menu_options m_options;
     QStringList m_requested_versions;
     quint64 m_session_number = 0;
-    int m_last_ok = 0;
-    QString m_last_result;
     QHash<QString, device_task> m_dispatch;
     QHash<QString, registration_item> m_identified; // by flow ident, until the flow ends
     QList<registration_item> m_registration_queue;
@@ -334,6 +355,8 @@ private:
     std::unique_ptr<QTranslator> m_translator;
     std::unique_ptr<QSettings> m_settings;
     std::shared_ptr<blackbox> m_blackbox;
+    scripting::cmddb m_cmddb;
+    std::unique_ptr<cmd_processor> m_processor;
     QMutex m_log_mutex; // serialises the user log; taken before the blackbox's own
 
     int m_stage_number = 0;

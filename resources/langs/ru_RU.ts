@@ -28,6 +28,73 @@
         </message>
     </context>
     <context>
+        <name>cmd_processor</name>
+        <message>
+            <source>%1 set to "%2"</source>
+            <translation>Переменной %1 присвоено "%2"</translation>
+        </message>
+        <message>
+            <source>%1 is now alias for "%2"</source>
+            <translation>%1 теперь псевдоним для "%2"</translation>
+        </message>
+        <message>
+            <source>Internal error: incorrect command</source>
+            <translation>Внутренняя ошибка: неверная команда</translation>
+        </message>
+        <message>
+            <source>Processing limit reached (%1)</source>
+            <translation>Достигнут предел обработки (%1)</translation>
+        </message>
+        <message>
+            <source>variables</source>
+            <translation>переменные</translation>
+        </message>
+        <message>
+            <source>argument as the next subcommand</source>
+            <translation>аргумент в качестве следующей подкоманды</translation>
+        </message>
+        <message>
+            <source>No subcommands</source>
+            <translation>Нет подкоманд</translation>
+        </message>
+        <message>
+            <source>Variable resolution depth (%1) reached for %2</source>
+            <translation>Достигнута глубина подстановки переменных (%1) для %2</translation>
+        </message>
+        <message>
+            <source>Max amount of variables per line (%1) reached for %2</source>
+            <translation>Достигнуто наибольшее число переменных в строке (%1) для %2</translation>
+        </message>
+        <message>
+            <source>Variable not found: %1</source>
+            <translation>Переменная не найдена: %1</translation>
+        </message>
+        <message>
+            <source>nesting</source>
+            <translation>вложенность</translation>
+        </message>
+        <message>
+            <source>aliases</source>
+            <translation>псевдонимы</translation>
+        </message>
+        <message>
+            <source>Unknown command: %1</source>
+            <translation>Неизвестная команда: %1</translation>
+        </message>
+        <message>
+            <source>Unknown subcommand for %1: %2</source>
+            <translation>Неизвестная подкоманда для %1: %2</translation>
+        </message>
+        <message>
+            <source>Subcommand required for %1. Type %1.? to view available variants.</source>
+            <translation>Для %1 нужна подкоманда. Введите %1.?, чтобы увидеть варианты.</translation>
+        </message>
+        <message>
+            <source>Not enough arguments. Expected: %1</source>
+            <translation>Недостаточно аргументов. Ожидается: %1</translation>
+        </message>
+    </context>
+    <context>
         <name>core</name>
         <message>
             <source>Version: %1, %2, capabilities: %3</source>
@@ -627,6 +694,10 @@ If you choose "Cancel" the update checking will be disabled.</source>
             <source>Ошибка обновления</source>
             <translation>Ошибка обновления</translation>
         </message>
+        <message>
+            <source>Unknown command: %1</source>
+            <translation>Неизвестная команда: %1</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
@@ -941,6 +1012,112 @@ If you choose "Cancel" the update checking will be disabled.</source>
         <message>
             <source>Imported %1 tasks</source>
             <translation>Импортировано задач: %1</translation>
+        </message>
+        <message>
+            <source>Unsupported value: %1</source>
+            <translation>Неподдерживаемое значение: %1</translation>
+        </message>
+    </context>
+    <context>
+        <name>scripting::cmddb</name>
+        <message>
+            <source>Print software capabilities</source>
+            <translation>Показать возможности программы</translation>
+        </message>
+        <message>
+            <source>Clear output</source>
+            <translation>Очистить вывод</translation>
+        </message>
+        <message>
+            <source>Clear device list</source>
+            <translation>Очистить список устройств</translation>
+        </message>
+        <message>
+            <source>Scan for devices</source>
+            <translation>Найти устройства</translation>
+        </message>
+        <message>
+            <source>Print software version</source>
+            <translation>Показать версию программы</translation>
+        </message>
+        <message>
+            <source>file name</source>
+            <translation>имя файла</translation>
+        </message>
+        <message>
+            <source>host</source>
+            <translation>узел</translation>
+        </message>
+        <message>
+            <source>identifier</source>
+            <translation>идентификатор</translation>
+        </message>
+        <message>
+            <source>line</source>
+            <translation>строка</translation>
+        </message>
+        <message>
+            <source>list</source>
+            <translation>список</translation>
+        </message>
+        <message>
+            <source>password</source>
+            <translation>пароль</translation>
+        </message>
+        <message>
+            <source>port</source>
+            <translation>порт</translation>
+        </message>
+        <message>
+            <source>subnet</source>
+            <translation>подсеть</translation>
+        </message>
+        <message>
+            <source>type</source>
+            <translation>тип</translation>
+        </message>
+        <message>
+            <source>URL</source>
+            <translation>URL</translation>
+        </message>
+        <message>
+            <source>user</source>
+            <translation>пользователь</translation>
+        </message>
+        <message>
+            <source>value</source>
+            <translation>значение</translation>
+        </message>
+    </context>
+    <context>
+        <name>scripting::macro_recorder</name>
+        <message>
+            <source>Already recording</source>
+            <translation>Запись уже идёт</translation>
+        </message>
+        <message>
+            <source>Empty name is not allowed</source>
+            <translation>Пустое имя недопустимо</translation>
+        </message>
+        <message>
+            <source>Name already exists</source>
+            <translation>Такое имя уже есть</translation>
+        </message>
+        <message>
+            <source>No active recording</source>
+            <translation>Запись не ведётся</translation>
+        </message>
+        <message>
+            <source>Macro already running</source>
+            <translation>Макрос уже выполняется</translation>
+        </message>
+        <message>
+            <source>No such recording</source>
+            <translation>Нет такой записи</translation>
+        </message>
+        <message>
+            <source>Can't remove while recording</source>
+            <translation>Нельзя удалить во время записи</translation>
         </message>
     </context>
     <context>
