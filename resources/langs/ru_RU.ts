@@ -890,6 +890,17 @@
         </message>
     </context>
     <context>
+        <name>sdk::device_library</name>
+        <message>
+            <source>not found in %1; %2</source>
+            <translation>не найдена в %1; %2</translation>
+        </message>
+        <message>
+            <source>Cannot resolve symbol "%1" in %2</source>
+            <translation>Не удаётся найти функцию «%1» в %2</translation>
+        </message>
+    </context>
+    <context>
         <name>sdk::legacy</name>
         <message>
             <source>Error connecting to %1</source>
@@ -994,6 +1005,10 @@
             <source>Temporary file access: file not set</source>
             <translation>Доступ к временному файлу: файл не задан</translation>
         </message>
+        <message>
+            <source>Device library %1 can't be used: %2</source>
+            <translation>Библиотеку устройств %1 нельзя использовать: %2</translation>
+        </message>
     </context>
     <context>
         <name>splash</name>
@@ -1004,10 +1019,6 @@
     </context>
     <context>
         <name>task_edit</name>
-        <message>
-            <source>Device properties</source>
-            <translation>Свойства устройства</translation>
-        </message>
         <message>
             <source>Single</source>
             <translation>Одно</translation>
