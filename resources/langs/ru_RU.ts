@@ -1007,7 +1007,7 @@
         </message>
         <message>
             <source>Device library %1 can't be used: %2</source>
-            <translation>Библиотеку устройств %1 нельзя использовать: %2</translation>
+            <translation>Библиотека устройств %1 недоступна: %2</translation>
         </message>
     </context>
     <context>
