@@ -36,16 +36,26 @@ library_backend::progress library_backend::translate(int p1, int p2, int p3)
     }
 }
 
-library_backend::library_backend(sdk::type kind, callback_registry& registry, QObject* parent)
+library_backend::library_backend(sdk::type kind, process_state& state, QObject* parent)
     : prototype(kind, parent)
-    , m_registry(registry)
+    , m_state(state)
 {
+    if (!m_state.library.load())
+        throw creating_exception::library_missing(m_state.library.file_name(), m_state.library.error());
 }
 
 library_backend::~library_backend()
 {
     // A late message then finds no worker; one being delivered is waited for.
-    m_registry.remove(m_ident, this);
+    m_state.registry.remove(m_ident, this);
+}
+
+bool library_backend::init_library(const std::function<bool()>& call)
+{
+    QMutexLocker lock(&m_state.init_mutex);
+    if (!m_state.initialised)
+        m_state.initialised = call();
+    return m_state.initialised;
 }
 
 QStringList library_backend::operations() const
@@ -189,13 +199,13 @@ callback_registry::handler library_backend::message_handler()
 
 void library_backend::bind_login(int id)
 {
-    m_registry.bind(m_ident, this, message_handler(), id);
+    m_state.registry.bind(m_ident, this, message_handler(), id);
     m_sdk_id = id;
 }
 
 void library_backend::bind_upgrade(int id)
 {
-    m_registry.add_id(m_ident, this, message_handler(), id);
+    m_state.registry.add_id(m_ident, this, message_handler(), id);
 }
 
 int library_backend::on_sdk_message(int id, int message, int p1, int p2, int p3)

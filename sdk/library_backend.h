@@ -1,9 +1,12 @@
 #pragma once
 
 #include "sdk/callback_registry.h"
+#include "sdk/device_library.h"
 #include "sdk/prototype.h"
 
 #include <QMutex>
+
+#include <functional>
 
 namespace sdk {
 
@@ -26,6 +29,21 @@ public:
         bool ends;
     };
     static progress translate(int p1, int p2, int p3);
+
+    // What all workers of one library share in the process: the library, the maps that
+    // route its callbacks, and whether it has been initialised.
+    struct process_state
+    {
+        process_state(const QString& name, std::initializer_list<const char*> symbols)
+            : library(name, symbols)
+        {
+        }
+
+        device_library library;
+        callback_registry registry;
+        QMutex init_mutex; // guards initialised
+        bool initialised = false;
+    };
 
     ~library_backend() override;
     Q_DISABLE_COPY_MOVE(library_backend)
@@ -54,7 +72,17 @@ public slots:
         bool with_done) override;
 
 protected:
-    library_backend(sdk::type kind, callback_registry& registry, QObject* parent);
+    // Throws creating_exception when the library can't be loaded.
+    library_backend(sdk::type kind, process_state& state, QObject* parent);
+
+    // Runs the library's own initialisation unless an earlier worker succeeded with it.
+    bool init_library(const std::function<bool()>& call);
+    // One of the library's functions, of the type given.
+    template <typename F>
+    F function(const char* name) const
+    {
+        return m_state.library.function<F>(name);
+    }
 
     // Starts a stage on the owner's thread.
     virtual void run_stage(int code) = 0;
@@ -78,8 +106,8 @@ private:
     void run_first_stage();
     callback_registry::handler message_handler();
 
-    callback_registry& m_registry;
-    mutable QMutex m_stages_mutex; // guards m_stages: messages read it on the library's threads
+    process_state& m_state;
+    QMutex m_stages_mutex; // guards m_stages: messages read it on the library's threads
     QList<int> m_stages;
 };
 

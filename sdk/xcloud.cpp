@@ -1,8 +1,5 @@
 #include "sdk/xcloud.h"
 
-#include "sdk/device_library.h"
-#include "sdk/exceptions.h"
-
 #include <QTimer>
 
 namespace sdk {
@@ -23,68 +20,54 @@ const char* const init_config
 constexpr int timeout_ms = 15000;
 constexpr int login_settle_ms = 100;
 
-device_library& library()
+// Never destroyed: the library's threads may still call back while the process exits.
+library_backend::process_state& state()
 {
-    static device_library instance(QStringLiteral("XCloudSDK"),
+    static auto* instance = new library_backend::process_state(QStringLiteral("XCloudSDK"),
         { "XCloudSDK_Init", "XCloudSDK_RegisterCallback", "XCloudSDK_Device_SetLocalUserNameAndPwd",
             "XCloudSDK_Device_UpgradeByFile" });
-    return instance;
-}
-
-// Never destroyed: the library's threads may still call back while the process exits.
-callback_registry& registry()
-{
-    static auto* instance = new callback_registry();
     return *instance;
 }
 
-QMutex g_init_mutex; // guards g_initialised
-bool g_initialised = false;
-
 int on_library_message(int message, int p1, int p2, int p3, int id)
 {
-    return registry().dispatch(id, message, p1, p2, p3);
+    return state().registry.dispatch(id, message, p1, p2, p3);
 }
 
 } // namespace
 
 xcloud::xcloud(QObject* parent)
-    : library_backend(sdk::type::xcloud, registry(), parent)
+    : library_backend(sdk::type::xcloud, state(), parent)
 {
-    if (!library().load())
-        throw creating_exception::library_missing(library().file_name(), library().error());
 }
 
 bool xcloud::library_present()
 {
-    return library().load();
+    return state().library.load();
 }
 
 bool xcloud::init(const QString& ident, const device& dev)
 {
     prototype::init(ident, dev);
-    QMutexLocker lock(&g_init_mutex);
-    if (!g_initialised)
-        g_initialised = library().function<init_fn>("XCloudSDK_Init")(init_config) >= 0;
-    return g_initialised;
+    return init_library([this] { return function<init_fn>("XCloudSDK_Init")(init_config) >= 0; });
 }
 
 void xcloud::run_stage(int code)
 {
     if (code == stage_login) {
-        const int id = library().function<register_fn>("XCloudSDK_RegisterCallback")(&on_library_message, this);
+        const int id = function<register_fn>("XCloudSDK_RegisterCallback")(&on_library_message, this);
         if (id < 0) {
             fail_stage(stage_login);
             return;
         }
-        library().function<credentials_fn>("XCloudSDK_Device_SetLocalUserNameAndPwd")(m_device.ip.toUtf8().constData(),
+        function<credentials_fn>("XCloudSDK_Device_SetLocalUserNameAndPwd")(m_device.ip.toUtf8().constData(),
             m_device.user.toUtf8().constData(), m_device.password.toUtf8().constData());
         bind_login(id);
         // The library sends no log-in reply worth waiting for.
         QTimer::singleShot(login_settle_ms, this, [this] { next_stage(); });
         return;
     }
-    const int id = library().function<upgrade_fn>("XCloudSDK_Device_UpgradeByFile")(
+    const int id = function<upgrade_fn>("XCloudSDK_Device_UpgradeByFile")(
         m_sdk_id, m_device.ip.toLocal8Bit().constData(), m_firmware_path.toLocal8Bit().constData(), timeout_ms, 0);
     if (id > 0)
         bind_upgrade(id);

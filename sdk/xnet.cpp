@@ -1,8 +1,5 @@
 #include "sdk/xnet.h"
 
-#include "sdk/device_library.h"
-#include "sdk/exceptions.h"
-
 #include <cstddef>
 #include <cstring>
 
@@ -12,7 +9,6 @@ namespace {
 
 using message_fn = int (*)(int id, int message, int p1, int p2, int p3);
 
-// What the library reads at XSDK_Init; kept for the life of the process, as it may keep the pointer.
 struct init_record
 {
     void* reserved0;
@@ -41,26 +37,20 @@ using upgrade_fn = int (*)(int handle, const char* path, int flags, int timeout_
 
 constexpr int timeout_ms = 15000;
 
-device_library& library()
-{
-    static device_library instance(QStringLiteral("XNetSDK"), { "XSDK_Init", "XSDK_DevLogin", "XSDK_DevUpgrade" });
-    return instance;
-}
-
 // Never destroyed: the library's threads may still call back while the process exits.
-callback_registry& registry()
+library_backend::process_state& state()
 {
-    static auto* instance = new callback_registry();
+    static auto* instance = new library_backend::process_state(
+        QStringLiteral("XNetSDK"), { "XSDK_Init", "XSDK_DevLogin", "XSDK_DevUpgrade" });
     return *instance;
 }
 
 int on_library_message(int id, int message, int p1, int p2, int p3)
 {
-    return registry().dispatch(id, message, p1, p2, p3);
+    return state().registry.dispatch(id, message, p1, p2, p3);
 }
 
-QMutex g_init_mutex; // guards g_initialised
-bool g_initialised = false;
+// Read by the library at XSDK_Init; it may keep the pointer.
 const init_record g_init_record { nullptr, &on_library_message, nullptr };
 
 // Into a zero-filled field, keeping its terminator; a longer text is cut.
@@ -72,24 +62,19 @@ template <size_t size> void copy_text(char (&field)[size], const QByteArray& tex
 } // namespace
 
 xnet::xnet(QObject* parent)
-    : library_backend(sdk::type::xnet, registry(), parent)
+    : library_backend(sdk::type::xnet, state(), parent)
 {
-    if (!library().load())
-        throw creating_exception::library_missing(library().file_name(), library().error());
 }
 
 bool xnet::library_present()
 {
-    return library().load();
+    return state().library.load();
 }
 
 bool xnet::init(const QString& ident, const device& dev)
 {
     prototype::init(ident, dev);
-    QMutexLocker lock(&g_init_mutex);
-    if (!g_initialised)
-        g_initialised = library().function<init_fn>("XSDK_Init")(&g_init_record) == 0;
-    return g_initialised;
+    return init_library([this] { return function<init_fn>("XSDK_Init")(&g_init_record) == 0; });
 }
 
 void xnet::run_stage(int code)
@@ -100,7 +85,7 @@ void xnet::run_stage(int code)
         record.port = m_device.port;
         copy_text(record.user, m_device.user.toUtf8());
         copy_text(record.password, m_device.password.toUtf8());
-        const int handle = library().function<login_fn>("XSDK_DevLogin")(&record, timeout_ms, 0);
+        const int handle = function<login_fn>("XSDK_DevLogin")(&record, timeout_ms, 0);
         if (handle < 1) {
             fail_stage(stage_login);
             return;
@@ -109,7 +94,7 @@ void xnet::run_stage(int code)
         bind_login(handle);
         return;
     }
-    const int id = library().function<upgrade_fn>("XSDK_DevUpgrade")(
+    const int id = function<upgrade_fn>("XSDK_DevUpgrade")(
         m_sdk_id, m_firmware_path.toLocal8Bit().constData(), 0, timeout_ms);
     if (id > 0)
         bind_upgrade(id);
