@@ -5,6 +5,7 @@
 #include "app/fixed_names.h"
 #include "delivery/service_url.h"
 #include "diagnostics/blackbox.h"
+#include "sdk/device_library.h"
 #include "sdk/legacy.h"
 #include "tasks/sdk_type.h"
 #include "ui/apply_pack.h"
@@ -44,6 +45,8 @@ core::core(const QString& own_checksum, const QString& application_path)
     , m_crypto(delivery::make_pack_crypto([this] { return m_client.client_id(); }))
 {
     m_portable = app_paths::is_portable(QCoreApplication::applicationDirPath());
+    // The closed device libraries sit where plugins do, or beside the program.
+    sdk::device_library::set_folders({ app_paths::plugin_folder(m_portable, m_application_path), m_application_path });
     register_meta_types();
 
     for (const QString& name : { QStringLiteral("en_US"), QStringLiteral("ru_RU") }) {

@@ -1121,6 +1121,17 @@ If you choose "Cancel" the update checking will be disabled.</source>
         </message>
     </context>
     <context>
+        <name>sdk::device_library</name>
+        <message>
+            <source>not found in %1; %2</source>
+            <translation>не найдена в %1; %2</translation>
+        </message>
+        <message>
+            <source>Cannot resolve symbol "%1" in %2</source>
+            <translation>Не удаётся найти функцию «%1» в %2</translation>
+        </message>
+    </context>
+    <context>
         <name>sdk::legacy</name>
         <message>
             <source>Error connecting to %1</source>
@@ -1224,6 +1235,10 @@ If you choose "Cancel" the update checking will be disabled.</source>
         <message>
             <source>Temporary file access: file not set</source>
             <translation>Доступ к временному файлу: файл не задан</translation>
+        </message>
+        <message>
+            <source>Device library %1 can't be used: %2</source>
+            <translation>Библиотека устройств %1 недоступна: %2</translation>
         </message>
     </context>
     <context>
