@@ -1,6 +1,8 @@
 #include "app/caps.h"
 
 #include "app/fixed_names.h"
+#include "sdk/xcloud.h"
+#include "sdk/xnet.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -11,8 +13,9 @@ namespace caps {
 parameters table()
 {
     parameters t;
-    t.insert(QStringLiteral("xc_support"), backend_available(sdk::type::xcloud));
-    t.insert(QStringLiteral("xn_support"), backend_available(sdk::type::xnet));
+    // Supported only where the closed library is really there to load.
+    t.insert(QStringLiteral("xc_support"), sdk::xcloud::library_present());
+    t.insert(QStringLiteral("xn_support"), sdk::xnet::library_present());
     t.insert(QStringLiteral("offline_upgrade"), false);
     t.insert(QStringLiteral("pack_diag"), false);
     QFile library(QStringLiteral("XNetSDK.dll"));
@@ -22,12 +25,6 @@ parameters table()
         t.insert(QStringLiteral("xnlib_main_md5"), QString::fromLatin1(md5.result().toHex()));
     }
     return t;
-}
-
-bool backend_available(sdk::type type)
-{
-    // The closed libraries' backends aren't built in; NETIP is always there.
-    return type == sdk::type::legacy;
 }
 
 QString text(bool multi_line)

@@ -3,7 +3,9 @@
 #include "app/app_paths.h"
 #include "app/caps.h"
 #include "app/fixed_names.h"
+#include "delivery/service_url.h"
 #include "diagnostics/blackbox.h"
+#include "sdk/device_library.h"
 #include "sdk/legacy.h"
 #include "tasks/sdk_type.h"
 #include "ui/apply_pack.h"
@@ -40,9 +42,12 @@ core::core(const QString& own_checksum, const QString& application_path)
     , loggable("core")
     , m_own_checksum(own_checksum)
     , m_application_path(application_path)
+    , m_updater(fixed_names::platform, fixed_names::version_build, application_path)
     , m_crypto(delivery::make_pack_crypto([this] { return m_client.client_id(); }))
 {
     m_portable = app_paths::is_portable(QCoreApplication::applicationDirPath());
+    // The closed device libraries sit where plugins do, or beside the program.
+    sdk::device_library::set_folders({ app_paths::plugin_folder(m_portable, m_application_path), m_application_path });
     register_meta_types();
 
     for (const QString& name : { QStringLiteral("en_US"), QStringLiteral("ru_RU") }) {
@@ -63,6 +68,9 @@ core::core(const QString& own_checksum, const QString& application_path)
     connect(&m_scanner, &scanner::device_found, this, &core::on_scanner_device_found);
     connect(&m_scanner, &scanner::device_lost, this, &core::on_scanner_device_lost);
     connect(&m_scanner, &scanner::done, this, &core::on_scanner_done);
+    connect(&m_updater, &updater::downloaded, this, &core::on_updater_downloaded);
+    connect(&m_updater, &updater::new_update_available, this, &core::on_updater_new_update_available);
+    connect(&m_updater, &updater::download_failed, this, &core::on_updater_download_failed);
 
     m_dispatch = {
         { tasks::names::apply_pack_firmware, &core::dt_apply_pack_firmware },
@@ -85,6 +93,8 @@ core::core(const QString& own_checksum, const QString& application_path)
     m_worker_steps = m_dispatch.keys();
     m_worker_steps.removeAll(tasks::names::check_updates);
     m_worker_steps.removeAll(tasks::names::confirm);
+
+    build_interpreter();
 
     m_settings = std::make_unique<QSettings>(settings_path(), QSettings::IniFormat);
     // The file is read at the first question; only then does its status tell.
@@ -115,7 +125,11 @@ core::core(const QString& own_checksum, const QString& application_path)
 
 core::~core()
 {
+    // First: the interpreter calls into this object until its thread has ended.
+    stop_interpreter();
+    m_updater.stop();
     // Nothing reaches a slot while the members go, some of which the slots use.
+    m_updater.disconnect(this);
     m_manager.disconnect(this);
     m_client.disconnect(this);
     m_scanner.disconnect(this);
@@ -161,10 +175,12 @@ void core::register_meta_types()
     qRegisterMetaType<client::update_resp>("client::update_resp");
     qRegisterMetaType<client::update_resp::firmware_list>("client::update_resp::firmware_list");
     qRegisterMetaType<client::error_codes>("client::error_codes");
+    qRegisterMetaType<updater::update_info>("updater::update_info");
     qRegisterMetaType<sdk::prototype::flash_progress_type>("sdk::prototype::flash_progress_type");
     qRegisterMetaType<signed int>("signed int");
     qRegisterMetaType<size_t>("size_t");
     qRegisterMetaType<uint8_t>("uint8_t");
+    qRegisterMetaType<scripting::commands>("scripting::commands");
     model_structures::register_meta_types();
 }
 
@@ -235,6 +251,11 @@ bool core::operate(operation_mode mode, bool offline)
                 m_settings->setValue(QStringLiteral("usage_warning_accepted"), true);
         }
     }
+    // Batch runs have nobody to ask and must not end for an update; offline, nothing goes out.
+    // Not before now: the splash processes events, and an answer arriving then would prompt over
+    // the start-up and quit before the main loop runs, which loses the quit.
+    if (m_mode == interactive && !offline)
+        m_updater.start();
     return true;
 }
 
@@ -278,8 +299,11 @@ void core::configure_service(bool offline)
             tr("No service identity is configured (Service/client_id, Service/client_key): requests to the update service will fail."));
     m_client.setup(m_own_checksum, id, m_session_number, key, offline);
     m_client.set_timeout(timeout);
-    if (!address.isNull())
+    if (!address.isNull()) {
         m_client.set_server(address, uint16_t(port));
+        m_registration.set_endpoint(QUrl(delivery::service_url(address, uint16_t(port), delivery::rpc::path)));
+        m_updater.set_server(address, uint16_t(port));
+    }
 }
 
 void core::log(const QString& source, const QString& text, const QStringList& tags)
@@ -314,6 +338,7 @@ void core::apply_language(const QString& locale_name)
     if (m_translator->load(QStringLiteral(":/langs/%1").arg(locale_name)))
         QCoreApplication::installTranslator(m_translator.get());
     m_current_language = locale_name;
+    m_cmddb.describe();
 }
 
 void core::on_window_option_menu_executed(const QString& cmd, const QVariantList& args, bool checked)

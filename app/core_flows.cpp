@@ -135,12 +135,18 @@ void core::on_task_manager_flow_ended(const QString& ident)
     raise_event(QStringLiteral("task_done"), { ident });
     for (auto it = m_devices_in_work.begin(); it != m_devices_in_work.end();)
         it = it.value() == ident ? m_devices_in_work.erase(it) : std::next(it);
-    if (m_manager.running_count() == 0) {
-        log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
-        raise_event(QStringLiteral("tasks_done"));
-        if (m_mode == batch)
-            QCoreApplication::quit();
-    }
+    queue_registration(ident);
+    end_if_idle();
+}
+
+void core::end_if_idle()
+{
+    if (m_manager.running_count() != 0 || m_registering)
+        return;
+    log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
+    raise_event(QStringLiteral("tasks_done"));
+    if (m_mode == batch)
+        QCoreApplication::quit();
 }
 
 sdk::prototype* core::worker_of(const tasks::line& line)

@@ -49,6 +49,7 @@ void core::dt_check_updates(const QString& ident)
     if (!l)
         return;
     set_status(ident, tr("Checking updates..."), status_progress);
+    remember_for_registration(ident);
     const tasks::task* t = running_task(ident);
     const auto ep = l->get(tasks::keys::endpoint).value<endpoint>();
     client::device_query query;

@@ -53,6 +53,13 @@ int main(int argc, char* argv[])
         ? std::make_unique<QCoreApplication>(argc, argv)
         : std::make_unique<QApplication>(argc, argv);
 
+    // A downloaded build of the program waits: it is installed before anything else runs.
+    if (install_pending(fixed_names::platform, QCoreApplication::applicationDirPath())) {
+        const int code = QCoreApplication::exec();
+        app.reset();
+        return code;
+    }
+
     QCoreApplication::setOrganizationDomain(fixed_names::organisation_domain);
     QCoreApplication::setApplicationName(display_name.toLower());
     QCoreApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")

@@ -1,7 +1,5 @@
-#include "app/caps.h"
 #include "app/core.h"
 #include "app/menu_options.h"
-#include "sdk/exceptions.h"
 
 #include <QFile>
 #include <QProcess>
@@ -38,8 +36,6 @@ private slots:
     void rows_the_task_list_couldnt_keep_are_refused();
     void command_line_data();
     void command_line();
-    void capabilities_say_what_is_there_data();
-    void capabilities_say_what_is_there();
 };
 
 void test_app::first_start_writes_only_pack_functionality()
@@ -209,29 +205,6 @@ void test_app::command_line()
     const QString out = QString::fromUtf8(p.readAllStandardOutput()).simplified();
     QVERIFY2(out.contains(expected), qPrintable(out));
     QVERIFY(!QFile::exists(dir.filePath("ov.config")));
-}
-
-void test_app::capabilities_say_what_is_there_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QString>("key");
-    QTest::newRow("XCloud") << int(sdk::type::xcloud) << "xc_support";
-    QTest::newRow("XNet") << int(sdk::type::xnet) << "xn_support";
-}
-
-// The capability line claims a backend exactly when a worker of it can be made.
-void test_app::capabilities_say_what_is_there()
-{
-    QFETCH(int, type);
-    QFETCH(QString, key);
-    bool made = false;
-    try {
-        std::unique_ptr<sdk::prototype> worker(sdk::prototype::create(type));
-        made = true;
-    } catch (const sdk::exception&) {
-    }
-    QCOMPARE(caps::table().value(key).toBool(), made);
-    QVERIFY(caps::text().contains(QStringLiteral("%1: %2").arg(key, made ? "true" : "false")));
 }
 
 QTEST_GUILESS_MAIN(test_app)

@@ -58,6 +58,9 @@ struct desk
     {
         if (warning_accepted)
             set("usage_warning_accepted", true);
+        // The program's own update check goes to the service host: a closed loopback port here.
+        set("Service/address", "127.0.0.1");
+        set("Service/port", 1);
     }
 
     QString config() const { return dir.filePath("ov.config"); }

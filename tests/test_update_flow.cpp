@@ -43,6 +43,8 @@ private slots:
     void second_row_of_a_device_in_work();
     void hung_service_ends_the_run();
     void mixed_fleet_ends_once_per_device();
+    void closed_library_missing_data();
+    void closed_library_missing();
 };
 
 void test_update_flow::one_download_serves_two_devices()
@@ -319,6 +321,40 @@ void test_update_flow::mixed_fleet_ends_once_per_device()
     }
     QCOMPARE(flashed, good_devices.size());
     QCOMPARE(f.service.requests("confirm").size(), flashed);
+}
+
+void test_update_flow::closed_library_missing_data()
+{
+    QTest::addColumn<QString>("sdk");
+    QTest::addColumn<QString>("library");
+    QTest::newRow("xcloud") << "xcloud"
+                            << "libXCloudSDK.so";
+    QTest::newRow("xnet") << "xnet"
+                          << "libXNetSDK.so";
+}
+
+void test_update_flow::closed_library_missing()
+{
+    QFETCH(QString, sdk);
+    QFETCH(QString, library);
+    fixture f;
+    QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
+    const QString file = f.service.add_file("fw.bin", image(20000, 'n'));
+    const QJsonObject offer { { "file", file }, { "sdk_type", sdk } };
+    QVERIFY2(f.start_service({ { f.serial(0), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { offer } } } } }),
+        qPrintable(f.service.error()));
+    f.make_core();
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 30000);
+
+    QCOMPARE(f.result(0).text, QStringLiteral("System error"));
+    QVERIFY(!f.result(0).ok);
+    QCOMPARE(f.service.requests("confirm").size(), 0);
+    const QString log = f.log_text();
+    QVERIFY2(log.contains(QStringLiteral("Device library %1 can't be used: ").arg(library)), qPrintable(log));
+    QVERIFY(log.indexOf(library) < log.indexOf("SDK init failed"));
+    // Nothing is claimed for a library that isn't there.
+    QVERIFY(log.contains("xc_support: false, xn_support: false"));
 }
 
 QTEST_GUILESS_MAIN(test_update_flow)
