@@ -3,6 +3,21 @@
 
 #include <QtTest>
 
+namespace
+{
+
+// The simulator's first device, as a row reaches it.
+device first_device(devsim_harness& sim)
+{
+    device dev;
+    dev.ip = sim.address(0).toString();
+    dev.port = sim.port(0);
+    dev.user = QStringLiteral("admin");
+    return dev;
+}
+
+} // namespace
+
 // The NETIP backend's firmware upload to one simulated device, as the row hears it.
 class test_sdk_legacy : public QObject
 {
@@ -38,12 +53,8 @@ void test_sdk_legacy::upload_progress()
     QVERIFY2(sim.start(1, { { "reboot_ms", 300 }, { "upgrade_step_ms", 20 }, { "faults", faults } }),
         qPrintable(sim.error()));
 
-    device dev;
-    dev.ip = sim.address(0).toString();
-    dev.port = sim.port(0);
-    dev.user = QStringLiteral("admin");
     sdk::legacy worker;
-    QVERIFY(worker.init(QStringLiteral("row"), dev));
+    QVERIFY(worker.init(QStringLiteral("row"), first_device(sim)));
     QList<int> sending;
     QStringList after;
     connect(&worker, &sdk::prototype::flash_progress, this,
@@ -83,12 +94,8 @@ void test_sdk_legacy::large_images_arrive_whole()
     QFETCH(int, size);
     devsim_harness sim;
     QVERIFY2(sim.start(1, { { "reboot_ms", 300 }, { "upgrade_step_ms", 20 } }), qPrintable(sim.error()));
-    device dev;
-    dev.ip = sim.address(0).toString();
-    dev.port = sim.port(0);
-    dev.user = QStringLiteral("admin");
     sdk::legacy worker;
-    QVERIFY(worker.init(QStringLiteral("row"), dev));
+    QVERIFY(worker.init(QStringLiteral("row"), first_device(sim)));
     QSignalSpy progress(&worker, &sdk::prototype::flash_progress);
     QByteArray image(size, Qt::Uninitialized);
     for (int i = 0; i < size; ++i)
