@@ -104,7 +104,8 @@ core::core(const QString& own_checksum, const QString& application_path)
         // Left as it is, the file keeps what can still be mended by hand (the service identity);
         // this run works on the defaults, in a file of its own that goes with it.
         m_settings_stand_in = std::make_unique<QTemporaryDir>();
-        m_settings = std::make_unique<QSettings>(m_settings_stand_in->filePath(fixed_names::settings_file), QSettings::IniFormat);
+        m_settings = std::make_unique<QSettings>(
+            m_settings_stand_in->filePath(fixed_names::settings_file), QSettings::IniFormat);
     }
     if (m_settings->contains(QStringLiteral("language")))
         apply_language(m_settings->value(QStringLiteral("language")).toString());
@@ -118,7 +119,8 @@ core::core(const QString& own_checksum, const QString& application_path)
         tr("Version: %1, %2, capabilities: %3").arg(caps::version_text(), caps::platform_text(), caps::text()));
     if (settings_unreadable)
         log(fixed_names::sources::core,
-            tr("The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.").arg(settings_path()));
+            tr("The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.")
+                .arg(settings_path()));
     m_client.attach(m_blackbox);
     m_scanner.attach(m_blackbox);
 }
@@ -317,8 +319,8 @@ void core::log(const QString& source, const QString& text, const QStringList& ta
         fflush(stdout);
         // Passed as an argument, not as the format: a device name with a % must not reach the formatter.
         if (m_blackbox)
-            m_blackbox->write(
-                ident().constData(), blackbox::plain, "%s", QStringLiteral("%1: %2").arg(source, text).toUtf8().constData());
+            m_blackbox->write(ident().constData(), blackbox::plain, "%s",
+                QStringLiteral("%1: %2").arg(source, text).toUtf8().constData());
     }
     // Outside the lock: the history's listeners may log in turn.
     m_history.add(line, tags);

@@ -240,8 +240,8 @@ bool core::at_step(const QString& ident, const QStringList& steps) const
     return l && m_manager.is_running(ident) && l->has_current() && steps.contains(l->current_task().name());
 }
 
-bool core::fail_step(const QString& ident, const QStringList& steps, const QString& log_text, const QString& result_text,
-    bool hold)
+bool core::fail_step(
+    const QString& ident, const QStringList& steps, const QString& log_text, const QString& result_text, bool hold)
 {
     if (!at_step(ident, steps))
         return false;

@@ -79,7 +79,8 @@ void core::cache_firmware(const QString& firmware, const QByteArray& data)
         return;
     if (m_cache.count() == firmware_pack::pack::max_blocks) {
         log(fixed_names::sources::core,
-            tr("The cache file is full with %1 firmwares: no more are added to it").arg(firmware_pack::pack::max_blocks));
+            tr("The cache file is full with %1 firmwares: no more are added to it")
+                .arg(firmware_pack::pack::max_blocks));
         return;
     }
     log(fixed_names::sources::core, tr("Firmware cached"));
@@ -93,7 +94,8 @@ bool core::checked_firmware(const QString& firmware, const QByteArray& data)
         return false;
     // A fleet shares one copy of each firmware: those bytes are hashed once.
     const auto known = m_checked_firmware.constFind(firmware);
-    if (known != m_checked_firmware.constEnd() && known->constData() == data.constData() && known->size() == data.size())
+    if (known != m_checked_firmware.constEnd() && known->constData() == data.constData()
+        && known->size() == data.size())
         return true;
     if (QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex() != firmware.toLatin1())
         return false;

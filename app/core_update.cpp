@@ -123,7 +123,8 @@ void core::on_client_file_received(const QString& version, const QByteArray& dat
     if (checked_firmware(version, data))
         cache_firmware(version, data);
     else
-        log(fixed_names::sources::core, tr("The download of firmware %1 is damaged: it is neither cached nor flashed").arg(version));
+        log(fixed_names::sources::core,
+            tr("The download of firmware %1 is damaged: it is neither cached nor flashed").arg(version));
     // Only lines waiting for it: a line done with its flash, or never at it, keeps its device as it is.
     for (const QString& ident : lines_waiting_for(version))
         apply_firmware(ident, data);
@@ -152,7 +153,8 @@ void core::apply_firmware(const QString& ident, const QByteArray& data)
     const client::update_resp::offer offer = offer_of(*l);
     // Wherever the bytes came from, they are checked right before a device gets them.
     if (!checked_firmware(offer.firmware, data)) {
-        fail_step(ident, flash_steps(), tr("Firmware %1 is empty or not the file it names: the device isn't flashed").arg(offer.firmware),
+        fail_step(ident, flash_steps(),
+            tr("Firmware %1 is empty or not the file it names: the device isn't flashed").arg(offer.firmware),
             tr("Damaged firmware"));
         return;
     }

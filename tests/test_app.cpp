@@ -79,7 +79,8 @@ void test_app::unreadable_settings_are_left_as_they_are()
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), content);
     QVERIFY(read_text(dir.filePath("blackbox.log"))
-                .contains(QStringLiteral("The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.")
+                .contains(QStringLiteral(
+                    "The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.")
                               .arg(dir.filePath("ov.config"))));
 }
 

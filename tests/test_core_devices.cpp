@@ -302,7 +302,8 @@ void test_core_devices::files_stay_beside_the_real_program()
     p.start("sh", { "-c", "exec ov --batch devices.csv" });
     QVERIFY(p.waitForFinished(60000));
     QCOMPARE(p.exitCode(), 0);
-    QVERIFY2(QString::fromUtf8(p.readAllStandardOutput()).contains("No updates for the"), qPrintable(p.readAllStandardError()));
+    QVERIFY2(QString::fromUtf8(p.readAllStandardOutput()).contains("No updates for the"),
+        qPrintable(p.readAllStandardError()));
     for (const char* name : { "ov.config", "blackbox.log", "cache.ovpack" }) {
         QVERIFY2(QFile::exists(root.filePath(QStringLiteral("real/") + name)), name);
         QVERIFY2(!QFile::exists(root.filePath(QStringLiteral("work/") + name)), name);

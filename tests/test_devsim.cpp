@@ -124,9 +124,11 @@ void test_devsim::answers_as_real_devices_data()
     QTest::newRow("keep-alive is answered with its name")
         << 1006 << QJsonObject { { "Name", "KeepAlive" } } << "Name" << QJsonValue("KeepAlive") << "";
     QTest::newRow("system information carries the model")
-        << 1020 << QJsonObject { { "Name", "SystemInfo" } } << "SystemInfo/DeviceModel" << QJsonValue("HI3516EV300") << "";
-    QTest::newRow("the network record names its MAC as DvrMac too") << 1042
-        << QJsonObject { { "Name", "NetWork.NetCommon" } } << "NetWork.NetCommon/DvrMac" << QJsonValue("02:aa:bb:cc:dd:ee") << "";
+        << 1020 << QJsonObject { { "Name", "SystemInfo" } } << "SystemInfo/DeviceModel" << QJsonValue("HI3516EV300")
+        << "";
+    QTest::newRow("the network record names its MAC as DvrMac too")
+        << 1042 << QJsonObject { { "Name", "NetWork.NetCommon" } } << "NetWork.NetCommon/DvrMac"
+        << QJsonValue("02:aa:bb:cc:dd:ee") << "";
 }
 
 void test_devsim::answers_as_real_devices()

@@ -149,21 +149,24 @@ void test_firmware_cache::full_cache_takes_no_more()
     fixture f;
     QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
     const QByteArray firmware = image(30000, 'n');
-    QVERIFY2(f.start_service({ { f.serial(0), offer(f.service.add_file("fw.bin", firmware)) } }), qPrintable(f.service.error()));
+    QVERIFY2(f.start_service({ { f.serial(0), offer(f.service.add_file("fw.bin", firmware)) } }),
+        qPrintable(f.service.error()));
     // A cache of this service identity that already holds as many firmwares as its count can say.
     const QString path = f.dir.filePath("cache.ovpack");
     const delivery::pack_crypto crypto = delivery::make_pack_crypto(f.service.client_id());
     firmware_pack::pack_v3 cache;
     QVERIFY(firmware_pack::create(path, 3) && cache.load(path, crypto.target_decryptor, crypto.ident_decryptor));
     for (int i = 0; i < firmware_pack::pack::max_blocks; ++i)
-        QVERIFY(cache.add(md5_hex(QByteArray::number(i)), QByteArray::number(i), crypto.ident_encryptor, crypto.payload_encryptor, 1));
+        QVERIFY(cache.add(md5_hex(QByteArray::number(i)), QByteArray::number(i), crypto.ident_encryptor,
+            crypto.payload_encryptor, 1));
 
     f.make_core();
     QVERIFY(f.c->cache_in_use());
     f.c->on_window_run_list();
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 30000);
     QCOMPARE(f.result(0).text, QStringLiteral("Done upgrading"));
-    QVERIFY2(f.log_text().contains("The cache file is full with 255 firmwares: no more are added to it"), qPrintable(f.log_text()));
+    QVERIFY2(f.log_text().contains("The cache file is full with 255 firmwares: no more are added to it"),
+        qPrintable(f.log_text()));
     firmware_pack::pack_v3 again;
     QVERIFY(again.load(path, crypto.target_decryptor, crypto.ident_decryptor));
     QCOMPARE(again.idents().size(), firmware_pack::pack::max_blocks);

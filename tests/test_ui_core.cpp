@@ -143,9 +143,10 @@ void test_ui_core::run_paints_the_table()
     svcsim_harness service;
     const QString file = service.add_file("fw.bin", QByteArray(70000, 'w'));
     auto serial = [&](int i) { return devices.state(i)["serial"].toString(); };
-    QVERIFY2(service.start(QJsonObject { { "fleet",
-                 QJsonObject { { serial(0), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { file } } } },
-                     { serial(1), "updated" }, { serial(2), QJsonObject { { "error", 11 } } } } } }),
+    QVERIFY2(
+        service.start(QJsonObject { { "fleet",
+            QJsonObject { { serial(0), QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { file } } } },
+                { serial(1), "updated" }, { serial(2), QJsonObject { { "error", 11 } } } } } }),
         qPrintable(service.error()));
 
     desk d;
@@ -197,7 +198,8 @@ void test_ui_core::run_paints_the_table()
     QStringList described;
     for (int row = 0; row < list.rowCount(); ++row)
         described << list.data(list.index(row, 4)).toString();
-    QCOMPARE(described, QStringList { "Remote service error, code -13:11: \"General server error: device not yours\"" });
+    QCOMPARE(
+        described, QStringList { "Remote service error, code -13:11: \"General server error: device not yours\"" });
     QVERIFY(d.c->problem_list()->isVisible());
 }
 

@@ -190,8 +190,7 @@ void test_ui_window::stored_layout_data()
     QTest::addColumn<bool>("collapsed");
     QTest::newRow("nothing stored: default columns, the pane collapsed") << "" << true;
     QTest::newRow("columns: text that isn't JSON") << "Window/columns={not json" << true;
-    QTest::newRow("columns: a document without order")
-        << R"(Window/columns={"fields":[{"id":1,"width":40}]})" << true;
+    QTest::newRow("columns: a document without order") << R"(Window/columns={"fields":[{"id":1,"width":40}]})" << true;
     QTest::newRow("log: garbage leaves the pane collapsed") << "Window/log/position=abc,def" << true;
     QTest::newRow("log: visible true opens the pane") << "Window/log/visible=true" << false;
     QTest::newRow("log: a zero second size collapses the pane") << "Window/log/position=400,0" << true;
@@ -371,9 +370,12 @@ void test_ui_window::task_edit_refuses_commas_data()
     QTest::addColumn<bool>("add");
     QTest::addColumn<QString>("field");
     QTest::addColumn<QString>("text");
-    QTest::newRow("adding: a comma in the name") << true << "f_name" << "hall, left";
-    QTest::newRow("adding: a comma in the password") << true << "f_password" << "se,cret";
-    QTest::newRow("editing: a comma in the user") << false << "f_user" << "ad,min";
+    QTest::newRow("adding: a comma in the name") << true << "f_name"
+                                                 << "hall, left";
+    QTest::newRow("adding: a comma in the password") << true << "f_password"
+                                                     << "se,cret";
+    QTest::newRow("editing: a comma in the user") << false << "f_user"
+                                                  << "ad,min";
 }
 
 // The task list has no quoting: a comma is refused where it is typed, and the form stays open to mend it.
@@ -386,7 +388,8 @@ void test_ui_window::task_edit_refuses_commas()
     if (add)
         dialog.prepare_add();
     else
-        dialog.prepare_edit(QStringLiteral("flow-1"), endpoint { "gate", {}, "127.0.0.5", 34567, "root", "pw", false, 0 });
+        dialog.prepare_edit(
+            QStringLiteral("flow-1"), endpoint { "gate", {}, "127.0.0.5", 34567, "root", "pw", false, 0 });
     dialog.findChild<QLineEdit*>("f_address")->setText(QStringLiteral("127.0.0.9"));
     auto* edit = dialog.findChild<QLineEdit*>(field);
     edit->clear();
@@ -399,8 +402,9 @@ void test_ui_window::task_edit_refuses_commas()
     QCOMPARE(added.count() + edited.count(), 0);
     const auto* error = dialog.findChild<QLabel*>("l_error");
     QVERIFY(error->isVisible());
-    QCOMPARE(error->text(), QCoreApplication::translate("task_list_file",
-        "A name, address, user or password can't hold a comma: the task list file couldn't keep it."));
+    QCOMPARE(error->text(),
+        QCoreApplication::translate("task_list_file",
+            "A name, address, user or password can't hold a comma: the task list file couldn't keep it."));
 
     // Mended, it goes through.
     edit->clear();

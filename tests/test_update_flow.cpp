@@ -239,7 +239,8 @@ void test_update_flow::second_row_of_a_device_in_work()
     QStringList results { f.result(0).text, f.result(1).text };
     results.sort();
     QCOMPARE(results.at(0), QStringLiteral("Done upgrading"));
-    QVERIFY2(results.at(1).startsWith("This device is already being worked on in another row ("), qPrintable(results.at(1)));
+    QVERIFY2(
+        results.at(1).startsWith("This device is already being worked on in another row ("), qPrintable(results.at(1)));
     int starts = 0;
     for (int i = 0; i < f.devices.count(); ++i)
         starts += f.devices.requests_of(i, 1520).size();
@@ -274,10 +275,13 @@ void test_update_flow::mixed_fleet_ends_once_per_device()
     const QJsonArray devices { faults({ { "close_at", QJsonArray { 1020 } } }), faults({ { "drop_at_chunk", 2 } }),
         faults({ { "progress_drop_at", 50 } }), faults({ { "close_at", QJsonArray { 1520 } } }),
         faults({ { "delay_at", QJsonObject { { "1020", 300 } } } }) }; // the last is only late
-    QVERIFY2(f.devices.start(20, { { "reboot_ms", 200 }, { "upgrade_step_ms", 20 } }, devices), qPrintable(f.devices.error()));
+    QVERIFY2(f.devices.start(20, { { "reboot_ms", 200 }, { "upgrade_step_ms", 20 } }, devices),
+        qPrintable(f.devices.error()));
     const QByteArray firmware = image(100000, 'a');
     const QString good = f.service.add_file("a.bin", firmware);
-    const auto offer = [](const QString& file) { return QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { file } } }; };
+    const auto offer = [](const QString& file) {
+        return QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { file } } };
+    };
     QJsonObject fleet;
     for (int i = 0; i < 20; ++i)
         fleet.insert(f.serial(i), offer(good));
@@ -285,7 +289,8 @@ void test_update_flow::mixed_fleet_ends_once_per_device()
     fleet.insert(f.serial(6), offer(f.service.add_file("c.bin", image(30000, 'c'))));
     fleet.insert(f.serial(7), QJsonObject { { "error", 9 } });
     QVERIFY2(f.start_service(fleet), qPrintable(f.service.error()));
-    QVERIFY(f.service.set_fault("file", { { "garbage", "<html><body>504 Gateway Timeout</body></html>" } }, f.serial(5)));
+    QVERIFY(
+        f.service.set_fault("file", { { "garbage", "<html><body>504 Gateway Timeout</body></html>" } }, f.serial(5)));
     QVERIFY(f.service.set_fault("file", { { "serve", md5_hex(firmware) } }, f.serial(6)));
     QFile cache(f.dir.filePath("cache.ovpack"));
     QVERIFY(cache.open(QIODevice::WriteOnly) && cache.write("not a cache at all") > 0);

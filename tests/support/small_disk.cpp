@@ -15,15 +15,15 @@ namespace small_disk
 namespace
 {
 
-const QString folder_variable = QStringLiteral("ORVANE_TEST_SMALL_DISK");
+    const QString folder_variable = QStringLiteral("ORVANE_TEST_SMALL_DISK");
 
-// The device a path lies on; 0 when it can't be read.
-dev_t device_of(const QString& path)
-{
-    struct stat st {
-    };
-    return ::stat(QFile::encodeName(path).constData(), &st) == 0 ? st.st_dev : 0;
-}
+    // The device a path lies on; 0 when it can't be read.
+    dev_t device_of(const QString& path)
+    {
+        struct stat st {
+        };
+        return ::stat(QFile::encodeName(path).constData(), &st) == 0 ? st.st_dev : 0;
+    }
 
 } // namespace
 
@@ -33,7 +33,8 @@ bool available(QString* why)
         if (::geteuid() != 0)
             return QStringLiteral("mount namespaces need root");
         QString output;
-        if (self_run::run_to_end(QStringLiteral("unshare"), { QStringLiteral("-m"), QStringLiteral("true") }, &output) != 0)
+        if (self_run::run_to_end(QStringLiteral("unshare"), { QStringLiteral("-m"), QStringLiteral("true") }, &output)
+            != 0)
             return QStringLiteral("`unshare -m` fails here: %1").arg(output);
         return QString();
     }();
@@ -50,7 +51,8 @@ bool run(const QString& function, const QString& tag, int kib, QString* output)
     // The mount is made by the shell that unshare starts, so only the new namespace has it.
     const QString setup = QStringLiteral("mount -t tmpfs -o size=%1k tmpfs \"$0\" && exec \"$@\"").arg(kib);
     return self_run::run_test(QStringLiteral("unshare"),
-        { QStringLiteral("-m"), QStringLiteral("--"), QStringLiteral("sh"), QStringLiteral("-c"), setup, mount_point.path() },
+        { QStringLiteral("-m"), QStringLiteral("--"), QStringLiteral("sh"), QStringLiteral("-c"), setup,
+            mount_point.path() },
         function, tag, env, output, 60000);
 }
 
