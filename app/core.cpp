@@ -24,6 +24,7 @@
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QMessageBox>
+#include <QTemporaryDir>
 #include <QTimer>
 
 #include <cstdio>
@@ -89,10 +90,23 @@ core::core(const QString& own_checksum, const QString& application_path)
         { tasks::names::reset_configuration, &core::dt_reset_configuration },
         { tasks::names::set_language, &core::dt_set_language },
     };
+    m_worker_steps = m_dispatch.keys();
+    m_worker_steps.removeAll(tasks::names::check_updates);
+    m_worker_steps.removeAll(tasks::names::confirm);
 
     build_interpreter();
 
     m_settings = std::make_unique<QSettings>(settings_path(), QSettings::IniFormat);
+    // The file is read at the first question; only then does its status tell.
+    m_settings->contains(QStringLiteral("language"));
+    const bool settings_unreadable = m_settings->status() != QSettings::NoError;
+    if (settings_unreadable) {
+        // Left as it is, the file keeps what can still be mended by hand (the service identity);
+        // this run works on the defaults, in a file of its own that goes with it.
+        m_settings_stand_in = std::make_unique<QTemporaryDir>();
+        m_settings = std::make_unique<QSettings>(
+            m_settings_stand_in->filePath(fixed_names::settings_file), QSettings::IniFormat);
+    }
     if (m_settings->contains(QStringLiteral("language")))
         apply_language(m_settings->value(QStringLiteral("language")).toString());
 
@@ -103,6 +117,10 @@ core::core(const QString& own_checksum, const QString& application_path)
 
     log(fixed_names::sources::core,
         tr("Version: %1, %2, capabilities: %3").arg(caps::version_text(), caps::platform_text(), caps::text()));
+    if (settings_unreadable)
+        log(fixed_names::sources::core,
+            tr("The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.")
+                .arg(settings_path()));
     m_client.attach(m_blackbox);
     m_scanner.attach(m_blackbox);
 }
@@ -275,12 +293,14 @@ void core::configure_service(bool offline)
     const QByteArray key = QByteArray::fromHex(m_settings->value(QStringLiteral("client_key")).toString().toLatin1());
     const QHostAddress address(m_settings->value(QStringLiteral("address")).toString());
     const uint port = m_settings->value(QStringLiteral("port"), 8088u).toUInt();
+    const int timeout = m_settings->value(QStringLiteral("timeout_s"), 120).toInt();
     m_settings->endGroup();
 
     if (!offline && (id.size() != 8 || key.size() != 32))
         log(fixed_names::sources::core,
             tr("No service identity is configured (Service/client_id, Service/client_key): requests to the update service will fail."));
     m_client.setup(m_own_checksum, id, m_session_number, key, offline);
+    m_client.set_timeout(timeout);
     if (!address.isNull()) {
         m_client.set_server(address, uint16_t(port));
         m_registration.set_endpoint(QUrl(delivery::service_url(address, uint16_t(port), delivery::rpc::path)));
@@ -290,15 +310,19 @@ void core::configure_service(bool offline)
 
 void core::log(const QString& source, const QString& text, const QStringList& tags)
 {
-    QMutexLocker lock(&m_log_mutex);
     const QString line = QStringLiteral("%1 | %2: %3")
                              .arg(QDateTime::currentDateTime().toString(QStringLiteral("dd.MM.yyyy, hh:mm:ss")), source, text);
-    const QByteArray out = line.toUtf8() + '\n';
-    fwrite(out.constData(), 1, size_t(out.size()), stdout);
-    fflush(stdout);
-    // Passed as an argument, not as the format: a device name with a % must not reach the formatter.
-    if (m_blackbox)
-        m_blackbox->write(ident().constData(), blackbox::plain, "%s", QStringLiteral("%1: %2").arg(source, text).toUtf8().constData());
+    {
+        QMutexLocker lock(&m_log_mutex);
+        const QByteArray out = line.toUtf8() + '\n';
+        fwrite(out.constData(), 1, size_t(out.size()), stdout);
+        fflush(stdout);
+        // Passed as an argument, not as the format: a device name with a % must not reach the formatter.
+        if (m_blackbox)
+            m_blackbox->write(ident().constData(), blackbox::plain, "%s",
+                QStringLiteral("%1: %2").arg(source, text).toUtf8().constData());
+    }
+    // Outside the lock: the history's listeners may log in turn.
     m_history.add(line, tags);
 }
 

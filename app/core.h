@@ -29,6 +29,7 @@
 #include <optional>
 #include <vector>
 
+class QTemporaryDir;
 class apply_pack;
 class blackbox;
 struct command_call;
@@ -218,19 +219,39 @@ private:
     bool ensure_worker(tasks::line& line, int type);
     static sdk::prototype* worker_of(const tasks::line& line);
     void delete_worker(tasks::line& line);
+    // Takes the worker off a line that goes: it is deleted once its thread has ended, so that
+    // the window never waits for a device's time-out.
+    void retire_worker(tasks::line& line);
+    void drop_finished_workers();
     // Every device operation: status text, the operation, its failure text, a follow-up.
     void common_step(const QString& ident, const QString& status, const operation& op, const QString& failure,
         const operation_follow_up& then = {});
     void cancel(const QString& ident);
     tasks::task* running_task(const QString& ident);
+    // Whether the line's flow runs and stands at one of these steps. A report meant for
+    // another step (late, repeated, or for a flow that has ended) is not for it.
+    bool at_step(const QString& ident, const QStringList& steps) const;
+    // The one way a step fails: unless the line stands at one of the steps, nothing happens
+    // and false comes back. Otherwise the text is logged (when there is one), the result
+    // stored, the cell turns red, the dependents are cancelled and the manager is told,
+    // unless `hold` keeps the line at its step with its slot.
+    bool fail_step(const QString& ident, const QStringList& steps, const QString& log_text, const QString& result_text,
+        bool hold = false);
+    // The line of this serial that stands at the step: the one waiting for the service's answer.
+    QString line_waiting(const QString& serial, const QString& step) const;
+    // Marks the device (by "address" or "serial" key) as this flow's; the flow that holds it
+    // already, when another running flow does.
+    QString claim_device(const QString& key, const QString& ident);
+    // Fails the step of a second row of a device that another flow is working on.
+    void refuse_device_in_work(const QString& ident, const QString& step, const QString& holder);
     QStringList selected_lines() const;
     // Row texts; no-ops while there is no table.
     void set_row_address(const QString& ident);
     void set_row_info(const QString& ident, const QString& serial, const QString& description);
     // Adds a service failure to the problem list; interactive only.
     void add_problem(const client::queued_data& qd, const QString& text);
-    // Adds a device's failure to the problem list; interactive only.
-    void add_problem(const QString& ident, const QString& text);
+    // Whether a row of user text is refused because the task list couldn't hold it; logged.
+    bool refused_as_row(const endpoint& ep);
     // The row's address text, short or full as the setting says.
     QString address_text(const endpoint& ep) const;
     // Builds the window, the table and their connections (stage "Interface").
@@ -241,10 +262,14 @@ private:
     void dt_check_updates(const QString& ident);
     void dt_update(const QString& ident);
     void dt_confirm(const QString& ident);
-    // Flashes data on a line with the backend its offer names; also the path of packs.
+    // Flashes data on a line with the backend its offer names; also the path of packs. Data
+    // that isn't the file its offer names (empty, or another MD5) fails the step instead.
     void apply_firmware(const QString& ident, const QByteArray& data);
-    void end_step_with_error(const QString& ident, const QString& log_text, const QString& result_text);
     void finish_flash(const QString& ident, bool ok, const QString& text);
+    // The offer a line works with: the first of its new_version.
+    static client::update_resp::offer offer_of(const tasks::line& line);
+    // The lines standing at flash for this firmware.
+    QStringList lines_waiting_for(const QString& firmware) const;
     void clean_up_worker(const QString& ident, const QString& log_text);
     // Hands the service identity and address from the settings to the client.
     void configure_service(bool offline);
@@ -254,8 +279,10 @@ private:
     // The firmware from the cache, checked against its identifier; empty when it isn't there
     // or fails, and a failure turns the cache off.
     QByteArray cached_firmware(const QString& firmware);
-    // Keeps an arrived firmware in the cache unless it is there already.
+    // Keeps a checked firmware in the cache unless it is there already.
     void cache_firmware(const QString& firmware, const QByteArray& data);
+    // Whether data is the firmware file of this identifier: not empty, and its MD5.
+    bool checked_firmware(const QString& firmware, const QByteArray& data);
     void dt_await_device(const QString& ident);
     void dt_change_ip(const QString& ident);
     void dt_change_port(const QString& ident);
@@ -327,10 +354,12 @@ private:
     QStringList m_requested_versions;
     quint64 m_session_number = 0;
     QHash<QString, device_task> m_dispatch;
+    QStringList m_worker_steps; // the tasks a worker reports on: all but the service's
+    QHash<QString, QString> m_devices_in_work; // device key -> the flow working on it
     QHash<QString, registration_item> m_identified; // by flow ident, until the flow ends
     QList<registration_item> m_registration_queue;
     bool m_registering = false; // a run of the queue is scheduled or under way
-    std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines
+    std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines, still working
 
     std::unique_ptr<main_model> m_model;
     std::unique_ptr<main_model_filter> m_filter;
@@ -340,7 +369,8 @@ private:
     std::unique_ptr<task_edit> m_task_edit;
     std::unique_ptr<apply_pack> m_apply_pack;
     firmware_pack::pack_v3 m_cache;
-    QHash<QString, QByteArray> m_opened_firmware; // cache entries already extracted and checked
+    // Firmware checked against its identifier, one copy shared by every line that needs it.
+    QHash<QString, QByteArray> m_checked_firmware;
     client m_client;
     delivery::registration m_registration;
     updater m_updater;
@@ -354,6 +384,7 @@ private:
     std::unique_ptr<QTranslator> m_qt_translator;
     std::unique_ptr<QTranslator> m_translator;
     std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<QTemporaryDir> m_settings_stand_in; // holds the settings of a run whose file can't be read
     std::shared_ptr<blackbox> m_blackbox;
     scripting::cmddb m_cmddb;
     std::unique_ptr<cmd_processor> m_processor;

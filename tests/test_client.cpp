@@ -19,7 +19,7 @@ const QByteArray key = QByteArray::fromHex("00112233445566778899aabbccddeeff0011
 class canned_server : public QTcpServer
 {
 public:
-    QList<QByteArray> bodies; // "<drop>" closes without answering
+    QList<QByteArray> bodies; // "<drop>" closes without answering, "<silent>" never answers
     QStringList paths;
 
     // Points the client at this server.
@@ -39,6 +39,8 @@ public:
                     const QByteArray body = bodies.isEmpty() ? QByteArray("E:1") : bodies.takeFirst();
                     if (body == "<drop>")
                         return s->abort();
+                    if (body == "<silent>")
+                        return;
                     s->write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size())
                         + "\r\nConnection: close\r\n\r\n" + body);
                     s->disconnectFromHost();
@@ -132,6 +134,7 @@ void test_client::failures_are_classified_data()
     QTest::newRow("15 bytes with E: is an error") << QByteArray("E:0000000000042") << int(client::server_error) << 42u;
     QTest::newRow("short body") << QByteArray("garbage") << int(client::malformed_data) << 0u;
     QTest::newRow("dropped connection") << QByteArray("<drop>") << int(client::transport_error) << 0u;
+    QTest::newRow("nothing within the time-out") << QByteArray("<silent>") << int(client::transport_error) << 0u;
 }
 
 void test_client::failures_are_classified()
@@ -141,6 +144,7 @@ void test_client::failures_are_classified()
     server.bodies << body << body; // the network layer retries a GET once on a dropped connection
     client c;
     server.serve(c);
+    c.set_timeout(1);
     QSignalSpy failed(&c, &client::failed);
     c.request_file("SN1", "abc");
     QVERIFY(failed.wait(10000));

@@ -698,6 +698,30 @@ If you choose "Cancel" the update checking will be disabled.</source>
             <source>Unknown command: %1</source>
             <translation>Неизвестная команда: %1</translation>
         </message>
+        <message>
+            <source>The settings file "%1" can't be read: it is left as it is, and this run uses the defaults.</source>
+            <translation>Файл настроек "%1" не удаётся прочитать: он оставлен как есть, а в этом запуске используются значения по умолчанию.</translation>
+        </message>
+        <message>
+            <source>This device is already being worked on in another row (%1)</source>
+            <translation>С этим устройством уже работают в другой строке (%1)</translation>
+        </message>
+        <message>
+            <source>The cache file is full with %1 firmwares: no more are added to it</source>
+            <translation>Файл кэша заполнен (%1 прошивок): новые в него больше не добавляются</translation>
+        </message>
+        <message>
+            <source>The download of firmware %1 is damaged: it is neither cached nor flashed</source>
+            <translation>Загруженная прошивка %1 повреждена: она не кэшируется и не прошивается</translation>
+        </message>
+        <message>
+            <source>Firmware %1 is empty or not the file it names: the device isn't flashed</source>
+            <translation>Прошивка %1 пуста или не совпадает со своим идентификатором: устройство не прошивается</translation>
+        </message>
+        <message>
+            <source>Damaged firmware</source>
+            <translation>Повреждённая прошивка</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
@@ -1332,6 +1356,10 @@ If you choose "Cancel" the update checking will be disabled.</source>
         <message>
             <source>Empty password, assuming default (no password) value</source>
             <translation>Пароль не указан, используется значение по умолчанию (без пароля)</translation>
+        </message>
+        <message>
+            <source>A name, address, user or password can't hold a comma: the task list file couldn't keep it.</source>
+            <translation>Имя, адрес, пользователь или пароль не могут содержать запятую: файл списка задач не сможет её сохранить.</translation>
         </message>
     </context>
     <context>

@@ -18,6 +18,7 @@ http_reply plain_fault_reply(const fault& f, request_record* r, const QByteArray
         break;
     case fault::action::garbage:
     case fault::action::sealed:
+    case fault::action::serve: // no file to swap here: its text is as good as garbage
         r->answer = QStringLiteral("garbage");
         reply.body = f.text;
         break;

@@ -11,7 +11,7 @@ struct fault;
 struct request_record;
 
 // A fault's reply where nothing is sealed (JSON-RPC, the build repository): the text
-// of garbage and sealed goes out plain, an error as `error_body`, with its delay.
+// of garbage, sealed and serve goes out plain, an error as `error_body`, with its delay.
 // The record notes the answer.
 http_reply plain_fault_reply(const fault& f, request_record* r, const QByteArray& error_body);
 

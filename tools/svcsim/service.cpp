@@ -256,6 +256,14 @@ http_reply service::apply(const fault& f, request_record* r, quint64 nonce)
         if (r->kind == request_kind::file)
             reply.content_type = "application/octet-stream";
         break;
+    case fault::action::serve:
+        // Only a file request has a file to swap, and only a known one can be sent.
+        if (r->kind != request_kind::file || !m_store.contains(QString::fromLatin1(f.text)))
+            return error_reply_body(r, unknown_firmware);
+        r->answer = QStringLiteral("served %1").arg(QString::fromLatin1(f.text));
+        reply.body = sealed_as(r->kind, {}, nonce, QString::fromLatin1(f.text));
+        reply.content_type = "application/octet-stream";
+        break;
     case fault::action::none:
         break;
     }
