@@ -24,8 +24,8 @@ run_installed() {
 
     local pids=()
     trap 'for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done' EXIT
-    unset XDG_DATA_HOME XDG_CACHE_HOME XDG_CONFIG_HOME XDG_DATA_DIRS XDG_CONFIG_DIRS
-    export HOME=$work/home XDG_RUNTIME_DIR=$work/runtime QT_QPA_PLATFORM=offscreen
+    unset XDG_DATA_HOME XDG_CACHE_HOME XDG_CONFIG_HOME XDG_DATA_DIRS XDG_CONFIG_DIRS LC_ALL LC_MESSAGES
+    export HOME=$work/home XDG_RUNTIME_DIR=$work/runtime QT_QPA_PLATFORM=offscreen LANG=C.UTF-8
     mkdir -p "$HOME" "$work/run" && mkdir -m 700 "$XDG_RUNTIME_DIR"
     cd "$work/run"
 
