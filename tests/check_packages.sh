@@ -29,7 +29,8 @@ run_installed() {
     mkdir -p "$HOME" "$work/run" && mkdir -m 700 "$XDG_RUNTIME_DIR"
     cd "$work/run"
 
-    if /usr/bin/orvane --help > help.out 2>&1; then
+    # Through PATH, as the desktop entry starts it.
+    if PATH=/usr/bin:/bin orvane --help > help.out 2>&1; then
         grep -q -- '--batch' help.out || fail "orvane --help doesn't list --batch"
     else
         fail "orvane --help ended with $?"; cat help.out
