@@ -39,10 +39,13 @@ float float_of(const QString& text)
     return value;
 }
 
-// Marks a task for the queue and starts it.
-void queue_and_start(core& c, const QString& ident)
+// Adds the task, if any, to the line, marks the line for the queue and starts it; the ident.
+command_result queue_and_start(command_context& x, const QString& ident, const std::optional<tasks::task>& t = {})
 {
-    c.launch({ ident }, true, false, false, std::nullopt);
+    if (t)
+        x.c.task_manager().add_task(ident, *t);
+    x.c.launch({ ident }, true, false, false, std::nullopt);
+    return { true, ident };
 }
 
 bool undiscovered(core& c, const QString& ident)
@@ -178,9 +181,7 @@ private:
         change.set(tasks::args::address, QVariant::fromValue(address_of(x.arg(1))));
         if (x.call.args.size() > 2)
             change.set(tasks::args::subnet, QVariant::fromValue(address_of(x.arg(2))));
-        x.c.task_manager().add_task(ident, change);
-        queue_and_start(x.c, ident);
-        return { true, ident };
+        return queue_and_start(x, ident, change);
     }
 
     static command_result check_devices(command_context& x)
@@ -324,18 +325,13 @@ private:
             return command_result::failure();
         tasks::task reset(tasks::names::reset_configuration);
         reset.set(tasks::args::network_only, x.c.options().reset_only_network_settings);
-        x.c.task_manager().add_task(ident, reset);
-        queue_and_start(x.c, ident);
-        return { true, ident };
+        return queue_and_start(x, ident, reset);
     }
 
     static command_result run_task(command_context& x)
     {
         const QString ident = x.task(0);
-        if (ident.isEmpty())
-            return command_result::failure();
-        queue_and_start(x.c, ident);
-        return { true, ident };
+        return ident.isEmpty() ? command_result::failure() : queue_and_start(x, ident);
     }
 
     static command_result scan_devices(command_context& x)

@@ -4,8 +4,6 @@
 #include "app/fixed_names.h"
 #include "scripting/wait.h"
 
-#include <QRegularExpression>
-
 namespace {
 
 const QStringList tags { fixed_names::tags::scripting };
@@ -15,25 +13,6 @@ const QStringList tags { fixed_names::tags::scripting };
 log_console::log_console(core& c)
     : m_core(c)
 {
-}
-
-QString log_console::plain_text(const QString& html)
-{
-    static const QRegularExpression breaks(QStringLiteral("<br\\s*/?>|</?div[^>]*>"), QRegularExpression::CaseInsensitiveOption);
-    static const QRegularExpression tag(QStringLiteral("<[^>]*>"));
-    QString text = html;
-    text.replace(breaks, QStringLiteral("\n"));
-    text.remove(tag);
-    text.replace(QLatin1String("&lt;"), QLatin1String("<"))
-        .replace(QLatin1String("&gt;"), QLatin1String(">"))
-        .replace(QLatin1String("&quot;"), QLatin1String("\""))
-        .replace(QLatin1String("&#39;"), QLatin1String("'"))
-        .replace(QLatin1String("&nbsp;"), QLatin1String(" "))
-        .replace(QLatin1String("&amp;"), QLatin1String("&"));
-    // Blocks that end where the next begins leave empty lines behind.
-    QStringList lines = text.split(QLatin1Char('\n'));
-    lines.removeAll(QString());
-    return lines.join(QLatin1Char('\n'));
 }
 
 void log_console::append(const QString& html, bool replace_last)

@@ -24,9 +24,6 @@ public:
     void remember_line(const QUuid& ident, const QString& text) override { m_lines.insert(ident, text); }
     QString line_of(const QUuid& ident) const override { return m_lines.value(ident); }
 
-    // The text of an HTML fragment: blocks and <br> break lines, other tags go, entities are read.
-    static QString plain_text(const QString& html);
-
 private:
     core& m_core;
     QHash<QUuid, QString> m_lines;

@@ -36,6 +36,9 @@ public:
     virtual void remember_line(const QUuid& ident, const QString& text) = 0;
     // The text of a line by its ident; empty when unknown.
     virtual QString line_of(const QUuid& ident) const = 0;
+
+    // The text of an HTML fragment: blocks and <br> break lines, other tags go, entities are read.
+    static QString plain_text(const QString& html);
 };
 
 } // namespace scripting

@@ -284,6 +284,8 @@ void sapi::sapi_sleep(float seconds)
     QEventLoop loop;
     QTimer timer;
     timer.setSingleShot(true);
+    // A coarse timer may end a sleep early by a twentieth.
+    timer.setTimerType(Qt::PreciseTimer);
     connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
     timer.start(int(qMin(double(seconds) * 1000, double(std::numeric_limits<int>::max()))));
     loop.exec();

@@ -1,9 +1,7 @@
 // Commands in the window: the address assignment asks where a batch run refuses, and the display commands
 // reach the table, the log pane and the menus.
-#include "app/log_console.h"
 #include "scripting/sapi.h"
-#include "tests/support/fleet_fixture.h"
-#include "tests/support/recording_console.h"
+#include "tests/support/script_session.h"
 #include "ui/main_window.h"
 
 #include <QtTest>
@@ -33,33 +31,14 @@ struct box_answers
     QTimer timer;
 };
 
-// An interactive core whose console keeps what commands show.
-struct window_core : fleet::fixture
+// An interactive core, and the addresses its tasks were given.
+struct window_core : scripted
 {
     window_core()
+        : scripted(core::interactive)
     {
-        make_core(false, core::interactive);
-        c->api().set_console(&console);
     }
 
-    scripting::command_result run(const QString& line)
-    {
-        console.lines.clear();
-        QEventLoop loop;
-        QObject::connect(&c->processor(), &cmd_processor::queue_stopped, &loop, &QEventLoop::quit);
-        QTimer::singleShot(10000, &loop, [&loop] { loop.exit(1); });
-        c->processor().execute_line(QUuid::createUuid(), line);
-        if (loop.exec() != 0)
-            return { false, QStringLiteral("(timed out)") };
-        return c->processor().last_result();
-    }
-    QStringList shown() const
-    {
-        QStringList lines;
-        for (const QString& html : console.lines)
-            lines << log_console::plain_text(html);
-        return lines;
-    }
     // Addresses of the change_ip tasks composed, in selection order.
     QStringList assigned() const
     {
@@ -72,8 +51,6 @@ struct window_core : fleet::fixture
         }
         return addresses;
     }
-
-    recording_console console;
 };
 
 } // namespace

@@ -29,6 +29,15 @@ struct recording_console final : scripting::console
     void remember_line(const QUuid& ident, const QString& text) override { known.insert(ident, text); }
     QString line_of(const QUuid& ident) const override { return known.value(ident); }
 
+    // What it was shown as plain text, errors marked.
+    QStringList plain() const
+    {
+        QStringList out;
+        for (const QString& html : lines)
+            out << plain_text(html);
+        return out;
+    }
+
     QStringList lines;
     QStringList inputs;
     QStringList waits;
