@@ -8,11 +8,9 @@
 #include "app/log_console.h"
 #include "scripting/sapi.h"
 #include "scripting/wait.h"
-#include "ui/main_window.h"
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QFileInfo>
 
 namespace {
 

@@ -4,33 +4,32 @@
 #include "app/fixed_names.h"
 #include "scripting/wait.h"
 
-namespace {
-
-const QStringList tags { fixed_names::tags::scripting };
-
-} // namespace
-
 log_console::log_console(core& c)
     : m_core(c)
 {
+}
+
+void log_console::log(const QString& text)
+{
+    m_core.log(fixed_names::sources::ovscript, text, { fixed_names::tags::scripting });
 }
 
 void log_console::append(const QString& html, bool replace_last)
 {
     const QString text = plain_text(html);
     if (!text.isEmpty())
-        m_core.log(fixed_names::sources::ovscript, text, tags);
+        log(text);
 }
 
 void log_console::append_error(const QString& text, bool replace_last)
 {
     // Errors are plain text, which may hold a "<" of its own.
-    m_core.log(fixed_names::sources::ovscript, text, tags);
+    log(text);
 }
 
 void log_console::show_input(const QString& line)
 {
-    m_core.log(fixed_names::sources::ovscript, QStringLiteral("$ %1").arg(line), tags);
+    log(QStringLiteral("$ %1").arg(line));
 }
 
 void log_console::wait(const std::function<bool()>& condition, const QString& message, bool replace_last,

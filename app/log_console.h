@@ -25,6 +25,8 @@ public:
     QString line_of(const QUuid& ident) const override { return m_lines.value(ident); }
 
 private:
+    void log(const QString& text);
+
     core& m_core;
     QHash<QUuid, QString> m_lines;
 };
