@@ -24,7 +24,6 @@ struct api_fixture
         sapi::core_functions f;
         f.echo_enabled = [this] { return echo; };
         f.batch = [this] { return batch; };
-        f.settings_changed = [this] { ++settings_changes; };
         f.clear_devices = [this] { ++clears; };
         api = std::make_unique<sapi>(std::move(f), manager, settings);
         api->set_console(&console);
@@ -37,7 +36,6 @@ struct api_fixture
     std::unique_ptr<sapi> api;
     bool echo = true;
     bool batch = true;
-    int settings_changes = 0;
     int clears = 0;
 };
 
@@ -76,8 +74,6 @@ private slots:
     void hertz();
     void booleans_data();
     void booleans();
-    void unsigned_numbers_data();
-    void unsigned_numbers();
     void tones_data();
     void tones();
     void tones_without_audio_output_fail();
@@ -91,9 +87,7 @@ private slots:
     void output_forms_follow_the_echo_switch();
     void toolbar_refusals_data();
     void toolbar_refusals();
-    void missing_features_say_so();
     void scan_is_refused_while_tasks_run();
-    void settings_are_written_and_reread();
     void wait_serves_the_event_loop();
     void autorun_list_data();
     void autorun_list();
@@ -171,29 +165,6 @@ void test_sapi::booleans()
         QCOMPARE(e.value(), text);
         QCOMPARE(QString::fromUtf8(e.what()), QStringLiteral("Unsupported value: %1").arg(text));
     }
-}
-
-void test_sapi::unsigned_numbers_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("readable");
-    QTest::newRow("number") << "12" << true;
-    QTest::newRow("negative") << "-1" << false;
-    QTest::newRow("word") << "four" << false;
-    QTest::newRow("empty") << "" << false;
-}
-
-void test_sapi::unsigned_numbers()
-{
-    QFETCH(QString, text);
-    QFETCH(bool, readable);
-    bool thrown = false;
-    try {
-        QCOMPARE(sapi::to_unsigned(text), text.toUInt());
-    } catch (const sapi::unsupported_value_exception&) {
-        thrown = true;
-    }
-    QCOMPARE(thrown, !readable);
 }
 
 void test_sapi::tones_data()
@@ -389,19 +360,6 @@ void test_sapi::toolbar_refusals()
     QCOMPARE(f.console.lines, QStringList { "error: " + error });
 }
 
-void test_sapi::missing_features_say_so()
-{
-    api_fixture f;
-    f.api->sapi_run_lua_line("print(1)");
-    f.api->sapi_run_lua_file("x.lua");
-    QVERIFY(f.api->sapi_plugin_list().isEmpty());
-    f.api->sapi_play_video(QUrl("file:///v.mp4"), {});
-    QCOMPARE(f.console.lines, (QStringList { "error: Lua is not available in this build",
-                                  "error: Lua is not available in this build",
-                                  "error: Plugins are not available in this build",
-                                  "error: Video playback is not available in this build" }));
-}
-
 void test_sapi::scan_is_refused_while_tasks_run()
 {
     api_fixture f;
@@ -419,15 +377,6 @@ void test_sapi::scan_is_refused_while_tasks_run()
     QCOMPARE(refusal, QStringLiteral("The queue is busy, unable to scan"));
     QVERIFY(!f.api->sapi_devices_clear());
     QCOMPARE(f.clears, 0);
-}
-
-void test_sapi::settings_are_written_and_reread()
-{
-    api_fixture f;
-    QCOMPARE(f.api->sapi_settings_get("Foo", "bar").toString(), QStringLiteral("bar"));
-    f.api->sapi_settings_set("Group/Foo", "a b");
-    QCOMPARE(f.settings_changes, 1);
-    QCOMPARE(f.api->sapi_settings_get("Group/Foo", "bar").toString(), QStringLiteral("a b"));
 }
 
 void test_sapi::wait_serves_the_event_loop()
