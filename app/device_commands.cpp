@@ -352,8 +352,8 @@ private:
         if (op == QLatin1String("start")) {
             if (s.is_running())
                 return x.error(tr("Already scanning"));
-            const uint targets = sapi::to_unsigned(x.call.params.value(QStringLiteral("targets"), QStringLiteral("16")));
-            return x.c.scan(targets) ? command_result::success() : command_result::failure();
+            const QString targets = x.call.params.value(QStringLiteral("targets"), QStringLiteral("16"));
+            return x.c.scan(sapi::to_unsigned(targets)) ? command_result::success() : command_result::failure();
         }
         if (op == QLatin1String("stop")) {
             if (s.is_running()) {

@@ -78,7 +78,8 @@ private:
 
     static command_result log(command_context& x)
     {
-        x.c.log(fixed_names::sources::ovscript, x.arg(0), { fixed_names::tags::ovscript, fixed_names::tags::scripting });
+        const QStringList tags { fixed_names::tags::ovscript, fixed_names::tags::scripting };
+        x.c.log(fixed_names::sources::ovscript, x.arg(0), tags);
         // Without a window the console is the log, which has the line already.
         scripting::console* out = x.c.console();
         if (out && x.c.mode() == core::interactive && x.plain())
@@ -134,8 +135,10 @@ private:
         if (menu != QLatin1String("actions") && menu != QLatin1String("options"))
             return x.error(tr("Unknown menu: %1").arg(x.arg(0)));
         const bool visible = sapi::to_bool(x.arg(1));
-        if (main_window* w = x.c.window())
-            (menu == QLatin1String("actions") ? w->menu_actions() : w->menu_options())->menuAction()->setVisible(visible);
+        if (main_window* w = x.c.window()) {
+            QMenu* shown = menu == QLatin1String("actions") ? w->menu_actions() : w->menu_options();
+            shown->menuAction()->setVisible(visible);
+        }
         return command_result::success();
     }
 

@@ -97,9 +97,9 @@ private:
 
     static command_result url_contents(command_context& x)
     {
-        const QStringList lines = x.api.sapi_url_contents(url_of(x.arg(0))).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        const QString text = x.api.sapi_url_contents(url_of(x.arg(0)));
         QStringList escaped;
-        for (const QString& line : lines)
+        for (const QString& line : text.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
             escaped << line.toHtmlEscaped();
         x.output(escaped.join(QStringLiteral("<br>\n")));
         return command_result::success();

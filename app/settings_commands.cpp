@@ -49,8 +49,8 @@ private:
         const QMap<QString, QString> all = x.c.processor().aliases();
         for (auto it = all.cbegin(); it != all.cend(); ++it) {
             if (listed(it.key(), x))
-                x.output(QStringLiteral("<div style=\"font-family: monospace;\"><span style=\"color: blue;\">%1</span>: "
-                                        "%2</div>")
+                x.output(QStringLiteral("<div style=\"font-family: monospace;\">"
+                                        "<span style=\"color: blue;\">%1</span>: %2</div>")
                              .arg(it.key(), it.value().toHtmlEscaped()));
         }
         return command_result::success();
@@ -152,8 +152,8 @@ private:
         for (auto it = all.cbegin(); it != all.cend(); ++it) {
             if (!listed(it.key(), x))
                 continue;
-            QString html = QStringLiteral("<div style=\"font-family: monospace;\"><span style=\"color: blue;\">%1</span> = "
-                                          "\"%2\"</div>")
+            QString html = QStringLiteral("<div style=\"font-family: monospace;\">"
+                                          "<span style=\"color: blue;\">%1</span> = \"%2\"</div>")
                                .arg(it.key(), it->value.toHtmlEscaped());
             if (history && !it->history.isEmpty()) {
                 QStringList previous;

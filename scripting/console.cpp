@@ -7,7 +7,8 @@ namespace scripting {
 
 QString console::plain_text(const QString& html)
 {
-    static const QRegularExpression breaks(QStringLiteral("<br\\s*/?>|</?div[^>]*>"), QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression breaks(
+        QStringLiteral("<br\\s*/?>|</?div[^>]*>"), QRegularExpression::CaseInsensitiveOption);
     static const QRegularExpression tag(QStringLiteral("<[^>]*>"));
     QString text = html;
     text.replace(breaks, QStringLiteral("\n"));

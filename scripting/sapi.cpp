@@ -144,7 +144,8 @@ void sapi::sapi_run_lua(bool code, const QString& text)
 void sapi::sapi_done()
 {
     if (m_console && echo())
-        m_console->append(QStringLiteral("<div style='color: gray; font-style: italic;'>%1</div>").arg(tr("Done")), false);
+        m_console->append(
+            QStringLiteral("<div style='color: gray; font-style: italic;'>%1</div>").arg(tr("Done")), false);
 }
 
 void sapi::sapi_error(const QString& message, bool replace_last)
@@ -291,7 +292,8 @@ void sapi::sapi_sleep(float seconds)
     loop.exec();
 }
 
-bool sapi::sapi_toolbar(const QString& name, const QString& operation, const QStringList& args, const param_list& params)
+bool sapi::sapi_toolbar(
+    const QString& name, const QString& operation, const QStringList& args, const param_list& params)
 {
     const QString op = operation.toLower();
     if ((op == QLatin1String("delete") || op == QLatin1String("edit")) && args.isEmpty()) {

@@ -131,7 +131,8 @@ public:
     void sapi_play_video(const QUrl& url, const param_list& params) override;
     QList<QVariantMap> sapi_plugin_list() override;
     bool sapi_register_device(const QString& serial, const QString& first, const QString& second) override;
-    QVariantMap sapi_register_mac(const QString& serial, short port, const QString& mac, const QHostAddress& address) override;
+    QVariantMap sapi_register_mac(
+        const QString& serial, short port, const QString& mac, const QHostAddress& address) override;
     param_list sapi_rest_get(const QUrl& url) override;
     param_list sapi_rest_post(const QUrl& url, const QByteArray& body) override;
     void sapi_run_lua_file(const QString& file) override;

@@ -25,9 +25,15 @@ public:
 
     qint64 elapsed() const { return m_clock.elapsed(); }
     int ticks() const { return m_gaps.size(); }
-    qint64 longest() const { return m_gaps.isEmpty() ? m_clock.elapsed() : *std::max_element(m_gaps.begin(), m_gaps.end()); }
+    qint64 longest() const
+    {
+        return m_gaps.isEmpty() ? m_clock.elapsed() : *std::max_element(m_gaps.begin(), m_gaps.end());
+    }
     // Gaps longer than a time: a scheduler's hiccup makes one now and then, a loop that blocks makes many.
-    int gaps_over(qint64 ms) const { return int(std::count_if(m_gaps.begin(), m_gaps.end(), [ms](qint64 g) { return g > ms; })); }
+    int gaps_over(qint64 ms) const
+    {
+        return int(std::count_if(m_gaps.begin(), m_gaps.end(), [ms](qint64 g) { return g > ms; }));
+    }
 
 private:
     QTimer m_timer;
