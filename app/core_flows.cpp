@@ -145,7 +145,9 @@ void core::end_if_idle()
         return;
     log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
     raise_event(QStringLiteral("tasks_done"));
-    if (m_mode == batch)
+    if (m_script_run)
+        end_script_run_if_done();
+    else if (m_mode == batch)
         QCoreApplication::quit();
 }
 
