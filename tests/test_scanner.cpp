@@ -20,6 +20,7 @@ private slots:
     void parse_device();
     void single_pass_skips_what_it_cannot_use_data();
     void single_pass_skips_what_it_cannot_use();
+    void count_of_zero_sends_nothing();
 };
 
 void test_scanner::discovery_datagram()
@@ -109,6 +110,9 @@ void test_scanner::single_pass_skips_what_it_cannot_use_data()
     QTest::newRow("a reply of exactly 100 bytes is read")
         << with_body(R"({"NetWork.NetCommon":{"MAC":"02:00:5e:10:00:64",               "TCPPort":34567}})") << 3 << 3
         << too_short << 1;
+    const QJsonObject twin { { "mac", "02:00:5e:10:00:65" } };
+    QTest::newRow("two replies of one MAC are one device")
+        << QJsonArray { twin, twin } << 2 << 1 << "Новое устройство" << 1;
     QTest::newRow("a reply that isn't JSON") << with_body("{\"NetWork.NetCommon\":" + QString(120, 'a')) << 3 << 2
                                              << "JSON assignment failed" << 1;
     QTest::newRow("nobody answers: only the own broadcast comes back")
@@ -157,6 +161,20 @@ void test_scanner::single_pass_skips_what_it_cannot_use()
     QFile log(box->file_name());
     QVERIFY(log.open(QIODevice::ReadOnly));
     QTEST(QString::fromUtf8(log.readAll()).count(line), "times");
+}
+
+// The loop checks the count before the first pass: done at once, without a broadcast or its second of waiting.
+void test_scanner::count_of_zero_sends_nothing()
+{
+    TEST_NETWORK_IN_ISOLATION();
+    scanner s;
+    scan_reports reports(s);
+    QElapsedTimer timer;
+    timer.start();
+    s.start_for_count(0);
+    QVERIFY(s.wait(5000));
+    QVERIFY2(timer.elapsed() < 900, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(reports.done(), QList<bool> { false });
 }
 
 QTEST_GUILESS_MAIN(test_scanner)
