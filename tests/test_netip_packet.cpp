@@ -66,7 +66,6 @@ private slots:
     void payload_limit();
     void check_ret_data();
     void check_ret();
-    void code_texts();
 
     void read_whole_frames_data();
     void read_whole_frames();
@@ -240,24 +239,6 @@ void test_netip_packet::check_ret()
     QFETCH(bool, logs_missing);
     QTEST(jsonaux::check_ret(packet(1001, payload.constData(), size_t(payload.size()))), "ret");
     QCOMPARE(log_count(QStringLiteral("error, No such member: Ret")), logs_missing ? 1 : 0);
-}
-
-void test_netip_packet::code_texts()
-{
-    // The login labels stand one step low on purpose: the log has always read so.
-    const QList<QPair<uint16_t, QByteArray>> messages { { 999, "Login request" }, { 1000, "Login response" },
-        { 1001, "Logout request" }, { 1021, "System info response" }, { 1043, "Config get response" },
-        { 1451, "System manager response" }, { 1522, "Upgrade data" }, { 1523, "Upgrade data response" },
-        { 1524, "Upgrade progress" }, { 1526, "Upgrade info response" }, { 1530, "-unknown[1530]-" },
-        { 1541, "Config import response" }, { 65535, "-unknown[65535]-" } };
-    for (const auto& [code, text] : messages)
-        QCOMPARE(netip::describe_message(code), text);
-    const QList<QPair<uint16_t, QByteArray>> returns { { 100, "OK" }, { 203, "Incorrect password" },
-        { 205, "User is locked" }, { 206, "User blacklisted" }, { 512, "Did not start the upgrade" },
-        { 514, "l level failure" }, { 515, "-unknown[515]-" }, { 603, "Need to reboot the system" },
-        { 607, "Configuration does not exist" }, { 608, "Configuration parsing error" }, { 0, "-unknown[0]-" } };
-    for (const auto& [code, text] : returns)
-        QCOMPARE(netip::describe_return_code(code), text);
 }
 
 void test_netip_packet::read_whole_frames_data()
