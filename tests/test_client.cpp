@@ -170,7 +170,7 @@ void test_client::initTestCase()
     }
     QFile list(client::offline_list_file);
     QVERIFY(list.open(QIODevice::WriteOnly));
-    list.write("HI3516EV.12 fw.bin 1 xnet\nshort line\n\nMISSING0.01 nowhere.bin 2 legacy\n"
+    list.write("HI3516EV.12 fw.bin 1 xnet\nshort line\nTHREE000.01 fw.bin 1\n\nMISSING0.01 nowhere.bin 2 legacy\n"
                "  HI3516EV.12\tfw2.bin  3 legacy ignored\n");
 }
 
@@ -429,6 +429,7 @@ void test_client::offline_answers()
     QVERIFY(c.setup("hash", id, nonce, key, true));
     QCOMPARE(log.count("information, Successfully loaded 1 firmware records"), 1);
     QCOMPARE(log.count("error, Invalid token count for \"short line\": got 2, expected 4"), 1);
+    QCOMPARE(log.count("error, Invalid token count for \"THREE000.01 fw.bin 1\": got 3, expected 4"), 1);
     QCOMPARE(log.count("error, Invalid token count for \"\": got 0, expected 4"), 1);
     QCOMPARE(log.count("error, Unable to open firmware file \"nowhere.bin\" for reading\n"), 1);
     outcomes answers(c);

@@ -170,6 +170,10 @@ void test_netip_packet::parse_limits_data()
         << hex("ff 01 00 00 05000000 00000000 00 00 1504 03000000") << true << 3u << QByteArray("abc") << 0;
     QTest::newRow("length larger than the bytes given")
         << hex("ff 00 00 00 00000000 00000000 00 00 e903 00010000 414243") << true << 256u << QByteArray("ABC") << 0;
+    QTest::newRow("reserved1 set") << hex("ff 01 01 00 00000000 00000000 00 00 e903 00000000") << true << 0u
+                                   << QByteArray("abc") << 1;
+    QTest::newRow("reserved2 isn't looked at")
+        << hex("ff 01 00 07 00000000 00000000 00 00 e903 00000000") << true << 0u << QByteArray("abc") << 0;
     QTest::newRow("version 2") << hex("ff 02 00 00 00000000 00000000 00 00 e903 00000000") << true << 0u
                                << QByteArray("abc") << 1;
     QTest::newRow("head below ff is garbage")
