@@ -39,6 +39,9 @@ void test_scanner::repair_numbers_data()
                                                            << R"({"TCPPort":034567})";
     QTest::newRow("two spaces are not one") << R"({"TCPPort":  034567,"A":1})"
                                             << R"({"TCPPort":  034567,"A":1})";
+    // The search goes on behind the shortened number, not behind where the long one ended.
+    QTest::newRow("many zeros, then the next number") << R"({"A":0000000001,"B":02,"C":3})"
+                                                      << R"({"A":1,"B":2,"C":3})";
     QTest::newRow("zero alone") << R"({"A":000,"B":0,)"
                                 << R"({"A":0,"B":0,)";
 }
