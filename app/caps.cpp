@@ -1,6 +1,8 @@
 #include "app/caps.h"
 
 #include "app/fixed_names.h"
+#include "sdk/xcloud.h"
+#include "sdk/xnet.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -11,8 +13,9 @@ namespace caps {
 parameters table()
 {
     parameters t;
-    t.insert(QStringLiteral("xc_support"), true);
-    t.insert(QStringLiteral("xn_support"), true);
+    // Supported only where the closed library is really there to load.
+    t.insert(QStringLiteral("xc_support"), sdk::xcloud::library_present());
+    t.insert(QStringLiteral("xn_support"), sdk::xnet::library_present());
     t.insert(QStringLiteral("offline_upgrade"), false);
     t.insert(QStringLiteral("pack_diag"), false);
     QFile library(QStringLiteral("XNetSDK.dll"));

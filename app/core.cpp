@@ -3,7 +3,9 @@
 #include "app/app_paths.h"
 #include "app/caps.h"
 #include "app/fixed_names.h"
+#include "delivery/service_url.h"
 #include "diagnostics/blackbox.h"
+#include "sdk/device_library.h"
 #include "sdk/legacy.h"
 #include "tasks/sdk_type.h"
 #include "ui/apply_pack.h"
@@ -22,6 +24,7 @@
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QMessageBox>
+#include <QTemporaryDir>
 #include <QTimer>
 
 #include <cstdio>
@@ -39,9 +42,12 @@ core::core(const QString& own_checksum, const QString& application_path)
     , loggable("core")
     , m_own_checksum(own_checksum)
     , m_application_path(application_path)
+    , m_updater(fixed_names::platform, fixed_names::version_build, application_path)
     , m_crypto(delivery::make_pack_crypto([this] { return m_client.client_id(); }))
 {
     m_portable = app_paths::is_portable(QCoreApplication::applicationDirPath());
+    // The closed device libraries sit where plugins do, or beside the program.
+    sdk::device_library::set_folders({ app_paths::plugin_folder(m_portable, m_application_path), m_application_path });
     register_meta_types();
 
     for (const QString& name : { QStringLiteral("en_US"), QStringLiteral("ru_RU") }) {
@@ -62,6 +68,9 @@ core::core(const QString& own_checksum, const QString& application_path)
     connect(&m_scanner, &scanner::device_found, this, &core::on_scanner_device_found);
     connect(&m_scanner, &scanner::device_lost, this, &core::on_scanner_device_lost);
     connect(&m_scanner, &scanner::done, this, &core::on_scanner_done);
+    connect(&m_updater, &updater::downloaded, this, &core::on_updater_downloaded);
+    connect(&m_updater, &updater::new_update_available, this, &core::on_updater_new_update_available);
+    connect(&m_updater, &updater::download_failed, this, &core::on_updater_download_failed);
 
     m_dispatch = {
         { tasks::names::apply_pack_firmware, &core::dt_apply_pack_firmware },
@@ -81,8 +90,23 @@ core::core(const QString& own_checksum, const QString& application_path)
         { tasks::names::reset_configuration, &core::dt_reset_configuration },
         { tasks::names::set_language, &core::dt_set_language },
     };
+    m_worker_steps = m_dispatch.keys();
+    m_worker_steps.removeAll(tasks::names::check_updates);
+    m_worker_steps.removeAll(tasks::names::confirm);
+
+    build_interpreter();
 
     m_settings = std::make_unique<QSettings>(settings_path(), QSettings::IniFormat);
+    // The file is read at the first question; only then does its status tell.
+    m_settings->contains(QStringLiteral("language"));
+    const bool settings_unreadable = m_settings->status() != QSettings::NoError;
+    if (settings_unreadable) {
+        // Left as it is, the file keeps what can still be mended by hand (the service identity);
+        // this run works on the defaults, in a file of its own that goes with it.
+        m_settings_stand_in = std::make_unique<QTemporaryDir>();
+        m_settings = std::make_unique<QSettings>(
+            m_settings_stand_in->filePath(fixed_names::settings_file), QSettings::IniFormat);
+    }
     if (m_settings->contains(QStringLiteral("language")))
         apply_language(m_settings->value(QStringLiteral("language")).toString());
 
@@ -93,13 +117,21 @@ core::core(const QString& own_checksum, const QString& application_path)
 
     log(fixed_names::sources::core,
         tr("Version: %1, %2, capabilities: %3").arg(caps::version_text(), caps::platform_text(), caps::text()));
+    if (settings_unreadable)
+        log(fixed_names::sources::core,
+            tr("The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.")
+                .arg(settings_path()));
     m_client.attach(m_blackbox);
     m_scanner.attach(m_blackbox);
 }
 
 core::~core()
 {
+    // First: the interpreter calls into this object until its thread has ended.
+    stop_interpreter();
+    m_updater.stop();
     // Nothing reaches a slot while the members go, some of which the slots use.
+    m_updater.disconnect(this);
     m_manager.disconnect(this);
     m_client.disconnect(this);
     m_scanner.disconnect(this);
@@ -145,10 +177,12 @@ void core::register_meta_types()
     qRegisterMetaType<client::update_resp>("client::update_resp");
     qRegisterMetaType<client::update_resp::firmware_list>("client::update_resp::firmware_list");
     qRegisterMetaType<client::error_codes>("client::error_codes");
+    qRegisterMetaType<updater::update_info>("updater::update_info");
     qRegisterMetaType<sdk::prototype::flash_progress_type>("sdk::prototype::flash_progress_type");
     qRegisterMetaType<signed int>("signed int");
     qRegisterMetaType<size_t>("size_t");
     qRegisterMetaType<uint8_t>("uint8_t");
+    qRegisterMetaType<scripting::commands>("scripting::commands");
     model_structures::register_meta_types();
 }
 
@@ -219,6 +253,11 @@ bool core::operate(operation_mode mode, bool offline)
                 m_settings->setValue(QStringLiteral("usage_warning_accepted"), true);
         }
     }
+    // Batch runs have nobody to ask and must not end for an update; offline, nothing goes out.
+    // Not before now: the splash processes events, and an answer arriving then would prompt over
+    // the start-up and quit before the main loop runs, which loses the quit.
+    if (m_mode == interactive && !offline)
+        m_updater.start();
     return true;
 }
 
@@ -254,27 +293,36 @@ void core::configure_service(bool offline)
     const QByteArray key = QByteArray::fromHex(m_settings->value(QStringLiteral("client_key")).toString().toLatin1());
     const QHostAddress address(m_settings->value(QStringLiteral("address")).toString());
     const uint port = m_settings->value(QStringLiteral("port"), 8088u).toUInt();
+    const int timeout = m_settings->value(QStringLiteral("timeout_s"), 120).toInt();
     m_settings->endGroup();
 
     if (!offline && (id.size() != 8 || key.size() != 32))
         log(fixed_names::sources::core,
             tr("No service identity is configured (Service/client_id, Service/client_key): requests to the update service will fail."));
     m_client.setup(m_own_checksum, id, m_session_number, key, offline);
-    if (!address.isNull())
+    m_client.set_timeout(timeout);
+    if (!address.isNull()) {
         m_client.set_server(address, uint16_t(port));
+        m_registration.set_endpoint(QUrl(delivery::service_url(address, uint16_t(port), delivery::rpc::path)));
+        m_updater.set_server(address, uint16_t(port));
+    }
 }
 
 void core::log(const QString& source, const QString& text, const QStringList& tags)
 {
-    QMutexLocker lock(&m_log_mutex);
     const QString line = QStringLiteral("%1 | %2: %3")
                              .arg(QDateTime::currentDateTime().toString(QStringLiteral("dd.MM.yyyy, hh:mm:ss")), source, text);
-    const QByteArray out = line.toUtf8() + '\n';
-    fwrite(out.constData(), 1, size_t(out.size()), stdout);
-    fflush(stdout);
-    // Passed as an argument, not as the format: a device name with a % must not reach the formatter.
-    if (m_blackbox)
-        m_blackbox->write(ident().constData(), blackbox::plain, "%s", QStringLiteral("%1: %2").arg(source, text).toUtf8().constData());
+    {
+        QMutexLocker lock(&m_log_mutex);
+        const QByteArray out = line.toUtf8() + '\n';
+        fwrite(out.constData(), 1, size_t(out.size()), stdout);
+        fflush(stdout);
+        // Passed as an argument, not as the format: a device name with a % must not reach the formatter.
+        if (m_blackbox)
+            m_blackbox->write(ident().constData(), blackbox::plain, "%s",
+                QStringLiteral("%1: %2").arg(source, text).toUtf8().constData());
+    }
+    // Outside the lock: the history's listeners may log in turn.
     m_history.add(line, tags);
 }
 
@@ -292,6 +340,7 @@ void core::apply_language(const QString& locale_name)
     if (m_translator->load(QStringLiteral(":/langs/%1").arg(locale_name)))
         QCoreApplication::installTranslator(m_translator.get());
     m_current_language = locale_name;
+    m_cmddb.describe();
 }
 
 void core::on_window_option_menu_executed(const QString& cmd, const QVariantList& args, bool checked)

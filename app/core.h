@@ -3,9 +3,13 @@
 #include "app/menu_options.h"
 #include "delivery/client.h"
 #include "delivery/pack_crypto.h"
+#include "delivery/registration.h"
+#include "delivery/updater.h"
 #include "diagnostics/log_history.h"
 #include "diagnostics/loggable.h"
 #include "firmware_pack/pack_v3.h"
+#include "scripting/cmd_processor.h"
+#include "scripting/cmddb.h"
 #include "tasks/common_data.h"
 #include "tasks/manager.h"
 #include "tasks/task_element.h"
@@ -25,8 +29,10 @@
 #include <optional>
 #include <vector>
 
+class QTemporaryDir;
 class apply_pack;
 class blackbox;
+struct command_call;
 class main_model;
 class main_model_filter;
 class main_window;
@@ -94,9 +100,16 @@ public:
     // Removes every line (and row); refused while flows run.
     void clear_list();
 
-    // A script variable's value: ${$task/...}, ${$env/...}, ${$last/...}; empty when unknown.
+    // The OVScript interpreter and its vocabulary.
+    cmd_processor& processor() { return *m_processor; }
+    scripting::cmddb& command_db() { return m_cmddb; }
+    // A script variable ${$task/...}, ${$env/...}, ${$last/...} by its path; none when the
+    // path is unknown or too short.
+    std::optional<QString> resolve_variable(const QStringList& path) const;
+    // The same by its text ("env/local_ip/10.0.0.1"); empty when unknown.
     QString resolve_variable(const QString& path) const;
-    void set_last_result(int ok, const QString& result);
+    // Where the outcome of a command reaches the next line.
+    void set_last_result(bool ok, const QString& result);
 
     // The firmware pack files on offer: the application folder when portable, the data
     // locations otherwise; the cache only when asked for.
@@ -128,6 +141,9 @@ public:
     const menu_options& options() const { return m_options; }
     bool remote_enabled() const { return m_remote_enabled; }
     client& service() { return m_client; }
+    // Device and MAC registration with the service; its record of registered devices lasts the run.
+    delivery::registration& registrations() { return m_registration; }
+    updater& self_updater() { return m_updater; }
     const QStringList& requested_versions() const { return m_requested_versions; }
     quint64 session_number() const { return m_session_number; }
     uint limit_concurrent_tasks() const { return m_limit_concurrent_tasks; }
@@ -186,29 +202,56 @@ private slots:
     void on_scanner_device_found(const mac& address, const device& dev);
     void on_scanner_device_lost(const mac& address);
     void on_scanner_done(bool interrupted);
+    void on_updater_new_update_available(const updater::update_info& info);
+    void on_updater_downloaded();
+    void on_updater_download_failed(const QString& text);
+    // Runs one interpreter command while the interpreter thread waits for it.
+    void on_cmd_processor_command(QUuid ident, uint command_n, size_t commands_total, QString line,
+        scripting::cmd_id command, QStringList args, param_list params, cmd_processor::execution_mode mode);
 
 private:
     using operation = std::function<bool(sdk::prototype* worker, tasks::line& line)>;
     using operation_follow_up = std::function<void(bool accepted, tasks::line& line)>;
     using device_task = void (core::*)(const QString& ident);
+    using command_handler = scripting::command_result (core::*)(const command_call& call);
 
     // The worker of a line, made or replaced so it is of the wanted type.
     bool ensure_worker(tasks::line& line, int type);
     static sdk::prototype* worker_of(const tasks::line& line);
     void delete_worker(tasks::line& line);
+    // Takes the worker off a line that goes: it is deleted once its thread has ended, so that
+    // the window never waits for a device's time-out.
+    void retire_worker(tasks::line& line);
+    void drop_finished_workers();
     // Every device operation: status text, the operation, its failure text, a follow-up.
     void common_step(const QString& ident, const QString& status, const operation& op, const QString& failure,
         const operation_follow_up& then = {});
     void cancel(const QString& ident);
     tasks::task* running_task(const QString& ident);
+    // Whether the line's flow runs and stands at one of these steps. A report meant for
+    // another step (late, repeated, or for a flow that has ended) is not for it.
+    bool at_step(const QString& ident, const QStringList& steps) const;
+    // The one way a step fails: unless the line stands at one of the steps, nothing happens
+    // and false comes back. Otherwise the text is logged (when there is one), the result
+    // stored, the cell turns red, the dependents are cancelled and the manager is told,
+    // unless `hold` keeps the line at its step with its slot.
+    bool fail_step(const QString& ident, const QStringList& steps, const QString& log_text, const QString& result_text,
+        bool hold = false);
+    // The line of this serial that stands at the step: the one waiting for the service's answer.
+    QString line_waiting(const QString& serial, const QString& step) const;
+    // Marks the device (by "address" or "serial" key) as this flow's; the flow that holds it
+    // already, when another running flow does.
+    QString claim_device(const QString& key, const QString& ident);
+    // Fails the step of a second row of a device that another flow is working on.
+    void refuse_device_in_work(const QString& ident, const QString& step, const QString& holder);
     QStringList selected_lines() const;
     // Row texts; no-ops while there is no table.
     void set_row_address(const QString& ident);
     void set_row_info(const QString& ident, const QString& serial, const QString& description);
     // Adds a service failure to the problem list; interactive only.
     void add_problem(const client::queued_data& qd, const QString& text);
-    // Adds a device's failure to the problem list; interactive only.
-    void add_problem(const QString& ident, const QString& text);
+    // Whether a row of user text is refused because the task list couldn't hold it; logged.
+    bool refused_as_row(const endpoint& ep);
     // The row's address text, short or full as the setting says.
     QString address_text(const endpoint& ep) const;
     // Builds the window, the table and their connections (stage "Interface").
@@ -219,10 +262,14 @@ private:
     void dt_check_updates(const QString& ident);
     void dt_update(const QString& ident);
     void dt_confirm(const QString& ident);
-    // Flashes data on a line with the backend its offer names; also the path of packs.
+    // Flashes data on a line with the backend its offer names; also the path of packs. Data
+    // that isn't the file its offer names (empty, or another MD5) fails the step instead.
     void apply_firmware(const QString& ident, const QByteArray& data);
-    void end_step_with_error(const QString& ident, const QString& log_text, const QString& result_text);
     void finish_flash(const QString& ident, bool ok, const QString& text);
+    // The offer a line works with: the first of its new_version.
+    static client::update_resp::offer offer_of(const tasks::line& line);
+    // The lines standing at flash for this firmware.
+    QStringList lines_waiting_for(const QString& firmware) const;
     void clean_up_worker(const QString& ident, const QString& log_text);
     // Hands the service identity and address from the settings to the client.
     void configure_service(bool offline);
@@ -232,8 +279,10 @@ private:
     // The firmware from the cache, checked against its identifier; empty when it isn't there
     // or fails, and a failure turns the cache off.
     QByteArray cached_firmware(const QString& firmware);
-    // Keeps an arrived firmware in the cache unless it is there already.
+    // Keeps a checked firmware in the cache unless it is there already.
     void cache_firmware(const QString& firmware, const QByteArray& data);
+    // Whether data is the firmware file of this identifier: not empty, and its MD5.
+    bool checked_firmware(const QString& firmware, const QByteArray& data);
     void dt_await_device(const QString& ident);
     void dt_change_ip(const QString& ident);
     void dt_change_port(const QString& ident);
@@ -245,6 +294,37 @@ private:
     void dt_reset_configuration(const QString& ident);
     void dt_set_dhcp(const QString& ident);
     void dt_set_language(const QString& ident);
+
+    // What a device of the update flow is registered with once its flow has ended.
+    struct registration_item
+    {
+        QString source;
+        QString serial;
+        QString hardware;
+        QString version;
+        QString host;
+        uint16_t port = 0;
+    };
+    // Keeps the identified device of a line in the update flow for registration.
+    void remember_for_registration(const QString& ident);
+    // At the end of its flow, queues the line's device when the options want registration.
+    void queue_registration(const QString& ident);
+    // Registers the queued devices one by one; flows ending meanwhile add theirs.
+    void run_registrations();
+    bool registration_wanted() const;
+    void register_device(const registration_item& item);
+    void register_mac(const registration_item& item);
+    // "-- all done --" once no flow runs and no registration waits.
+    void end_if_idle();
+    // Command numbers and their handlers; a number not there fails as an unknown command.
+    static const QHash<qint64, command_handler>& command_handlers();
+    scripting::command_result execute_processor_command(const QUuid& ident, uint command_n, size_t commands_total,
+        const QString& line, const scripting::cmd_id& command, const QStringList& args, const param_list& params,
+        cmd_processor::execution_mode mode);
+    // The interpreter and its handler of ${$...}, wired to this object.
+    void build_interpreter();
+    // Ends the interpreter's thread, also while it waits inside a command of this object.
+    void stop_interpreter();
 
     void register_meta_types();
     void stage(const QString& text);
@@ -273,10 +353,13 @@ private:
     menu_options m_options;
     QStringList m_requested_versions;
     quint64 m_session_number = 0;
-    int m_last_ok = 0;
-    QString m_last_result;
     QHash<QString, device_task> m_dispatch;
-    std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines
+    QStringList m_worker_steps; // the tasks a worker reports on: all but the service's
+    QHash<QString, QString> m_devices_in_work; // device key -> the flow working on it
+    QHash<QString, registration_item> m_identified; // by flow ident, until the flow ends
+    QList<registration_item> m_registration_queue;
+    bool m_registering = false; // a run of the queue is scheduled or under way
+    std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines, still working
 
     std::unique_ptr<main_model> m_model;
     std::unique_ptr<main_model_filter> m_filter;
@@ -286,8 +369,11 @@ private:
     std::unique_ptr<task_edit> m_task_edit;
     std::unique_ptr<apply_pack> m_apply_pack;
     firmware_pack::pack_v3 m_cache;
-    QHash<QString, QByteArray> m_opened_firmware; // cache entries already extracted and checked
+    // Firmware checked against its identifier, one copy shared by every line that needs it.
+    QHash<QString, QByteArray> m_checked_firmware;
     client m_client;
+    delivery::registration m_registration;
+    updater m_updater;
     delivery::pack_crypto m_crypto;
     tasks::manager m_manager;
     scanner m_scanner;
@@ -298,7 +384,10 @@ private:
     std::unique_ptr<QTranslator> m_qt_translator;
     std::unique_ptr<QTranslator> m_translator;
     std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<QTemporaryDir> m_settings_stand_in; // holds the settings of a run whose file can't be read
     std::shared_ptr<blackbox> m_blackbox;
+    scripting::cmddb m_cmddb;
+    std::unique_ptr<cmd_processor> m_processor;
     QMutex m_log_mutex; // serialises the user log; taken before the blackbox's own
 
     int m_stage_number = 0;

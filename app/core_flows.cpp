@@ -7,6 +7,8 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
+
 void core::on_window_run_list(bool no_add, bool fetch_only, bool force_update, QStringList idents)
 {
     launch(idents, no_add, fetch_only, force_update, std::nullopt);
@@ -99,6 +101,13 @@ void core::on_task_manager_task_running(const QString& flow, const QString& name
         log(source_of(flow), tr("Unknown task: %1").arg(name), { fixed_names::tags::tasks });
         return;
     }
+    // One device, one flow at a time: a second row of it would answer for the first.
+    const auto ep = l->get(tasks::keys::endpoint).value<endpoint>();
+    const QString holder = claim_device(QStringLiteral("address %1:%2").arg(ep.host.toLower()).arg(ep.port), flow);
+    if (!holder.isEmpty()) {
+        refuse_device_in_work(flow, name, holder);
+        return;
+    }
 
     // Make sure a worker able to do the task exists; tasks outside a backend's list
     // go to the backend it names.
@@ -124,12 +133,20 @@ void core::on_task_manager_flow_ended(const QString& ident)
     set_status(ident, result.text, result.ok ? status_success : status_failure);
     refresh_status_bar();
     raise_event(QStringLiteral("task_done"), { ident });
-    if (m_manager.running_count() == 0) {
-        log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
-        raise_event(QStringLiteral("tasks_done"));
-        if (m_mode == batch)
-            QCoreApplication::quit();
-    }
+    for (auto it = m_devices_in_work.begin(); it != m_devices_in_work.end();)
+        it = it.value() == ident ? m_devices_in_work.erase(it) : std::next(it);
+    queue_registration(ident);
+    end_if_idle();
+}
+
+void core::end_if_idle()
+{
+    if (m_manager.running_count() != 0 || m_registering)
+        return;
+    log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
+    raise_event(QStringLiteral("tasks_done"));
+    if (m_mode == batch)
+        QCoreApplication::quit();
 }
 
 sdk::prototype* core::worker_of(const tasks::line& line)
@@ -145,6 +162,26 @@ void core::delete_worker(tasks::line& line)
     }
     line.remove(tasks::keys::sdk_instance);
     line.remove(tasks::keys::sdk_in_use);
+}
+
+void core::retire_worker(tasks::line& line)
+{
+    sdk::prototype* worker = worker_of(line);
+    line.remove(tasks::keys::sdk_instance);
+    line.remove(tasks::keys::sdk_in_use);
+    if (!worker)
+        return;
+    // A report may still be on its way; nothing waits for it.
+    connect(worker, &QThread::finished, this, &core::drop_finished_workers, Qt::QueuedConnection);
+    m_retired_workers.emplace_back(worker);
+    drop_finished_workers();
+}
+
+void core::drop_finished_workers()
+{
+    m_retired_workers.erase(std::remove_if(m_retired_workers.begin(), m_retired_workers.end(),
+                                [](const auto& worker) { return !worker->isRunning(); }),
+        m_retired_workers.end());
 }
 
 bool core::ensure_worker(tasks::line& line, int type)
@@ -197,6 +234,51 @@ tasks::task* core::running_task(const QString& ident)
     return &l->current_task();
 }
 
+bool core::at_step(const QString& ident, const QStringList& steps) const
+{
+    const auto l = m_manager.find(ident);
+    return l && m_manager.is_running(ident) && l->has_current() && steps.contains(l->current_task().name());
+}
+
+bool core::fail_step(
+    const QString& ident, const QStringList& steps, const QString& log_text, const QString& result_text, bool hold)
+{
+    if (!at_step(ident, steps))
+        return false;
+    if (!log_text.isEmpty())
+        log(source_of(ident), log_text, { fixed_names::tags::tasks });
+    m_manager.find(ident)->set(tasks::keys::result, QVariant::fromValue(tasks::common_data { result_text, false }));
+    set_status(ident, result_text, status_failure);
+    cancel(ident);
+    if (!hold)
+        m_manager.task_finished(ident);
+    return true;
+}
+
+QString core::line_waiting(const QString& serial, const QString& step) const
+{
+    for (const QString& ident : m_manager.lines()) {
+        if (at_step(ident, { step }) && m_manager.find(ident)->get(tasks::keys::serial).toString() == serial)
+            return ident;
+    }
+    return {};
+}
+
+QString core::claim_device(const QString& key, const QString& ident)
+{
+    const QString holder = m_devices_in_work.value(key);
+    if (!holder.isEmpty() && holder != ident && m_manager.is_running(holder))
+        return holder;
+    m_devices_in_work.insert(key, ident);
+    return {};
+}
+
+void core::refuse_device_in_work(const QString& ident, const QString& step, const QString& holder)
+{
+    const QString text = tr("This device is already being worked on in another row (%1)").arg(source_of(holder));
+    fail_step(ident, { step }, text, text);
+}
+
 void core::cancel(const QString& ident)
 {
     const auto l = m_manager.find(ident);
@@ -215,11 +297,10 @@ void core::cancel(const QString& ident)
 
 void core::on_sdk_done(const QString& ident)
 {
-    const auto l = m_manager.find(ident);
-    if (!l)
+    if (!at_step(ident, m_worker_steps))
         return;
-    const tasks::task* t = running_task(ident);
-    if (t && t->name() == tasks::names::reset_configuration) {
+    const auto l = m_manager.find(ident);
+    if (l->current_task().name() == tasks::names::reset_configuration) {
         // The device has lost its address and answers on the factory one now.
         auto dev = l->get(tasks::keys::device).value<device>();
         auto ep = l->get(tasks::keys::endpoint).value<endpoint>();
@@ -229,41 +310,31 @@ void core::on_sdk_done(const QString& ident)
         l->set(tasks::keys::endpoint, QVariant::fromValue(ep));
         set_row_address(ident);
     }
-    // A failed reset reports failed and then done; the first has already finished the task.
-    if (l->has_current())
-        m_manager.task_finished(ident);
+    m_manager.task_finished(ident);
 }
 
 void core::on_sdk_failed(const QString& ident, signed int error, const QString& description)
 {
-    const auto l = m_manager.find(ident);
-    if (!l)
+    if (!at_step(ident, m_worker_steps))
         return;
-    const QString text = tr("Error %1: %2").arg(error).arg(description);
-    log(source_of(ident), text, { fixed_names::tags::tasks });
-    l->set(tasks::keys::result, QVariant::fromValue(tasks::common_data { text, false }));
-    set_status(ident, text, status_failure);
-    add_problem(ident, text);
-    cancel(ident);
-    if (sdk::prototype* worker = worker_of(*l))
+    if (sdk::prototype* worker = worker_of(*m_manager.find(ident)))
         worker->clean_up();
-    if (l->has_current())
-        m_manager.task_finished(ident);
+    const QString text = tr("Error %1: %2").arg(error).arg(description);
+    fail_step(ident, m_worker_steps, text, text);
 }
 
 void core::on_sdk_data_available(const QString& ident, const parameters& p)
 {
-    const auto l = m_manager.find(ident);
-    if (!l)
+    const QStringList identify { tasks::names::identify };
+    if (!at_step(ident, identify))
         return;
     if (p.isEmpty()) {
-        log(source_of(ident), tr("Can't get the device information"), { fixed_names::tags::tasks });
-        set_status(ident, tr("Unable to continue"), status_failure);
         set_row_info(ident, QString(), tr("No information"));
         // The line stays at identify and keeps its slot.
-        cancel(ident);
+        fail_step(ident, identify, tr("Can't get the device information"), tr("Unable to continue"), true);
         return;
     }
+    const auto l = m_manager.find(ident);
     const QString build = p.value(QStringLiteral("build")).toString();
     const QString hardware = p.value(QStringLiteral("hardware")).toString();
     const QString mac_text = p.value(QStringLiteral("mac")).toString();
@@ -280,6 +351,12 @@ void core::on_sdk_data_available(const QString& ident, const parameters& p)
     l->set(tasks::keys::hardware, hardware);
     l->set(tasks::keys::build, build);
     set_row_info(ident, serial.toUpper(), tr("%1 version %2, %3").arg(serial.toUpper(), version, build));
+    // The same device may stand in the table under two addresses.
+    const QString holder = serial.isEmpty() ? QString() : claim_device(QStringLiteral("serial ") + serial, ident);
+    if (!holder.isEmpty()) {
+        refuse_device_in_work(ident, tasks::names::identify, holder);
+        return;
+    }
     m_manager.task_finished(ident);
 }
 

@@ -9,22 +9,11 @@
 #include "ui/main_window.h"
 #include "ui/splash.h"
 
-#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QMessageBox>
 #include <QStandardPaths>
-
-namespace {
-
-// A firmware identifier is the MD5 of the plain file; a wrong key can still pass the padding check.
-bool is_firmware(const QByteArray& data, const QString& firmware)
-{
-    return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex() == firmware.toLatin1();
-}
-
-} // namespace
 
 void core::open_cache()
 {
@@ -66,23 +55,21 @@ QByteArray core::cached_firmware(const QString& firmware)
     if (!m_cache_in_use || !m_cache.contains(firmware))
         return {};
     log(fixed_names::sources::core, tr("The update is found in the cache"));
-    // Once opened and checked, an entry is shared by every line that needs it: a fleet
-    // holds one copy of each firmware, not one per device.
-    if (const auto opened = m_opened_firmware.constFind(firmware); opened != m_opened_firmware.constEnd())
-        return *opened;
+    if (const auto checked = m_checked_firmware.constFind(firmware); checked != m_checked_firmware.constEnd())
+        return *checked;
     const QByteArray data = m_cache.extract(firmware, m_crypto.payload_decryptor);
     if (data.isEmpty()) {
         log(fixed_names::sources::core, tr("Failed to decrypt the data from the cache file"));
         m_cache_in_use = false;
         return {};
     }
-    if (!is_firmware(data, firmware)) {
+    // A wrong key can still pass the padding check.
+    if (!checked_firmware(firmware, data)) {
         log(fixed_names::sources::core,
             tr("Failed to extract the data from the cache file: cached update data mismatches target."));
         m_cache_in_use = false;
         return {};
     }
-    m_opened_firmware.insert(firmware, data);
     return data;
 }
 
@@ -90,18 +77,37 @@ void core::cache_firmware(const QString& firmware, const QByteArray& data)
 {
     if (!m_cache_in_use || m_cache.contains(firmware))
         return;
+    if (m_cache.count() == firmware_pack::pack::max_blocks) {
+        log(fixed_names::sources::core,
+            tr("The cache file is full with %1 firmwares: no more are added to it")
+                .arg(firmware_pack::pack::max_blocks));
+        return;
+    }
     log(fixed_names::sources::core, tr("Firmware cached"));
     if (!m_cache.add(firmware, data, m_crypto.ident_encryptor, m_crypto.payload_encryptor, m_client.session_nonce()))
         log(fixed_names::sources::core, tr("Error adding to the cache file"));
-    else if (is_firmware(data, firmware))
-        m_opened_firmware.insert(firmware, data);
+}
+
+bool core::checked_firmware(const QString& firmware, const QByteArray& data)
+{
+    if (data.isEmpty())
+        return false;
+    // A fleet shares one copy of each firmware: those bytes are hashed once.
+    const auto known = m_checked_firmware.constFind(firmware);
+    if (known != m_checked_firmware.constEnd() && known->constData() == data.constData()
+        && known->size() == data.size())
+        return true;
+    if (QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex() != firmware.toLatin1())
+        return false;
+    m_checked_firmware.insert(firmware, data);
+    return true;
 }
 
 QStringList core::find_packs(bool include_cache) const
 {
     QStringList folders;
     if (m_portable)
-        folders << QCoreApplication::applicationDirPath();
+        folders << m_application_path;
     else
         folders << QStandardPaths::standardLocations(QStandardPaths::DataLocation);
     if (include_cache)

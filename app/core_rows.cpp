@@ -3,6 +3,7 @@
 
 #include "app/fixed_names.h"
 #include "delivery/task_list_password.h"
+#include "tasks/task_list_file.h"
 #include "ui/main_model.h"
 
 void core::introduce(const task_element& element)
@@ -45,12 +46,8 @@ QString core::line_by_serial(const QString& serial) const
 
 void core::on_window_delete_element(const QString& ident)
 {
-    // The worker is left to finish what it queued: a report may still be on its way. It is
-    // kept aside so that it ends with the program instead of running on unowned.
-    if (const auto l = m_manager.find(ident)) {
-        if (sdk::prototype* worker = worker_of(*l))
-            m_retired_workers.emplace_back(worker);
-    }
+    if (const auto l = m_manager.find(ident))
+        retire_worker(*l);
     m_manager.remove_line(ident);
     if (m_model)
         m_model->remove_record(ident);
@@ -62,16 +59,26 @@ void core::on_window_model_selection_changed(const QString& ident, bool state)
         l->set(tasks::keys::selected, state);
 }
 
+bool core::refused_as_row(const endpoint& ep)
+{
+    const QString problem = tasks::task_list_file::unwritable(ep);
+    if (!problem.isEmpty())
+        log(ep.short_form(), problem, { fixed_names::tags::tasks });
+    return !problem.isEmpty();
+}
+
 void core::on_task_edit_added(const QList<endpoint>& data)
 {
-    for (const endpoint& ep : data)
-        introduce(task_element(ep, device()));
+    for (const endpoint& ep : data) {
+        if (!refused_as_row(ep))
+            introduce(task_element(ep, device()));
+    }
 }
 
 void core::on_task_edit_edited(const QString& ident, const endpoint& data)
 {
     const auto l = m_manager.find(ident);
-    if (!l)
+    if (!l || refused_as_row(data))
         return;
     l->set(tasks::keys::endpoint, QVariant::fromValue(data));
     auto dev = l->get(tasks::keys::device).value<device>();

@@ -46,7 +46,7 @@ void core::clear_list()
         return;
     for (const QString& ident : m_manager.lines()) {
         if (auto l = m_manager.find(ident))
-            delete_worker(*l);
+            retire_worker(*l);
         m_manager.remove_line(ident);
     }
     if (m_model)

@@ -26,6 +26,12 @@ verdict verdict_of(const QString& resp)
     return { QStringLiteral("E:%1").arg(resp), QStringLiteral("E:%1").arg(resp), true };
 }
 
+// The steps that flash: a firmware from the service, or from a pack.
+QStringList flash_steps()
+{
+    return { tasks::names::flash, tasks::names::apply_pack_firmware };
+}
+
 QString offer_type_word(int type)
 {
     switch (type) {
@@ -43,6 +49,7 @@ void core::dt_check_updates(const QString& ident)
     if (!l)
         return;
     set_status(ident, tr("Checking updates..."), status_progress);
+    remember_for_registration(ident);
     const tasks::task* t = running_task(ident);
     const auto ep = l->get(tasks::keys::endpoint).value<endpoint>();
     client::device_query query;
@@ -61,7 +68,7 @@ void core::dt_check_updates(const QString& ident)
 
 void core::on_client_update_found(const QString& serial, const client::update_resp& resp)
 {
-    const QString ident = line_by_serial(serial);
+    const QString ident = line_waiting(serial, tasks::names::check_updates);
     const auto l = m_manager.find(ident);
     if (!l)
         return;
@@ -90,7 +97,7 @@ void core::dt_update(const QString& ident)
         return;
     set_status(ident, tr("Downloading update..."), status_progress);
     const QString serial = l->get(tasks::keys::serial).toString();
-    const QString firmware = l->get(tasks::keys::new_version).value<client::update_resp::firmware_list>().value(0).firmware;
+    const QString firmware = offer_of(*l).firmware;
 
     const QByteArray cached = cached_firmware(firmware);
     if (!cached.isEmpty()) {
@@ -111,18 +118,31 @@ void core::dt_update(const QString& ident)
 void core::on_client_file_received(const QString& version, const QByteArray& data)
 {
     log(fixed_names::sources::core, tr("Got data for requested version"));
-    // Cached before delivery, so that a line reaching flash later finds it there.
-    cache_firmware(version, data);
     m_requested_versions.removeAll(version);
+    // Cached before delivery, so that a line reaching flash later finds it there.
+    if (checked_firmware(version, data))
+        cache_firmware(version, data);
+    else
+        log(fixed_names::sources::core,
+            tr("The download of firmware %1 is damaged: it is neither cached nor flashed").arg(version));
+    // Only lines waiting for it: a line done with its flash, or never at it, keeps its device as it is.
+    for (const QString& ident : lines_waiting_for(version))
+        apply_firmware(ident, data);
+}
+
+client::update_resp::offer core::offer_of(const tasks::line& line)
+{
+    return line.get(tasks::keys::new_version).value<client::update_resp::firmware_list>().value(0);
+}
+
+QStringList core::lines_waiting_for(const QString& firmware) const
+{
+    QStringList idents;
     for (const QString& ident : m_manager.lines()) {
-        const auto l = m_manager.find(ident);
-        if (!l)
-            continue;
-        const auto offers = l->get(tasks::keys::new_version).value<client::update_resp::firmware_list>();
-        const bool wanted = std::any_of(offers.cbegin(), offers.cend(), [&](const auto& o) { return o.firmware == version; });
-        if (wanted)
-            apply_firmware(ident, data);
+        if (at_step(ident, { tasks::names::flash }) && offer_of(*m_manager.find(ident)).firmware == firmware)
+            idents << ident;
     }
+    return idents;
 }
 
 void core::apply_firmware(const QString& ident, const QByteArray& data)
@@ -130,13 +150,20 @@ void core::apply_firmware(const QString& ident, const QByteArray& data)
     const auto l = m_manager.find(ident);
     if (!l)
         return;
-    const QString wanted_text = l->get(tasks::keys::new_version).value<client::update_resp::firmware_list>().value(0).sdk_type;
-    const sdk::type wanted = sdk::type_from_text(wanted_text, sdk::type::legacy);
+    const client::update_resp::offer offer = offer_of(*l);
+    // Wherever the bytes came from, they are checked right before a device gets them.
+    if (!checked_firmware(offer.firmware, data)) {
+        fail_step(ident, flash_steps(),
+            tr("Firmware %1 is empty or not the file it names: the device isn't flashed").arg(offer.firmware),
+            tr("Damaged firmware"));
+        return;
+    }
+    const sdk::type wanted = sdk::type_from_text(offer.sdk_type, sdk::type::legacy);
     log(source_of(ident), tr("Now using %1 functionality").arg(sdk::type_text(int(wanted))), { fixed_names::tags::tasks });
 
     const int previous = l->get(tasks::keys::sdk_in_use).toInt();
     if (!ensure_worker(*l, int(wanted))) {
-        end_step_with_error(ident, tr("SDK init failed"), tr("System error"));
+        fail_step(ident, flash_steps(), tr("SDK init failed"), tr("System error"));
         return;
     }
     if (previous != int(wanted))
@@ -148,11 +175,11 @@ void core::apply_firmware(const QString& ident, const QByteArray& data)
     if (worker->needs_temporary_file()) {
         try {
             if (!worker->write_temporary_file(data, true)) {
-                end_step_with_error(ident, tr("File I/O failed"), tr("Input-output error"));
+                fail_step(ident, flash_steps(), tr("File I/O failed"), tr("Input-output error"));
                 return;
             }
         } catch (const sdk::tmp_file_exception&) {
-            end_step_with_error(ident, tr("Temporary file data mismatch"), tr("Input-output error"));
+            fail_step(ident, flash_steps(), tr("Temporary file data mismatch"), tr("Input-output error"));
             return;
         }
     }
@@ -170,32 +197,22 @@ void core::apply_firmware(const QString& ident, const QByteArray& data)
     }
 }
 
-void core::end_step_with_error(const QString& ident, const QString& log_text, const QString& result_text)
-{
-    const auto l = m_manager.find(ident);
-    if (!l)
-        return;
-    log(source_of(ident), log_text, { fixed_names::tags::tasks });
-    l->set(tasks::keys::result, QVariant::fromValue(tasks::common_data { result_text, false }));
-    if (l->dependents_count() > 0)
-        cancel(ident);
-    m_manager.task_finished(ident);
-}
-
 void core::on_sdk_flash_progress(const QString& ident, sdk::prototype::flash_progress_type stage, uint current, uint total)
 {
     using stage_type = sdk::prototype::flash_progress_type;
-    const auto l = m_manager.find(ident);
-    if (!l)
+    // Progress of a flash that has ended (or of none) paints nothing and ends nothing.
+    if (!at_step(ident, flash_steps()))
         return;
+    const auto l = m_manager.find(ident);
+    // The worker's session ends before the flow moves on, so that nothing is told after a flow's end.
     switch (stage) {
     case stage_type::failure:
-        finish_flash(ident, false, tr("Error %1").arg(current));
         clean_up_worker(ident, tr("Task failed"));
+        finish_flash(ident, false, tr("Error %1").arg(current));
         return;
     case stage_type::done:
-        finish_flash(ident, true, tr("Completed"));
         clean_up_worker(ident, tr("Task completed"));
+        finish_flash(ident, true, tr("Completed"));
         return;
     case stage_type::sending:
     case stage_type::upgrading:
@@ -213,14 +230,12 @@ void core::on_sdk_flash_progress(const QString& ident, sdk::prototype::flash_pro
         percent = sending ? uint(uint8_t(quint64(total ? 100.0f / float(total) * float(current) : 0.0f))) : current;
 
     // Each stage is announced once: the move happens only from the stage before it.
-    if (l->has_current()) {
-        tasks::task& t = l->current_task();
-        const uint from = sending ? 0 : 1;
-        if (t.params().value(tasks::args::upgrade_stage, 0u).toUInt() == from) {
-            t.set(tasks::args::upgrade_stage, from + 1);
-            log(source_of(ident), sending ? tr("Now uploading the file") : tr("Now upgrading the device"),
-                { fixed_names::tags::tasks });
-        }
+    tasks::task& t = l->current_task();
+    const uint from = sending ? 0 : 1;
+    if (t.params().value(tasks::args::upgrade_stage, 0u).toUInt() == from) {
+        t.set(tasks::args::upgrade_stage, from + 1);
+        log(source_of(ident), sending ? tr("Now uploading the file") : tr("Now upgrading the device"),
+            { fixed_names::tags::tasks });
     }
     set_status(ident, (sending ? tr("Uploading: %1%") : tr("Upgrading: %1%")).arg(percent), status_progress);
 }
@@ -228,20 +243,17 @@ void core::on_sdk_flash_progress(const QString& ident, sdk::prototype::flash_pro
 void core::finish_flash(const QString& ident, bool ok, const QString& text)
 {
     const auto l = m_manager.find(ident);
-    if (!l)
+    l->current_task().set(tasks::args::upgrade_stage, 0u);
+    if (!ok) {
+        const QString sentence = tr("Failed to upgrade: %1").arg(text);
+        fail_step(ident, flash_steps(), sentence, sentence);
         return;
-    if (l->has_current())
-        l->current_task().set(tasks::args::upgrade_stage, 0u);
-    const QString sentence = ok ? tr("Done upgrading") : tr("Failed to upgrade: %1").arg(text);
-    log(source_of(ident), sentence, { fixed_names::tags::tasks });
-    l->set(tasks::keys::result, QVariant::fromValue(tasks::common_data { sentence, ok }));
-    set_status(ident, sentence, ok ? status_success : status_failure);
-    if (ok) {
-        l->set(tasks::keys::version, l->get(tasks::keys::new_version).value<client::update_resp::firmware_list>().value(0).firmware);
-    } else {
-        add_problem(ident, sentence);
-        cancel(ident);
     }
+    const QString sentence = tr("Done upgrading");
+    log(source_of(ident), sentence, { fixed_names::tags::tasks });
+    l->set(tasks::keys::result, QVariant::fromValue(tasks::common_data { sentence, true }));
+    set_status(ident, sentence, status_success);
+    l->set(tasks::keys::version, offer_of(*l).firmware);
     m_manager.task_finished(ident);
 }
 
@@ -265,8 +277,8 @@ void core::dt_confirm(const QString& ident)
 void core::on_client_confirmed(const QString& serial)
 {
     log(fixed_names::sources::core, tr("Confirmed new firmware for %1").arg(serial));
-    const QString ident = line_by_serial(serial);
-    if (m_manager.contains(ident))
+    const QString ident = line_waiting(serial, tasks::names::confirm);
+    if (!ident.isEmpty())
         m_manager.task_finished(ident);
 }
 
@@ -300,24 +312,14 @@ void core::on_client_failed(const client::queued_data& qd, client::error_codes c
 void core::on_client_canceled(const client::queued_data& qd)
 {
     log(fixed_names::sources::core, tr("Cancelling task %1 for device %2").arg(client::kind_text(qd.type), qd.serial));
-    QStringList affected { line_by_serial(qd.serial) };
-    if (qd.type == client::file) {
-        // Other lines waiting at flash for the same file would otherwise wait for good.
+    const QString step = qd.type == client::update ? tasks::names::check_updates
+        : qd.type == client::file                  ? tasks::names::flash
+                                                   : tasks::names::confirm;
+    // A file is awaited by every line at flash for it, or they would wait for good.
+    const QStringList affected
+        = qd.type == client::file ? lines_waiting_for(qd.version) : QStringList { line_waiting(qd.serial, step) };
+    if (qd.type == client::file)
         m_requested_versions.removeAll(qd.version);
-        for (const QString& ident : m_manager.lines()) {
-            const auto l = m_manager.find(ident);
-            if (ident == affected.constFirst() || !l || !l->has_current() || l->current_task().name() != tasks::names::flash)
-                continue;
-            if (l->get(tasks::keys::new_version).value<client::update_resp::firmware_list>().value(0).firmware == qd.version)
-                affected << ident;
-        }
-    }
-    for (const QString& ident : qAsConst(affected)) {
-        const auto l = m_manager.find(ident);
-        if (!l)
-            continue;
-        l->set(tasks::keys::result, QVariant::fromValue(tasks::common_data { tr("Execution interrupted"), false }));
-        cancel(ident);
-        m_manager.task_finished(ident);
-    }
+    for (const QString& ident : qAsConst(affected))
+        fail_step(ident, { step }, QString(), tr("Execution interrupted"));
 }

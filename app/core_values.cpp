@@ -33,33 +33,43 @@ QNetworkAddressEntry facing_entry(const QString& target, QString* mac)
 
 } // namespace
 
-void core::set_last_result(int ok, const QString& result)
+void core::set_last_result(bool ok, const QString& result)
 {
-    m_last_ok = ok;
-    m_last_result = result;
+    m_processor->set_last_result(ok, result);
 }
 
 QString core::resolve_variable(const QString& path) const
 {
-    const QStringList parts = path.split(QLatin1Char('/'));
-    const QString group = parts.value(0);
+    return resolve_variable(path.split(QLatin1Char('/'))).value_or(QString());
+}
 
-    if (group == QLatin1String("task") && parts.size() == 3) {
-        const QStringList idents = m_manager.lines();
+std::optional<QString> core::resolve_variable(const QStringList& path) const
+{
+    const QString group = path.value(0);
+    const QString what = path.value(1);
+
+    if (group == QLatin1String("last") && path.size() == 2) {
+        const scripting::command_result last = m_processor->last_result();
+        if (what == QLatin1String("ok"))
+            return last.ok ? QStringLiteral("1") : QStringLiteral("0");
+        if (what == QLatin1String("result"))
+            return last.result;
+        return std::nullopt;
+    }
+    if (group == QLatin1String("task") && path.size() == 3) {
         QString ident;
-        if (parts[1] == QLatin1String("selected")) {
-            const QStringList selected = selected_lines();
-            ident = selected.value(0);
+        if (what == QLatin1String("selected")) {
+            ident = selected_lines().value(0);
         } else {
             bool ok = false;
-            const int index = parts[1].toInt(&ok);
+            const int index = what.toInt(&ok);
             if (ok)
-                ident = idents.value(index);
+                ident = m_manager.lines().value(index);
         }
         const auto l = m_manager.find(ident);
         if (!l)
-            return {};
-        const QString& field = parts[2];
+            return std::nullopt;
+        const QString& field = path[2];
         if (field == QLatin1String("ident"))
             return ident;
         if (field == QLatin1String("ip"))
@@ -68,24 +78,18 @@ QString core::resolve_variable(const QString& path) const
             return l->get(tasks::keys::selected).toBool() ? QStringLiteral("yes") : QStringLiteral("no");
         if (field == QLatin1String("sdk"))
             return sdk::type_text(l->get(tasks::keys::sdk_in_use).toInt());
-        return {};
+        return std::nullopt;
     }
-    if (group == QLatin1String("env") && parts.size() >= 2) {
-        const QString& what = parts[1];
-        if (what == QLatin1String("task_limit"))
+    if (group == QLatin1String("env")) {
+        if (what == QLatin1String("task_limit") && path.size() == 2)
             return QString::number(m_manager.effective_limit());
-        if (what == QLatin1String("local_ip") || what == QLatin1String("local_mac")) {
+        if ((what == QLatin1String("local_ip") || what == QLatin1String("local_mac")) && path.size() <= 3) {
             QString mac;
-            const QNetworkAddressEntry entry = facing_entry(parts.value(2), &mac);
+            const QNetworkAddressEntry entry = facing_entry(path.value(2), &mac);
             return what == QLatin1String("local_ip") ? entry.ip().toString() : mac;
         }
-        return {};
+        return std::nullopt;
     }
-    if (group == QLatin1String("last") && parts.size() == 2) {
-        if (parts[1] == QLatin1String("ok"))
-            return QString::number(m_last_ok);
-        if (parts[1] == QLatin1String("result"))
-            return m_last_result;
-    }
-    return {};
+    // widget/<ident>/<argument> and anything else: not known here.
+    return std::nullopt;
 }

@@ -116,20 +116,6 @@ void core::add_problem(const client::queued_data& qd, const QString& text)
         m_problems->show();
 }
 
-void core::add_problem(const QString& ident, const QString& text)
-{
-    if (!m_problems)
-        return;
-    const auto l = m_manager.find(ident);
-    if (!l)
-        return;
-    const QString task = l->has_current() ? l->current_task().name() : QString();
-    m_problems->add(QDateTime::currentDateTime(), task, l->get(tasks::keys::endpoint).value<endpoint>().short_form(),
-        l->get(tasks::keys::serial).toString(), text);
-    if (m_problems->isHidden())
-        m_problems->show();
-}
-
 void core::on_window_error_list()
 {
     if (m_problems)

@@ -12,12 +12,12 @@ inline const QString organisation_domain = QStringLiteral("kelmar.org");
 inline constexpr int version_major = 0;
 inline constexpr int version_minor = 5;
 inline constexpr int version_build = 1964;
+// Linux, as the build repository numbers platforms.
+inline constexpr int platform = 1;
 
 inline const QString settings_file = QStringLiteral("ov.config");
 inline const QString cache_file = QStringLiteral("cache.ovpack");
 inline const QString log_file = QStringLiteral("blackbox.log");
-inline const QString update_file = QStringLiteral("tmp-newer-version.bin");
-inline const QString update_lock_file = QStringLiteral("client_updating.lock");
 inline const QString default_login = QStringLiteral("admin");
 inline constexpr uint16_t default_port = 34567;
 inline const QString factory_address = QStringLiteral("192.168.1.10");

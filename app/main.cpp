@@ -6,7 +6,6 @@
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QFile>
-#include <QFileInfo>
 #include <QLocale>
 
 #include <cstdio>
@@ -14,9 +13,9 @@
 
 namespace {
 
-QString own_checksum(const char* path)
+QString own_checksum(const QString& path)
 {
-    QFile self(QFile::decodeName(path));
+    QFile self(path);
     if (!self.open(QIODevice::ReadOnly))
         return {};
     QCryptographicHash md5(QCryptographicHash::Md5);
@@ -53,6 +52,13 @@ int main(int argc, char* argv[])
     std::unique_ptr<QCoreApplication> app = batch_requested || prints_only
         ? std::make_unique<QCoreApplication>(argc, argv)
         : std::make_unique<QApplication>(argc, argv);
+
+    // A downloaded build of the program waits: it is installed before anything else runs.
+    if (install_pending(fixed_names::platform, QCoreApplication::applicationDirPath())) {
+        const int code = QCoreApplication::exec();
+        app.reset();
+        return code;
+    }
 
     QCoreApplication::setOrganizationDomain(fixed_names::organisation_domain);
     QCoreApplication::setApplicationName(display_name.toLower());
@@ -94,7 +100,9 @@ int main(int argc, char* argv[])
 
     int exit_code = 0;
     {
-        auto controller = std::make_unique<core>(own_checksum(argv[0]), QFileInfo(QString::fromLocal8Bit(argv[0])).absolutePath());
+        // The real file and folder, whether started through PATH, a symlink or from another folder.
+        auto controller = std::make_unique<core>(
+            own_checksum(QCoreApplication::applicationFilePath()), QCoreApplication::applicationDirPath());
         if (controller->current_language().isEmpty())
             controller->apply_language(system_locale);
 

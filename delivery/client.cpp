@@ -226,7 +226,10 @@ void client::send_next()
     if (m_busy || m_queue.isEmpty())
         return;
     m_busy = true;
-    m_network->get(QNetworkRequest(url_of(m_queue.constFirst())));
+    QNetworkRequest request(url_of(m_queue.constFirst()));
+    // Qt's own clock, restarted by every byte: a service that hangs mid-file is caught too.
+    request.setTransferTimeout(m_timeout_ms);
+    m_network->get(request);
 }
 
 void client::fail(error_codes code, uint descriptive)
@@ -254,6 +257,9 @@ void client::got_reply(QNetworkReply* reply)
         return;
     }
     if (reply->error() != QNetworkReply::NoError) {
+        // The transfer time-out is the only abort this client knows.
+        if (reply->error() == QNetworkReply::OperationCanceledError)
+            log(blackbox::error, "No data from the service for %d s: the request is given up", m_timeout_ms / 1000);
         reply->deleteLater();
         fail(transport_error, 0);
         return;

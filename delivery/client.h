@@ -11,6 +11,7 @@
 #include <QString>
 #include <QUrl>
 
+#include <algorithm>
 #include <cstdint>
 
 class QNetworkAccessManager;
@@ -85,6 +86,8 @@ public:
     bool setup(const QString& app_hash, const QByteArray& client_id, quint64 session_nonce, const QByteArray& client_key,
         bool offline);
     void set_server(const QHostAddress& address, uint16_t port);
+    // A request that receives nothing for this long ends as a transport error; 0 waits for good.
+    void set_timeout(int seconds) { m_timeout_ms = std::max(0, seconds) * 1000; }
     void set_disabled(bool disabled) { m_disabled = disabled; }
     bool disabled() const { return m_disabled; }
     bool offline() const { return m_offline; }
@@ -131,6 +134,7 @@ private:
 
     QHostAddress m_server_address;
     uint16_t m_server_port = 0;
+    int m_timeout_ms = 0;
     QNetworkAccessManager* m_network;
     QList<queued_data> m_queue;
     bool m_busy = false;

@@ -15,14 +15,17 @@ latched_thread::~latched_thread()
 
 void latched_thread::stop_and_wait()
 {
-    {
-        // Holding the mutex while clearing the flag means a worker between its
-        // flag test and its wait can't miss the wake below.
-        QMutexLocker lock(&m_mutex);
-        m_state.set_stopped();
-        m_condition.wakeAll();
-    }
+    request_stop();
     wait();
+}
+
+void latched_thread::request_stop()
+{
+    // Holding the mutex while clearing the flag means a worker between its
+    // flag test and its wait can't miss the wake below.
+    QMutexLocker lock(&m_mutex);
+    m_state.set_stopped();
+    m_condition.wakeAll();
 }
 
 void latched_thread::wake()

@@ -19,6 +19,9 @@ public:
 
     // Restarts the round of a sleeping thread; a wake while it works is harmless.
     void wake();
+    // Tells the loop to end after its current round, without waiting for it; for owners
+    // that must keep something else going until the thread has ended.
+    void request_stop();
 
 protected:
     // One round of work; true when it did something.

@@ -17,9 +17,16 @@ bool pack::begin_add(QFile& file, const QString& ident, const QByteArray& payloa
 {
     if (ident.isEmpty())
         return false;
-    // A file that went away isn't made anew: without a header it would never load.
+    // The count is one byte: a 256th block would wrap it to 0, and the file would read as empty.
+    if (m_count == max_blocks) {
+        log(blackbox::warning, "\"%s\": full with %d blocks, \"%s\" not added", qUtf8Printable(m_path), max_blocks,
+            qUtf8Printable(ident));
+        return false;
+    }
+    // A file that went away isn't made anew: without a header it would never load. Unbuffered,
+    // so that a failed write shows at once and nothing is left to reach the disk later.
     file.setFileName(m_path);
-    if (m_path.isEmpty() || !file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
+    if (m_path.isEmpty() || !file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
         return fail(1, -1, "file can't be opened for writing");
     ident_frame = encrypt_ident ? encrypt_ident(ident.toUtf8()) : QByteArray();
     payload_frame = encrypt_payload ? encrypt_payload(payload, session) : QByteArray();
@@ -118,7 +125,13 @@ bool pack::loaded(const QString& path)
 
 quint32 pack::write_count_and_time(QFile& file)
 {
-    m_timestamp = quint32(QDateTime::currentSecsSinceEpoch());
+    return write_count_and_time(file, m_count, quint32(QDateTime::currentSecsSinceEpoch()));
+}
+
+quint32 pack::write_count_and_time(QFile& file, quint8 count, quint32 timestamp)
+{
+    m_count = count;
+    m_timestamp = timestamp;
     QByteArray stamp;
     little_endian::append<quint32>(stamp, m_timestamp);
     if (!file.seek(6))

@@ -23,6 +23,8 @@ class pack : public loggable
 public:
     enum file_kind : quint8 { kind_cache = 1, kind_pack = 2 };
     static constexpr int header_size = 11;
+    // The header counts blocks in one byte; an add past this is refused.
+    static constexpr int max_blocks = 255;
     static const QByteArray magic; // "FFCF"
 
     virtual ~pack();
@@ -54,7 +56,7 @@ public:
     qint64 error_position() const { return m_error_position; }
     quint8 version() const { return m_version; }
     quint8 kind() const { return m_kind; }
-    // Blocks the header announces; one byte, so the 256th block wraps it to 0.
+    // Blocks the header announces; one byte, so at most max_blocks.
     quint8 count() const { return m_count; }
     // Seconds since 1970 at the last change.
     quint32 timestamp() const { return m_timestamp; }
@@ -65,9 +67,10 @@ public:
 protected:
     pack();
 
-    // The first half of an add, before anything is written: the file opened for writing (error
-    // 1 when it can't be) and both frames encrypted in whole 16-byte units, the ident's in at
-    // most max_ident_blocks of them. False when either fails, the file left as it was.
+    // The first half of an add, before anything is written: room for a block in the count, the
+    // file opened for writing (error 1 when it can't be) and both frames encrypted in whole
+    // 16-byte units, the ident's in at most max_ident_blocks of them. False when any fails,
+    // the file left as it was.
     bool begin_add(QFile& file, const QString& ident, const QByteArray& payload, const ident_encryptor& encrypt_ident,
         const payload_encryptor& encrypt_payload, quint64 session, int max_ident_blocks, QByteArray& ident_frame,
         QByteArray& payload_frame);
@@ -84,6 +87,8 @@ protected:
     // Writes count and timestamp at offsets 6 and 7 of a file open for writing: 0, or the
     // add error of the step that failed (2 seek to 6, 3 count, 4 timestamp).
     quint32 write_count_and_time(QFile& file);
+    // The same with given values, which become the pack's own.
+    quint32 write_count_and_time(QFile& file, quint8 count, quint32 timestamp);
 
     quint8 m_version = 0;
     quint8 m_kind = 0;

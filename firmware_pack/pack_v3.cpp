@@ -1,5 +1,6 @@
 #include "firmware_pack/pack_v3.h"
 
+#include <QDateTime>
 #include <QFile>
 
 #include <climits>
@@ -122,22 +123,29 @@ bool pack_v3::add(const QString& ident, const QByteArray& payload, const ident_e
     const QByteArray bytes = fw->serialize();
     fw->length = little_endian::at<quint32>(bytes, 1);
 
-    if (!file.seek(file.size()) || file.write(bytes) != bytes.size()) {
+    // The block first, then the count that takes it in. A failure on the way (a full disk)
+    // puts the file back as it was, so that the next load doesn't meet a torn block.
+    const qint64 end = file.size();
+    const quint8 count = m_count;
+    const quint32 timestamp = m_timestamp;
+    if (!file.seek(end) || file.write(bytes) != bytes.size()) {
         log(blackbox::warning, "\"%s\": block of \"%s\" not written: %s", qUtf8Printable(path()), qUtf8Printable(ident),
             qUtf8Printable(file.errorString()));
+        if (!file.resize(end))
+            log(blackbox::error, "\"%s\": the torn block can't be taken off", qUtf8Printable(path()));
+        return false;
+    }
+    if (write_count_and_time(file, quint8(count + 1), quint32(QDateTime::currentSecsSinceEpoch())) != 0) {
+        log(blackbox::warning, "\"%s\": header not updated: %s", qUtf8Printable(path()),
+            qUtf8Printable(file.errorString()));
+        if (write_count_and_time(file, count, timestamp) != 0 || !file.resize(end))
+            log(blackbox::error, "\"%s\": the file can't be put back as it was", qUtf8Printable(path()));
         return false;
     }
     const int position = m_blocks.size();
     m_blocks.insert(position, fw);
     m_positions.insert(ident, position);
     m_ident_list.append(ident);
-
-    ++m_count;
-    if (write_count_and_time(file) != 0) {
-        log(blackbox::warning, "\"%s\": header not updated: %s", qUtf8Printable(path()),
-            qUtf8Printable(file.errorString()));
-        return false;
-    }
     clear_error();
     return true;
 }

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <cmath>
 
 bool dvr_networking::upgrade(const firmware_reader& reader, const progress_callback& progress)
 {
@@ -27,8 +26,8 @@ bool dvr_networking::upgrade(const firmware_reader& reader, const progress_callb
     char* none = nullptr;
     if (!reader(none, 0, total))
         return false;
-    // Single precision on purpose: above 16 MiB it rounds, and the reader hands out the true tail anyway.
-    const auto count = uint32_t(std::ceil(float(total) * (1.0f / float(netip::packet::max_payload))));
+    // Whole numbers: a float count loses the last chunk of images such as 16 MiB + 1 byte.
+    const auto count = uint32_t((total + netip::packet::max_payload - 1) / netip::packet::max_payload);
     progress(sending, 0);
     for (uint32_t i = 1; i <= count; ++i) {
         if (!send_chunk(reader, i))

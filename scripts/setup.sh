@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
-# Installs what the build needs (Debian 12, as root) and builds into build/.
+# Installs what the build, its tests and its packages need (Debian 12, as root) and
+# builds into build/.
 # Idempotent: packages already present are not fetched again.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(qtbase5-dev qtmultimedia5-dev libqt5multimedia5-plugins libqt5svg5 qttools5-dev qttools5-dev-tools
           liblua5.4-dev libssl-dev pkg-config cmake ninja-build g++ clang openssl
-          xvfb xauth fonts-dejavu-core xdotool imagemagick iproute2 python3)
+          xvfb xauth fonts-dejavu-core xdotool imagemagick iproute2 python3
+          librsvg2-bin dpkg-dev lintian desktop-file-utils appstream man-db)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -25,6 +25,12 @@ creating_exception::creating_exception(int type)
 {
 }
 
+creating_exception creating_exception::library_missing(const QString& library, const QString& reason)
+{
+    return creating_exception(
+        4, localized(QT_TRANSLATE_NOOP("sdk::prototype", "Device library %1 can't be used: %2")).arg(library, reason));
+}
+
 tmp_file_exception tmp_file_exception::size_mismatch(qint64 expected, qint64 got)
 {
     return tmp_file_exception(1, localized(QT_TRANSLATE_NOOP("sdk::prototype", "Temporaty file validation: size mismatch: expected %1, got %2")).arg(expected).arg(got));

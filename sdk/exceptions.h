@@ -26,6 +26,11 @@ class creating_exception : public exception
 {
 public:
     explicit creating_exception(int type);
+    // A backend whose closed library can't be loaded; names the library.
+    static creating_exception library_missing(const QString& library, const QString& reason);
+
+private:
+    using exception::exception;
 };
 
 class tmp_file_exception : public exception

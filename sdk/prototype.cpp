@@ -2,6 +2,8 @@
 
 #include "sdk/exceptions.h"
 #include "sdk/legacy.h"
+#include "sdk/xcloud.h"
+#include "sdk/xnet.h"
 
 #include <QTemporaryFile>
 
@@ -12,11 +14,10 @@ namespace sdk {
 prototype* prototype::create(int type)
 {
     switch (sdk::type(type)) {
-    case sdk::type::legacy:
-        return new sdk::legacy();
-    default:
-        // The closed-library backends are loaded only where their libraries exist.
-        throw creating_exception(type);
+    case sdk::type::legacy: return new sdk::legacy();
+    case sdk::type::xcloud: return new sdk::xcloud();
+    case sdk::type::xnet: return new sdk::xnet();
+    default: throw creating_exception(type);
     }
 }
 
@@ -161,6 +162,12 @@ bool prototype::write_temporary_file(const QByteArray& data, bool verify)
     if (back != data)
         throw tmp_file_exception::data_mismatch();
     return true;
+}
+
+void prototype::remove_temporary_file()
+{
+    delete m_temporary_file;
+    m_temporary_file = nullptr;
 }
 
 QString prototype::temporary_file_name() const

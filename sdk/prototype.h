@@ -60,7 +60,8 @@ public:
         quint64 batch = 0; // the enqueue call it came with
     };
 
-    // Builds the backend of a type; throws creating_exception for anything but 1, 2, 3.
+    // Builds the backend of a type; throws creating_exception for anything but 1, 2, 3, and
+    // for 2 and 3 when their library can't be loaded.
     static prototype* create(int type);
 
     explicit prototype(sdk::type kind, QObject* parent = nullptr);
@@ -119,6 +120,7 @@ protected:
     void stop_queue();
     // One step on the worker thread; false ends the queue. The base handles "emit done".
     virtual bool run_step(const step& s);
+    void remove_temporary_file();
 
     // The device as the steps see it; written by init/update_device between queues.
     device m_device;

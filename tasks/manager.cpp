@@ -80,7 +80,7 @@ void manager::launch(bool use_override, uint override_limit)
 void manager::set_limit(uint limit)
 {
     m_limiter.limit = limit;
-    if (m_running_flows > 0)
+    if (!m_running.isEmpty())
         pump();
 }
 
@@ -116,7 +116,7 @@ void manager::start_flow(const QString& ident)
     if (l->pending() == 0)
         return;
     ++m_limiter.admitted;
-    ++m_running_flows;
+    m_running.insert(ident);
     emit flow_started(ident);
     // The step may have finished within flow_started's handlers; announce only a live task.
     if (l->has_current()) {
@@ -129,6 +129,10 @@ void manager::start_flow(const QString& ident)
 
 void manager::task_finished(const QString& ident)
 {
+    // Only a running flow moves on: a late or repeated report must neither start a line's
+    // next tasks nor free the slot of another flow.
+    if (!m_running.contains(ident))
+        return;
     const auto l = m_lines.value(ident);
     if (l) {
         l->advance();
@@ -140,9 +144,7 @@ void manager::task_finished(const QString& ident)
             return;
         }
     }
-    if (m_running_flows == 0)
-        return;
-    --m_running_flows;
+    m_running.remove(ident);
     --m_limiter.admitted;
     pump();
     emit flow_ended(ident);

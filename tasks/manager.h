@@ -4,6 +4,7 @@
 
 #include <QMap>
 #include <QObject>
+#include <QSet>
 #include <QStringList>
 
 #include <memory>
@@ -47,12 +48,15 @@ public:
     void set_limit(uint limit);
     uint limit() const { return m_limiter.limit; }
     uint effective_limit() const;
-    uint running_count() const { return m_running_flows; }
+    uint running_count() const { return uint(m_running.size()); }
+    // Whether the flow of this line has started and not yet ended.
+    bool is_running(const QString& ident) const { return m_running.contains(ident); }
     int launch_count() const { return m_launch_list.size(); }
     const QStringList& waiting() const { return m_pending; }
     bool override_active() const { return m_limiter.override_active; }
 
-    // The one way a finished task (good or failed) comes back.
+    // The one way a finished task (good or failed) comes back. A report for a line whose
+    // flow isn't running (late, or repeated) is told to nobody and frees no slot.
     void task_finished(const QString& ident);
 
 signals:
@@ -78,7 +82,7 @@ private:
     QMap<QString, std::shared_ptr<tasks::line>> m_lines;
     QMap<QString, QString> m_short_by_ident;
     QMap<QString, QString> m_ident_by_short;
-    uint m_running_flows = 0;
+    QSet<QString> m_running; // flows started and not yet ended
     QStringList m_launch_list;
     QStringList m_pending;
 };

@@ -97,6 +97,17 @@ endpoint task_list_file::opened(const endpoint& record, const password_codec& de
     return plain;
 }
 
+QString task_list_file::unwritable(const endpoint& ep)
+{
+    // An encrypted password is Base64, which has no comma.
+    for (const QString& field : { ep.name, ep.host, ep.user, ep.password_encrypted ? QString() : ep.password }) {
+        if (field.contains(separator))
+            return QCoreApplication::translate("task_list_file",
+                "A name, address, user or password can't hold a comma: the task list file couldn't keep it.");
+    }
+    return {};
+}
+
 QString task_list_file::export_line(const endpoint& ep, bool encrypt_passwords, const password_codec& encrypt)
 {
     const bool encrypted = encrypt_passwords && encrypt;

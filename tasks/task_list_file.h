@@ -30,6 +30,9 @@ struct task_list_file
     static task_list_file import_file(const QString& path);
     // The record with its password opened when it was encrypted.
     static endpoint opened(const endpoint& record, const password_codec& decrypt);
+    // Why the file couldn't hold this endpoint (it has no quoting: a comma in a field would split it);
+    // empty when it can.
+    static QString unwritable(const endpoint& ep);
     // One line of format 3 with its line feed, from an endpoint whose password is in clear;
     // encrypt is used only when encrypt_passwords is on.
     static QString export_line(const endpoint& ep, bool encrypt_passwords, const password_codec& encrypt);

@@ -7,6 +7,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <chrono>
+#include <future>
+#include <thread>
+
 namespace
 {
 
@@ -23,9 +27,13 @@ class test_app : public QObject
     Q_OBJECT
 private slots:
     void first_start_writes_only_pack_functionality();
+    void unreadable_settings_are_left_as_they_are_data();
+    void unreadable_settings_are_left_as_they_are();
     void menu_options_data();
     void menu_options();
     void log_reaches_blackbox_and_history();
+    void a_log_listener_may_log();
+    void rows_the_task_list_couldnt_keep_are_refused();
     void command_line_data();
     void command_line();
 };
@@ -45,6 +53,35 @@ void test_app::first_start_writes_only_pack_functionality()
     QSettings written(dir.filePath("ov.config"), QSettings::IniFormat);
     QCOMPARE(written.allKeys(), QStringList { "firmware_pack_functionality" });
     QCOMPARE(written.value("firmware_pack_functionality").toString(), QStringLiteral("legacy"));
+}
+
+void test_app::unreadable_settings_are_left_as_they_are_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("binary") << QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+    QTest::newRow("JSON") << QByteArray("{\"Service\": {\"client_id\": \"0011223344556677\"}}\n");
+}
+
+void test_app::unreadable_settings_are_left_as_they_are()
+{
+    QFETCH(QByteArray, content);
+    QTemporaryDir dir;
+    QFile file(dir.filePath("ov.config"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+    file.close();
+    {
+        core c(QString(), dir.path());
+        QVERIFY(c.operate(core::batch, false));
+        QCOMPARE(c.options().preferred_subnet.toString(), QStringLiteral("255.255.255.0"));
+        c.on_window_option_menu_executed("reset_only_network_settings", {}, true);
+        QVERIFY(c.options().reset_only_network_settings);
+    }
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), content);
+    QVERIFY(read_text(dir.filePath("blackbox.log"))
+                .contains(QStringLiteral(
+                    "The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.")
+                              .arg(dir.filePath("ov.config"))));
 }
 
 void test_app::menu_options_data()
@@ -104,6 +141,46 @@ void test_app::log_reaches_blackbox_and_history()
     // A % in a message is text, not a format directive.
     const QStringList lines = read_text(dir.filePath("blackbox.log")).split('\n', Qt::SkipEmptyParts);
     QVERIFY2(lines.value(2).endsWith(", core, plain, [dev]: 100% done"), qPrintable(lines.join('\n')));
+}
+
+void test_app::a_log_listener_may_log()
+{
+    QTemporaryDir dir;
+    core c(QString(), dir.path());
+    int heard = 0;
+    c.history().add_listener(7, { "tasks" }, [&](const log_history::entry& e) {
+        ++heard;
+        c.log("[core]", "heard " + e.text, { "core" });
+    });
+    // On a thread of its own, so that a deadlock fails the test instead of hanging it.
+    std::promise<void> logged;
+    std::thread writer([&] {
+        c.log("[dev]", "first", { "tasks" });
+        logged.set_value();
+    });
+    if (logged.get_future().wait_for(std::chrono::seconds(5)) != std::future_status::ready) {
+        writer.detach();
+        QFAIL("a listener that logs locks the log up");
+    }
+    writer.join();
+    QCOMPARE(heard, 1);
+    QVERIFY(read_text(dir.filePath("blackbox.log")).contains("[core]: heard "));
+}
+
+void test_app::rows_the_task_list_couldnt_keep_are_refused()
+{
+    QTemporaryDir dir;
+    core c(QString(), dir.path());
+    QVERIFY(c.operate(core::batch, false));
+    const endpoint clean { "hall", {}, "127.0.0.9", 34567, "admin", "secret", false, 0 };
+    endpoint comma = clean;
+    comma.name = "hall, left";
+    c.on_task_edit_added({ comma, clean });
+    QCOMPARE(c.task_manager().count(), 1);
+    const QString ident = c.task_manager().lines().constFirst();
+    c.on_task_edit_edited(ident, comma);
+    QCOMPARE(c.task_manager().find(ident)->get(tasks::keys::endpoint).value<endpoint>(), clean);
+    QCOMPARE(read_text(dir.filePath("blackbox.log")).count("can't hold a comma"), 2);
 }
 
 void test_app::command_line_data()

@@ -58,7 +58,7 @@ struct client_log {
 };
 
 // Answers each HTTP request on a loopback port with the next canned body: "<drop>" closes
-// without answering, "<404>" answers with that status.
+// without answering, "<silent>" never answers, "<404>" answers with that status.
 class canned_server : public QTcpServer
 {
 public:
@@ -82,6 +82,8 @@ public:
                     const QByteArray body = bodies.isEmpty() ? QByteArray("E:1") : bodies.takeFirst();
                     if (body == "<drop>")
                         return s->abort();
+                    if (body == "<silent>")
+                        return;
                     const QByteArray status = body == "<404>" ? "404 Not Found" : "200 OK";
                     s->write("HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(body.size())
                         + "\r\nConnection: close\r\n\r\n" + body);
@@ -267,6 +269,8 @@ void test_client::replies_data()
     QTest::newRow("dropped connection") << uint(client::file) << bodies { "<drop>", "<drop>" }
                                         << "failed file SN-7 -11 0";
     QTest::newRow("HTTP error status") << uint(client::confirm) << bodies { "<404>" } << "failed confim SN-7 -11 0";
+    QTest::newRow("nothing within the time-out")
+        << uint(client::update) << bodies { "<silent>" } << "failed update SN-7 -11 0";
     QTest::newRow("confirm OK up to the first NUL")
         << uint(client::confirm) << bodies { hex_sealed(QByteArray("OK\0rest", 7), serial_key) } << "confirmed SN-7";
     QTest::newRow("confirm compares case")
@@ -298,11 +302,16 @@ void test_client::replies()
     server.bodies = bodies;
     client c;
     server.serve(c);
+    const client_log log(c);
+    const bool silent = bodies.contains("<silent>");
+    if (silent)
+        c.set_timeout(1);
     outcomes answers(c);
     ask(c, type, "SN-7");
     QTRY_COMPARE_WITH_TIMEOUT(answers.size(), 1, 10000);
     QTEST(answers.first(), "outcome");
     QCOMPARE(c.queue_size(), 0);
+    QCOMPARE(log.count("error, No data from the service for 1 s: the request is given up"), silent ? 1 : 0);
 }
 
 void test_client::order_of_telling_and_sending_data()

@@ -17,6 +17,9 @@ private slots:
     void configuration_import();
     void import_opens_encrypted_passwords();
     void batch_run_over_a_task_file();
+    void files_stay_beside_the_real_program();
+    void rows_leave_without_waiting_for_their_workers_data();
+    void rows_leave_without_waiting_for_their_workers();
 };
 
 void test_core_devices::identify_data()
@@ -261,6 +264,91 @@ void test_core_devices::batch_run_over_a_task_file()
     QVERIFY(out.trimmed().endsWith("[core]: -- all done --"));
     for (int i = 0; i < 3; ++i)
         QCOMPARE(sim.state(i)["logins"].toInt(), 1);
+}
+
+// Started through PATH and a symlink, from a folder of its own: the program's files and its checksum are
+// those of the real file.
+void test_core_devices::files_stay_beside_the_real_program()
+{
+    devsim_harness sim;
+    QVERIFY2(sim.start(1), qPrintable(sim.error()));
+    svcsim_harness service;
+    QVERIFY2(service.start({ { "fleet", QJsonObject { { sim.state(0)["serial"].toString(), "updated" } } } }),
+        qPrintable(service.error()));
+    QTemporaryDir dir;
+    const QDir root(dir.path());
+    for (const char* folder : { "real", "bin", "work" })
+        QVERIFY(root.mkdir(folder));
+    const QString binary = root.filePath("real/orvane");
+    QVERIFY(QFile::copy(QStringLiteral(ORVANE_BINARY), binary));
+    QVERIFY(QFile::link(binary, root.filePath("bin/ov")));
+    QSettings settings(root.filePath("real/ov.config"), QSettings::IniFormat);
+    settings.setValue("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
+    settings.setValue("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
+    settings.setValue("Service/address", "127.0.0.1");
+    settings.setValue("Service/port", service.port());
+    settings.sync();
+    QFile csv(root.filePath("work/devices.csv"));
+    QVERIFY(csv.open(QIODevice::WriteOnly));
+    csv.write(QStringLiteral("%1,%2,admin,\n").arg(sim.address(0).toString()).arg(sim.port(0)).toUtf8());
+    csv.close();
+
+    QProcess p;
+    p.setWorkingDirectory(root.filePath("work"));
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("PATH", root.filePath("bin") + ':' + env.value("PATH"));
+    p.setProcessEnvironment(env);
+    // Through the shell, so that the program sees the bare name it was started by.
+    p.start("sh", { "-c", "exec ov --batch devices.csv" });
+    QVERIFY(p.waitForFinished(60000));
+    QCOMPARE(p.exitCode(), 0);
+    QVERIFY2(QString::fromUtf8(p.readAllStandardOutput()).contains("No updates for the"),
+        qPrintable(p.readAllStandardError()));
+    for (const char* name : { "ov.config", "blackbox.log", "cache.ovpack" }) {
+        QVERIFY2(QFile::exists(root.filePath(QStringLiteral("real/") + name)), name);
+        QVERIFY2(!QFile::exists(root.filePath(QStringLiteral("work/") + name)), name);
+        QVERIFY2(!QFile::exists(root.filePath(QStringLiteral("bin/") + name)), name);
+    }
+    QFile self(binary);
+    QVERIFY(self.open(QIODevice::ReadOnly));
+    const QJsonArray updates = service.requests("update");
+    QCOMPARE(updates.size(), 1);
+    QCOMPARE(updates[0].toObject()["query"].toObject()["app"].toObject()["hash"].toString(),
+        QString::fromLatin1(QCryptographicHash::hash(self.readAll(), QCryptographicHash::Md5).toHex()));
+}
+
+void test_core_devices::rows_leave_without_waiting_for_their_workers_data()
+{
+    QTest::addColumn<bool>("clear"); // the whole list, else the one row
+    QTest::newRow("a deleted row") << false;
+    QTest::newRow("a cleared list") << true;
+}
+
+// A worker stuck in a device's silence doesn't hold the window when its row goes, and is gone once it gives up.
+void test_core_devices::rows_leave_without_waiting_for_their_workers()
+{
+    QFETCH(bool, clear);
+    fixture f;
+    QVERIFY2(f.start_devices(1, QJsonObject { { "faults", QJsonObject { { "silent_at", QJsonArray { 1020 } } } } }),
+        qPrintable(f.devices.error()));
+    f.make_core();
+    auto* worker = f.line(f.idents[0])->get(tasks::keys::sdk_instance).value<sdk::prototype*>();
+    QVERIFY(worker);
+    QSignalSpy gone(worker, &QObject::destroyed);
+    worker->identify(); // outside any flow, as a script's own query would be
+    QTRY_COMPARE_WITH_TIMEOUT(f.devices.requests_of(0, 1020).size(), 1, 10000);
+    QElapsedTimer t;
+    t.start();
+    if (clear)
+        f.c->clear_list();
+    else
+        f.c->on_window_delete_element(f.idents[0]);
+    QVERIFY2(t.elapsed() < 1000, qPrintable(QString::number(t.elapsed())));
+    QCOMPARE(f.c->task_manager().count(), 0);
+    QVERIFY(gone.isEmpty());
+    // The device goes away: the worker's read fails, its thread ends, and it is deleted.
+    f.devices.stop();
+    QTRY_VERIFY_WITH_TIMEOUT(!gone.isEmpty(), 10000);
 }
 
 QTEST_GUILESS_MAIN(test_core_devices)

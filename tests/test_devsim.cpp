@@ -13,6 +13,8 @@ private slots:
     void login();
     void faults_and_record_data();
     void faults_and_record();
+    void answers_as_real_devices_data();
+    void answers_as_real_devices();
 };
 
 void test_devsim::login_data()
@@ -108,6 +110,53 @@ void test_devsim::faults_and_record()
         QVERIFY(sim.clear_faults(0));
         QVERIFY(w.exchange(1020, system_info, r, session) && r.ret() == 100);
     }
+}
+
+void test_devsim::answers_as_real_devices_data()
+{
+    QTest::addColumn<int>("id"); // 1000: the login itself
+    QTest::addColumn<QJsonObject>("body");
+    QTest::addColumn<QString>("member"); // a "/" reaches into an object
+    QTest::addColumn<QJsonValue>("value");
+    QTest::addColumn<QString>("absent");
+    QTest::newRow("login names the type with a trailing blank")
+        << 1000 << QJsonObject {} << "DeviceType " << QJsonValue("NVR") << "DeviceType";
+    QTest::newRow("keep-alive is answered with its name")
+        << 1006 << QJsonObject { { "Name", "KeepAlive" } } << "Name" << QJsonValue("KeepAlive") << "";
+    QTest::newRow("system information carries the model")
+        << 1020 << QJsonObject { { "Name", "SystemInfo" } } << "SystemInfo/DeviceModel" << QJsonValue("HI3516EV300")
+        << "";
+    QTest::newRow("the network record names its MAC as DvrMac too")
+        << 1042 << QJsonObject { { "Name", "NetWork.NetCommon" } } << "NetWork.NetCommon/DvrMac"
+        << QJsonValue("02:aa:bb:cc:dd:ee") << "";
+}
+
+void test_devsim::answers_as_real_devices()
+{
+    QFETCH(int, id);
+    QFETCH(QJsonObject, body);
+    QFETCH(QString, member);
+    QFETCH(QJsonValue, value);
+    QFETCH(QString, absent);
+    devsim_harness sim;
+    QVERIFY2(sim.start(1, { { "device_type", "NVR" }, { "hardware", "HI3516EV300" }, { "mac", "02:aa:bb:cc:dd:ee" } }),
+        qPrintable(sim.error()));
+    netip_wire w;
+    QVERIFY(w.open(sim.address(0), sim.port(0)));
+    netip_reply r;
+    const QByteArray login = netip_wire::json({ { "EncryptType", "MD5" }, { "LoginType", "DVRIP-Web" },
+        { "UserName", "admin" }, { "PassWord", netip_wire::digest_empty } });
+    QVERIFY(w.exchange(1000, login, r, 0));
+    if (id != 1000)
+        QVERIFY(w.exchange(quint16(id), netip_wire::json(body), r, r.session));
+    QCOMPARE(r.id, quint16(id + 1));
+    QCOMPARE(r.ret(), 100);
+    QJsonObject holder = r.body;
+    const QStringList path = member.split('/');
+    for (int i = 0; i + 1 < path.size(); ++i)
+        holder = holder.value(path[i]).toObject();
+    QVERIFY2(holder.value(path.last()) == value, qPrintable(QString::fromUtf8(r.payload)));
+    QVERIFY(absent.isEmpty() || !holder.contains(absent));
 }
 
 QTEST_GUILESS_MAIN(test_devsim)

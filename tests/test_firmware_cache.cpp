@@ -1,5 +1,8 @@
 // Firmware kept on disk: the cache between runs and packs applied without the service.
+#include "delivery/pack_crypto.h"
 #include "firmware_pack/pack.h"
+#include "firmware_pack/pack_files.h"
+#include "firmware_pack/pack_v3.h"
 #include "tests/support/fleet_fixture.h"
 #include "tests/support/packtool_run.h"
 
@@ -43,6 +46,7 @@ private slots:
     void second_run_needs_no_download();
     void garbled_cache_falls_back_to_the_service();
     void foreign_cache_is_not_used();
+    void full_cache_takes_no_more();
     void pack_flashes_checked_present_devices_data();
     void pack_flashes_checked_present_devices();
     void damaged_pack_is_reported_beside_the_good_one();
@@ -119,12 +123,15 @@ void test_firmware_cache::foreign_cache_is_not_used()
     const QString file = f.service.add_file("fw.bin", firmware);
     QVERIFY2(f.start_service({ { f.serial(0), offer(file) } }), qPrintable(f.service.error()));
     // A cache of another service identity: its idents don't open under ours. A wrong key passes the
-    // padding check about once in 256 frames, so a lucky file is built anew with fresh IVs.
+    // padding check about once in 256 frames, so a lucky file is built anew with fresh IVs. Judged by
+    // the program's own loader, which opens the idents only (the tool's check opens the payload too).
     const QString cache = f.dir.filePath("cache.ovpack");
+    const delivery::pack_crypto ours = delivery::make_pack_crypto(f.service.client_id());
     bool foreign = false;
     for (int attempt = 0; attempt < 3 && !foreign; ++attempt) {
         QCOMPARE(packtool({ "build", "-i", "0102030405060708", "--cache", "--force", "-o", cache, file }), QString());
-        foreign = !packtool({ "check", "-i", f.service.client_id().toHex(), cache }).isEmpty();
+        firmware_pack::pack_v3 probe;
+        foreign = !probe.load(cache, ours.target_decryptor, ours.ident_decryptor);
     }
     QVERIFY(foreign);
 
@@ -135,6 +142,35 @@ void test_firmware_cache::foreign_cache_is_not_used()
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
     QCOMPARE(f.result(0).text, QStringLiteral("Done upgrading"));
     QCOMPARE(f.service.requests("file").size(), 1);
+}
+
+void test_firmware_cache::full_cache_takes_no_more()
+{
+    fixture f;
+    QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
+    const QByteArray firmware = image(30000, 'n');
+    QVERIFY2(f.start_service({ { f.serial(0), offer(f.service.add_file("fw.bin", firmware)) } }),
+        qPrintable(f.service.error()));
+    // A cache of this service identity that already holds as many firmwares as its count can say.
+    const QString path = f.dir.filePath("cache.ovpack");
+    const delivery::pack_crypto crypto = delivery::make_pack_crypto(f.service.client_id());
+    firmware_pack::pack_v3 cache;
+    QVERIFY(firmware_pack::create(path, 3) && cache.load(path, crypto.target_decryptor, crypto.ident_decryptor));
+    for (int i = 0; i < firmware_pack::pack::max_blocks; ++i)
+        QVERIFY(cache.add(md5_hex(QByteArray::number(i)), QByteArray::number(i), crypto.ident_encryptor,
+            crypto.payload_encryptor, 1));
+
+    f.make_core();
+    QVERIFY(f.c->cache_in_use());
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 30000);
+    QCOMPARE(f.result(0).text, QStringLiteral("Done upgrading"));
+    QVERIFY2(f.log_text().contains("The cache file is full with 255 firmwares: no more are added to it"),
+        qPrintable(f.log_text()));
+    firmware_pack::pack_v3 again;
+    QVERIFY(again.load(path, crypto.target_decryptor, crypto.ident_decryptor));
+    QCOMPARE(again.idents().size(), firmware_pack::pack::max_blocks);
+    QVERIFY(!again.contains(md5_hex(firmware)));
 }
 
 void test_firmware_cache::pack_flashes_checked_present_devices_data()

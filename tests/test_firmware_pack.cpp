@@ -3,6 +3,7 @@
 #include "firmware_pack/pack_v2.h"
 #include "firmware_pack/pack_v3.h"
 #include "tests/support/packtool_run.h"
+#include "tests/support/small_disk.h"
 
 #include <QCryptographicHash>
 #include <QTemporaryDir>
@@ -165,7 +166,9 @@ private slots:
     void program_writes_pass_tool_check();
     void foreign_client_id_data();
     void foreign_client_id();
-    void block_count_wraps_at_256();
+    void block_count_stops_at_255_data();
+    void block_count_stops_at_255();
+    void full_disk_leaves_the_cache_as_it_was();
     void partial_block_past_the_count_is_ignored();
     void add_failures_leave_the_file_data();
     void add_failures_leave_the_file();
@@ -451,32 +454,54 @@ void test_firmware_pack::foreign_client_id()
     QVERIFY(c.target_decryptor(QByteArray(47, 'x')).isEmpty());
 }
 
-// The count is one byte: the 256th block wraps it to 0, and the next load sees an empty cache.
-void test_firmware_pack::block_count_wraps_at_256()
+void test_firmware_pack::block_count_stops_at_255_data()
 {
-    const QString path = m_dir.filePath(QStringLiteral("wrap.ovpack"));
+    QTest::addColumn<int>("version");
+    QTest::newRow("v2") << 2;
+    QTest::newRow("v3") << 3;
+}
+
+// The count is one byte: a 256th block would wrap it to 0, and the next load would see an empty file.
+void test_firmware_pack::block_count_stops_at_255()
+{
+    QFETCH(int, version);
+    const QString path = m_dir.filePath(QStringLiteral("full%1.ovpack").arg(version));
+    QVERIFY(create(path, quint8(version)));
+    const auto p = make_pack(version);
+    QVERIFY(p->load(path, fake::open_record, fake::unframe));
+    for (int i = 0; i < 255; ++i)
+        QVERIFY(p->add(QString::number(i), QByteArray::number(i), fake::frame, fake::payload_frame, quint64(i)));
+    const QByteArray full = read_file(path);
+    QVERIFY(!p->add("255", "255", fake::frame, fake::payload_frame, 255));
+    QCOMPARE(p->count(), quint8(255));
+    QVERIFY(!p->contains("255"));
+    QCOMPARE(read_file(path), full);
+    const auto again = make_pack(version);
+    QVERIFY(again->load(path, fake::open_record, fake::unframe));
+    QCOMPARE(again->count(), quint8(255));
+    QCOMPARE(again->extract("254", fake::payload_open), QByteArray("254"));
+}
+
+// A block that doesn't fit on the disk is taken off again: the file is as it was, and the next add and load work.
+void test_firmware_pack::full_disk_leaves_the_cache_as_it_was()
+{
+    RUN_ON_SMALL_DISK(64);
+    const QString path = QDir(small_disk::folder()).filePath(QStringLiteral("cache.ovpack"));
     QVERIFY(create(path, 3));
     pack_v3 cache;
     QVERIFY(cache.load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
-    for (int i = 0; i < 255; ++i)
-        QVERIFY(add_real(cache, QByteArray::number(i), quint64(i)));
-    QCOMPARE(cache.count(), quint8(255));
-    pack_v3 full;
-    QVERIFY(full.load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
-    QCOMPARE(full.idents().size(), 255);
-    QCOMPARE(full.extract(md5_hex("254"), m_crypto.payload_decryptor), QByteArray("254"));
+    QVERIFY(add_real(cache, firmware_one, 1));
+    const QByteArray before = read_file(path);
+    QVERIFY(!add_real(cache, pattern(100000, 3), 2));
+    QCOMPARE(read_file(path), before);
+    QCOMPARE(cache.count(), quint8(1));
+    QVERIFY(!cache.contains(md5_hex(pattern(100000, 3))));
 
-    QVERIFY(add_real(cache, "255", 255));
-    QCOMPARE(cache.count(), quint8(0));
-    QVERIFY(cache.contains(md5_hex("255"))); // the object itself still knows
-    QCOMPARE(read_file(path).at(6), '\0');
-    pack_v3 wrapped;
-    QVERIFY(wrapped.load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
-    QVERIFY(wrapped.idents().isEmpty());
-    QByteArray listing;
-    QCOMPARE(run_packtool({ "list", "-i", client_a.toHex(), path }, &listing), 0);
-    QVERIFY(listing.contains("blocks 0"));
-    QVERIFY(listing.contains("bytes past the last counted block"));
+    QVERIFY(add_real(cache, firmware_two, 3));
+    pack_v3 again;
+    QVERIFY(again.load(path, m_crypto.target_decryptor, m_crypto.ident_decryptor));
+    QCOMPARE(again.idents(), (QStringList { md5_hex(firmware_one), md5_hex(firmware_two) }));
+    QCOMPARE(again.extract(md5_hex(firmware_two), m_crypto.payload_decryptor), firmware_two);
 }
 
 // A write that failed half-way leaves bytes that the old count keeps out of the next load.

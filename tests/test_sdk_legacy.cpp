@@ -3,6 +3,21 @@
 
 #include <QtTest>
 
+namespace
+{
+
+// The simulator's first device, as a row reaches it.
+device first_device(devsim_harness& sim)
+{
+    device dev;
+    dev.ip = sim.address(0).toString();
+    dev.port = sim.port(0);
+    dev.user = QStringLiteral("admin");
+    return dev;
+}
+
+} // namespace
+
 // The NETIP backend's firmware upload to one simulated device, as the row hears it.
 class test_sdk_legacy : public QObject
 {
@@ -11,6 +26,8 @@ private slots:
     void initTestCase() { qRegisterMetaType<sdk::prototype::flash_progress_type>(); }
     void upload_progress_data();
     void upload_progress();
+    void large_images_arrive_whole_data();
+    void large_images_arrive_whole();
 };
 
 void test_sdk_legacy::upload_progress_data()
@@ -36,12 +53,8 @@ void test_sdk_legacy::upload_progress()
     QVERIFY2(sim.start(1, { { "reboot_ms", 300 }, { "upgrade_step_ms", 20 }, { "faults", faults } }),
         qPrintable(sim.error()));
 
-    device dev;
-    dev.ip = sim.address(0).toString();
-    dev.port = sim.port(0);
-    dev.user = QStringLiteral("admin");
     sdk::legacy worker;
-    QVERIFY(worker.init(QStringLiteral("row"), dev));
+    QVERIFY(worker.init(QStringLiteral("row"), first_device(sim)));
     QList<int> sending;
     QStringList after;
     connect(&worker, &sdk::prototype::flash_progress, this,
@@ -66,6 +79,38 @@ void test_sdk_legacy::upload_progress()
         QVERIFY2(sending[i] > sending[i - 1], qPrintable(QStringLiteral("%1 after %2").arg(sending[i]).arg(sending[i - 1])));
     QCOMPARE(sending.last() == 100, sent_whole);
     QCOMPARE(after.join(" | "), after_sending);
+}
+
+void test_sdk_legacy::large_images_arrive_whole_data()
+{
+    QTest::addColumn<int>("size");
+    // One byte past a power of two: the sizes a single-precision chunk count rounds down.
+    QTest::newRow("16 MiB and a byte") << 16777217;
+    QTest::newRow("32 MiB and a byte") << 33554433;
+}
+
+void test_sdk_legacy::large_images_arrive_whole()
+{
+    QFETCH(int, size);
+    devsim_harness sim;
+    QVERIFY2(sim.start(1, { { "reboot_ms", 300 }, { "upgrade_step_ms", 20 } }), qPrintable(sim.error()));
+    sdk::legacy worker;
+    QVERIFY(worker.init(QStringLiteral("row"), first_device(sim)));
+    QSignalSpy progress(&worker, &sdk::prototype::flash_progress);
+    QByteArray image(size, 'f');
+    image[size - 1] = 'z'; // the byte a short upload leaves out
+    worker.upgrade_firmware(image);
+    using kind = sdk::prototype::flash_progress_type;
+    const auto ended = [&] {
+        return !progress.isEmpty() && progress.last().at(1).value<kind>() != kind::sending
+            && progress.last().at(1).value<kind>() != kind::upgrading;
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(ended(), 60000);
+    QCOMPARE(progress.last().at(1).value<kind>(), kind::done);
+    const QJsonObject state = sim.state(0);
+    QCOMPARE(state["upgrade_size"].toDouble(), double(size));
+    QCOMPARE(state["upgrade_md5"].toString(),
+        QString::fromLatin1(QCryptographicHash::hash(image, QCryptographicHash::Md5).toHex()));
 }
 
 QTEST_GUILESS_MAIN(test_sdk_legacy)

@@ -53,6 +53,7 @@ private:
     QNetworkAccessManager m_nam;
     QByteArray m_image;
     QString m_firmware; // the image's MD5
+    QByteArray m_other_image; // a second file the service knows, for the swap fault
 };
 
 void test_svcsim::initTestCase()
@@ -61,10 +62,13 @@ void test_svcsim::initTestCase()
         m_image += char(QRandomGenerator::global()->generate());
     m_firmware = QCryptographicHash::hash(m_image, QCryptographicHash::Md5).toHex();
     QVERIFY2(!m_service.add_file("a.bin", m_image).isEmpty(), qPrintable(m_service.error()));
+    m_other_image = QByteArray(5000, 'o');
+    QVERIFY2(!m_service.add_file("b.bin", m_other_image).isEmpty(), qPrintable(m_service.error()));
     const QJsonArray offers { QJsonObject { { "file", "a.bin" }, { "type", 2 }, { "sdk_type", QJsonValue() } } };
     const QJsonObject fleet { { "PEND-1", QJsonObject { { "verdict", "pending" }, { "offers", offers } } },
         { "NOB-1", QJsonObject { { "verdict", "no_binding" } } } };
-    QVERIFY2(m_service.start({ { "fleet", fleet } }), qPrintable(m_service.error()));
+    QVERIFY2(
+        m_service.start({ { "fleet", fleet }, { "files", QJsonArray { "b.bin" } } }), qPrintable(m_service.error()));
     m_id = tools::service_identity(m_service.client_id(), m_service.client_key());
 }
 
@@ -150,6 +154,11 @@ void test_svcsim::answers_and_records_data()
         { { "answer", "garbage" }, { "fault", true } });
     add("file fault: dropped without an answer", "file", "NOB-1", 0, { { "drop", true } }, "drop",
         { { "answer", "drop" }, { "fault", true } });
+    const QString other = QCryptographicHash::hash(m_other_image, QCryptographicHash::Md5).toHex();
+    add("file fault: another firmware served, sealed as asked", "file", "NOB-1", 0, { { "serve", other } },
+        "sealed:" + m_other_image, { { "answer", "served " + other }, { "version", m_firmware } });
+    add("file fault: a firmware the service hasn't is E:10", "file", "NOB-1", 0, { { "serve", QString(32, 'f') } },
+        "plain:E:10", { { "answer", "E:10" } });
 }
 
 void test_svcsim::answers_and_records()

@@ -48,6 +48,8 @@ private slots:
     void parse();
     void export_then_import();
     void unreadable_and_unwritable_files();
+    void refused_exactly_when_it_would_not_come_back_data();
+    void refused_exactly_when_it_would_not_come_back();
 };
 
 void test_task_list_file::parse_data()
@@ -135,6 +137,30 @@ void test_task_list_file::unreadable_and_unwritable_files()
     const QVector<endpoint> devices { make("cam", "h", 1, "u", "p") };
     QCOMPARE(task_list_file::export_file(dir.path(), devices, false, {}), 0);
     QCOMPARE(task_list_file::export_file(dir.filePath(QStringLiteral("no/such/dir.csv")), devices, false, {}), 0);
+}
+
+void test_task_list_file::refused_exactly_when_it_would_not_come_back_data()
+{
+    QTest::addColumn<endpoint>("ep");
+    QTest::newRow("plain fields come back") << make("hall", "10.0.0.1", 34567, "admin", "secret");
+    QTest::newRow("a comma in the name") << make("hall, left", "10.0.0.1", 34567, "admin", "secret");
+    QTest::newRow("a comma in the password") << make("hall", "10.0.0.1", 34567, "admin", "se,cret");
+    QTest::newRow("a comma in the user") << make("hall", "10.0.0.1", 34567, "ad,min", "secret");
+    QTest::newRow("a comma in the address") << make("hall", "10.0.0.1,2", 34567, "admin", "secret");
+}
+
+// The check at entry stands for the file itself: what it refuses is what a list file would split.
+void test_task_list_file::refused_exactly_when_it_would_not_come_back()
+{
+    QFETCH(endpoint, ep);
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("tasks.csv"));
+    QCOMPARE(task_list_file::export_file(path, { ep }, false, {}), 1);
+    const task_list_file back = task_list_file::import_file(path);
+    const bool same = back.records.size() == 1 && flat(back.records[0]) == flat(ep);
+    const QString refusal = task_list_file::unwritable(ep);
+    QCOMPARE(refusal.isEmpty(), same);
+    QVERIFY(same || refusal.contains("comma"));
 }
 
 QTEST_GUILESS_MAIN(test_task_list_file)

@@ -183,6 +183,27 @@ void test_tasks::empty_flows_and_late_reports()
     QCOMPARE(r.m.running_count(), 0u);
     QVERIFY(r.events.isEmpty());
 
+    // Nor does it free the slot of a flow still running, end that flow, or start tasks
+    // added to the ended line without a launch.
+    recorder r2;
+    const QStringList two = add_lines(r2.m, 2, { "a", "b" });
+    r2.m.launch();
+    for (int report = 0; report < 3; ++report) // the third comes after the flow's end
+        r2.m.task_finished(two[0]);
+    r2.m.task_finished(two[1]);
+    QCOMPARE(r2.events.filter("end"), QStringList { "end 0" });
+    QCOMPARE(r2.m.running_count(), 1u);
+    r2.m.add_task(two[0], task("later"));
+    r2.events.clear();
+    r2.m.task_finished(two[0]);
+    r2.m.task_finished(two[0]);
+    QVERIFY2(r2.events.isEmpty(), qPrintable(r2.events.join(", ")));
+    QCOMPARE(r2.m.running_count(), 1u);
+    QVERIFY(r2.m.is_running(two[1]) && !r2.m.is_running(two[0]));
+    r2.m.task_finished(two[1]);
+    QCOMPARE(r2.events, QStringList { "end 1" });
+    QCOMPARE(r2.m.running_count(), 0u);
+
     // Tasks that finish inside task_running re-enter the manager safely.
     recorder r3;
     r3.finish_at_once = true;

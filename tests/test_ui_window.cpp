@@ -105,6 +105,8 @@ private slots:
     void task_edit_add();
     void task_edit_encrypted_password_data();
     void task_edit_encrypted_password();
+    void task_edit_refuses_commas_data();
+    void task_edit_refuses_commas();
 
 private:
     QString settings_path() const { return m_dir->filePath(QStringLiteral("ov.config")); }
@@ -186,11 +188,11 @@ void test_ui_window::stored_layout_data()
 {
     QTest::addColumn<QString>("preset");
     QTest::addColumn<bool>("collapsed");
-    QTest::newRow("nothing stored: default columns, the pane as built") << "" << false;
-    QTest::newRow("columns: text that isn't JSON") << "Window/columns={not json" << false;
-    QTest::newRow("columns: a document without order")
-        << R"(Window/columns={"fields":[{"id":1,"width":40}]})" << false;
-    QTest::newRow("log: garbage leaves the pane as built") << "Window/log/position=abc,def" << false;
+    QTest::newRow("nothing stored: default columns, the pane collapsed") << "" << true;
+    QTest::newRow("columns: text that isn't JSON") << "Window/columns={not json" << true;
+    QTest::newRow("columns: a document without order") << R"(Window/columns={"fields":[{"id":1,"width":40}]})" << true;
+    QTest::newRow("log: garbage leaves the pane collapsed") << "Window/log/position=abc,def" << true;
+    QTest::newRow("log: visible true opens the pane") << "Window/log/visible=true" << false;
     QTest::newRow("log: a zero second size collapses the pane") << "Window/log/position=400,0" << true;
     QTest::newRow("log: visible false collapses the pane")
         << "Window/log/position=300,100;Window/log/visible=false" << true;
@@ -361,6 +363,55 @@ void test_ui_window::task_edit_encrypted_password()
     expected.password = password;
     expected.password_encrypted = flag;
     QCOMPARE(edited.at(0).at(1).value<endpoint>(), expected);
+}
+
+void test_ui_window::task_edit_refuses_commas_data()
+{
+    QTest::addColumn<bool>("add");
+    QTest::addColumn<QString>("field");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("adding: a comma in the name") << true << "f_name"
+                                                 << "hall, left";
+    QTest::newRow("adding: a comma in the password") << true << "f_password"
+                                                     << "se,cret";
+    QTest::newRow("editing: a comma in the user") << false << "f_user"
+                                                  << "ad,min";
+}
+
+// The task list has no quoting: a comma is refused where it is typed, and the form stays open to mend it.
+void test_ui_window::task_edit_refuses_commas()
+{
+    QFETCH(bool, add);
+    QFETCH(QString, field);
+    QFETCH(QString, text);
+    task_edit dialog;
+    if (add)
+        dialog.prepare_add();
+    else
+        dialog.prepare_edit(
+            QStringLiteral("flow-1"), endpoint { "gate", {}, "127.0.0.5", 34567, "root", "pw", false, 0 });
+    dialog.findChild<QLineEdit*>("f_address")->setText(QStringLiteral("127.0.0.9"));
+    auto* edit = dialog.findChild<QLineEdit*>(field);
+    edit->clear();
+    QTest::keyClicks(edit, text);
+    QSignalSpy added(&dialog, &task_edit::added);
+    QSignalSpy edited(&dialog, &task_edit::edited);
+    dialog.open();
+    click_ok(dialog);
+    QVERIFY(dialog.isVisible());
+    QCOMPARE(added.count() + edited.count(), 0);
+    const auto* error = dialog.findChild<QLabel*>("l_error");
+    QVERIFY(error->isVisible());
+    QCOMPARE(error->text(),
+        QCoreApplication::translate("task_list_file",
+            "A name, address, user or password can't hold a comma: the task list file couldn't keep it."));
+
+    // Mended, it goes through.
+    edit->clear();
+    QTest::keyClicks(edit, QString(text).remove(','));
+    click_ok(dialog);
+    QVERIFY(!dialog.isVisible());
+    QCOMPARE(added.count() + edited.count(), 1);
 }
 
 QTEST_MAIN(test_ui_window)

@@ -614,8 +614,8 @@ void main_window::restore_window()
         if (first_ok && second_ok && first >= 0 && second >= 0)
             m_splitter->setSizes({ first, second });
     }
-    // Absent means the pane as built: open.
-    const bool log_visible = m_settings.value(key_log_visible, true).toBool();
+    // Absent means collapsed: the table has the window until the user opens the log.
+    const bool log_visible = m_settings.value(key_log_visible, false).toBool();
     m_settings.endGroup();
     if (!log_visible)
         set_log_visible(false);

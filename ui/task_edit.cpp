@@ -9,6 +9,8 @@
 #include <QRadioButton>
 #include <QSpinBox>
 
+#include "tasks/task_list_file.h"
+
 namespace
 {
 
@@ -54,6 +56,10 @@ task_edit::task_edit(QWidget* parent)
     f_password = named(new QLineEdit(this), "f_password");
     f_password->setEchoMode(QLineEdit::Password);
 
+    l_error = named(new QLabel(this), "l_error");
+    l_error->setWordWrap(true);
+    l_error->setStyleSheet(QStringLiteral("color: red;"));
+    l_error->hide();
     buttonBox = named(new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this), "buttonBox");
 
     auto* form = new QFormLayout;
@@ -72,6 +78,7 @@ task_edit::task_edit(QWidget* parent)
     form->addRow(l_password, f_password);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
+    layout->addWidget(l_error);
     layout->addWidget(buttonBox);
     setMinimumWidth(360);
 
@@ -113,6 +120,7 @@ void task_edit::prepare_add()
 {
     m_add_mode = true;
     m_ident.clear();
+    l_error->hide();
     m_original = endpoint();
     m_password_kept = false;
     m_stored_password.clear();
@@ -131,6 +139,7 @@ void task_edit::prepare_edit(const QString& ident, const endpoint& data)
 {
     m_add_mode = false;
     m_ident = ident;
+    l_error->hide();
     m_original = data;
     f_name->setText(data.name);
     f_address->setText(data.host);
@@ -210,11 +219,21 @@ endpoint task_edit::from_form(endpoint base) const
     return base;
 }
 
+bool task_edit::refused(const endpoint& data)
+{
+    const QString problem = tasks::task_list_file::unwritable(data);
+    l_error->setText(problem);
+    l_error->setVisible(!problem.isEmpty());
+    return !problem.isEmpty();
+}
+
 void task_edit::on_buttonBox_accepted()
 {
     if (!m_add_mode) {
         endpoint data = from_form(m_original);
         data.host = f_address->text().trimmed();
+        if (refused(data))
+            return;
         emit edited(m_ident, data);
         accept();
         return;
@@ -233,7 +252,8 @@ void task_edit::on_buttonBox_accepted()
         list.append(data);
     }
     // Nothing to add: the form stays open, its range already reads "Invalid".
-    if (list.isEmpty())
+    // The rows of a range differ in the address's last number only.
+    if (list.isEmpty() || refused(list.constFirst()))
         return;
     emit added(list);
     accept();

@@ -60,6 +60,8 @@ private:
     void update_range();
     // Name, port, user and password from the form, on top of base.
     endpoint from_form(endpoint base) const;
+    // Shows why the task list couldn't hold data; false (and nothing shown) when it could.
+    bool refused(const endpoint& data);
 
     QLineEdit* f_name = nullptr;
     QLineEdit* f_address = nullptr;
@@ -74,6 +76,7 @@ private:
     QRadioButton* o_add_multi = nullptr;
     QSpinBox* f_num_devices = nullptr;
     QLabel* l_range = nullptr;
+    QLabel* l_error = nullptr;
     QSpinBox* f_port = nullptr;
     QLineEdit* f_user = nullptr;
     QLineEdit* f_password = nullptr;

@@ -28,6 +28,73 @@
         </message>
     </context>
     <context>
+        <name>cmd_processor</name>
+        <message>
+            <source>%1 set to "%2"</source>
+            <translation>Переменной %1 присвоено "%2"</translation>
+        </message>
+        <message>
+            <source>%1 is now alias for "%2"</source>
+            <translation>%1 теперь псевдоним для "%2"</translation>
+        </message>
+        <message>
+            <source>Internal error: incorrect command</source>
+            <translation>Внутренняя ошибка: неверная команда</translation>
+        </message>
+        <message>
+            <source>Processing limit reached (%1)</source>
+            <translation>Достигнут предел обработки (%1)</translation>
+        </message>
+        <message>
+            <source>variables</source>
+            <translation>переменные</translation>
+        </message>
+        <message>
+            <source>argument as the next subcommand</source>
+            <translation>аргумент в качестве следующей подкоманды</translation>
+        </message>
+        <message>
+            <source>No subcommands</source>
+            <translation>Нет подкоманд</translation>
+        </message>
+        <message>
+            <source>Variable resolution depth (%1) reached for %2</source>
+            <translation>Достигнута глубина подстановки переменных (%1) для %2</translation>
+        </message>
+        <message>
+            <source>Max amount of variables per line (%1) reached for %2</source>
+            <translation>Достигнуто наибольшее число переменных в строке (%1) для %2</translation>
+        </message>
+        <message>
+            <source>Variable not found: %1</source>
+            <translation>Переменная не найдена: %1</translation>
+        </message>
+        <message>
+            <source>nesting</source>
+            <translation>вложенность</translation>
+        </message>
+        <message>
+            <source>aliases</source>
+            <translation>псевдонимы</translation>
+        </message>
+        <message>
+            <source>Unknown command: %1</source>
+            <translation>Неизвестная команда: %1</translation>
+        </message>
+        <message>
+            <source>Unknown subcommand for %1: %2</source>
+            <translation>Неизвестная подкоманда для %1: %2</translation>
+        </message>
+        <message>
+            <source>Subcommand required for %1. Type %1.? to view available variants.</source>
+            <translation>Для %1 нужна подкоманда. Введите %1.?, чтобы увидеть варианты.</translation>
+        </message>
+        <message>
+            <source>Not enough arguments. Expected: %1</source>
+            <translation>Недостаточно аргументов. Ожидается: %1</translation>
+        </message>
+    </context>
+    <context>
         <name>core</name>
         <message>
             <source>Version: %1, %2, capabilities: %3</source>
@@ -573,6 +640,88 @@
             <source>Error loading the firmware package</source>
             <translation>Ошибка загрузки пакета прошивок</translation>
         </message>
+        <message>
+            <source>Registered the device %1</source>
+            <translation>Устройство %1 зарегистрировано</translation>
+        </message>
+        <message>
+            <source>Registration error for %1</source>
+            <translation>Ошибка регистрации %1</translation>
+        </message>
+        <message>
+            <source>Unable get IP- or MAC-address: IP %1, MAC %2.</source>
+            <translation>Не удалось получить IP- или MAC-адрес: IP %1, MAC %2.</translation>
+        </message>
+        <message>
+            <source>MAC-address %1 registered for %2</source>
+            <translation>MAC-адрес %1 зарегистрирован для %2</translation>
+        </message>
+        <message>
+            <source>MAC-address registration error for %1</source>
+            <translation>Ошибка регистрации MAC-адреса для %1</translation>
+        </message>
+        <message>
+            <source>&lt;h3&gt;Build %1 is available for updating.&lt;/h3&gt;
+Update now?&lt;br&gt;
+If you choose "No" the application will be updated on the next start.&lt;br&gt;
+If you choose "Cancel" the update checking will be disabled.</source>
+            <translation>&lt;h3&gt;Доступна для обновления сборка %1.&lt;/h3&gt;
+Обновить сейчас?&lt;br&gt;
+Если выбрать «Нет», приложение будет обновлено при следующем запуске.&lt;br&gt;
+Если выбрать «Отмена», проверка обновлений будет отключена.</translation>
+        </message>
+        <message>
+            <source>Application update</source>
+            <translation>Обновление приложения</translation>
+        </message>
+        <message>
+            <source>Update checking is disabled until next start.</source>
+            <translation>Проверка обновлений отключена до следующего запуска.</translation>
+        </message>
+        <message>
+            <source>Tasks are in progress at the moment, the update will be postponed until a restart.</source>
+            <translation>Сейчас выполняются задачи, обновление отложено до перезапуска.</translation>
+        </message>
+        <message>
+            <source>Unable to start the updater program %1.</source>
+            <translation>Не удалось запустить программу обновления %1.</translation>
+        </message>
+        <message>
+            <source>The update is handed over to the updater program, the application quits.</source>
+            <translation>Обновление передано программе обновления, приложение завершает работу.</translation>
+        </message>
+        <message>
+            <source>Ошибка обновления</source>
+            <translation>Ошибка обновления</translation>
+        </message>
+        <message>
+            <source>Unknown command: %1</source>
+            <translation>Неизвестная команда: %1</translation>
+        </message>
+        <message>
+            <source>The settings file "%1" can't be read: it is left as it is, and this run uses the defaults.</source>
+            <translation>Файл настроек "%1" не удаётся прочитать: он оставлен как есть, а в этом запуске используются значения по умолчанию.</translation>
+        </message>
+        <message>
+            <source>This device is already being worked on in another row (%1)</source>
+            <translation>С этим устройством уже работают в другой строке (%1)</translation>
+        </message>
+        <message>
+            <source>The cache file is full with %1 firmwares: no more are added to it</source>
+            <translation>Файл кэша заполнен (%1 прошивок): новые в него больше не добавляются</translation>
+        </message>
+        <message>
+            <source>The download of firmware %1 is damaged: it is neither cached nor flashed</source>
+            <translation>Загруженная прошивка %1 повреждена: она не кэшируется и не прошивается</translation>
+        </message>
+        <message>
+            <source>Firmware %1 is empty or not the file it names: the device isn't flashed</source>
+            <translation>Прошивка %1 пуста или не совпадает со своим идентификатором: устройство не прошивается</translation>
+        </message>
+        <message>
+            <source>Damaged firmware</source>
+            <translation>Повреждённая прошивка</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
@@ -888,6 +1037,123 @@
             <source>Imported %1 tasks</source>
             <translation>Импортировано задач: %1</translation>
         </message>
+        <message>
+            <source>Unsupported value: %1</source>
+            <translation>Неподдерживаемое значение: %1</translation>
+        </message>
+    </context>
+    <context>
+        <name>scripting::cmddb</name>
+        <message>
+            <source>Print software capabilities</source>
+            <translation>Показать возможности программы</translation>
+        </message>
+        <message>
+            <source>Clear output</source>
+            <translation>Очистить вывод</translation>
+        </message>
+        <message>
+            <source>Clear device list</source>
+            <translation>Очистить список устройств</translation>
+        </message>
+        <message>
+            <source>Scan for devices</source>
+            <translation>Найти устройства</translation>
+        </message>
+        <message>
+            <source>Print software version</source>
+            <translation>Показать версию программы</translation>
+        </message>
+        <message>
+            <source>file name</source>
+            <translation>имя файла</translation>
+        </message>
+        <message>
+            <source>host</source>
+            <translation>узел</translation>
+        </message>
+        <message>
+            <source>identifier</source>
+            <translation>идентификатор</translation>
+        </message>
+        <message>
+            <source>line</source>
+            <translation>строка</translation>
+        </message>
+        <message>
+            <source>list</source>
+            <translation>список</translation>
+        </message>
+        <message>
+            <source>password</source>
+            <translation>пароль</translation>
+        </message>
+        <message>
+            <source>port</source>
+            <translation>порт</translation>
+        </message>
+        <message>
+            <source>subnet</source>
+            <translation>подсеть</translation>
+        </message>
+        <message>
+            <source>type</source>
+            <translation>тип</translation>
+        </message>
+        <message>
+            <source>URL</source>
+            <translation>URL</translation>
+        </message>
+        <message>
+            <source>user</source>
+            <translation>пользователь</translation>
+        </message>
+        <message>
+            <source>value</source>
+            <translation>значение</translation>
+        </message>
+    </context>
+    <context>
+        <name>scripting::macro_recorder</name>
+        <message>
+            <source>Already recording</source>
+            <translation>Запись уже идёт</translation>
+        </message>
+        <message>
+            <source>Empty name is not allowed</source>
+            <translation>Пустое имя недопустимо</translation>
+        </message>
+        <message>
+            <source>Name already exists</source>
+            <translation>Такое имя уже есть</translation>
+        </message>
+        <message>
+            <source>No active recording</source>
+            <translation>Запись не ведётся</translation>
+        </message>
+        <message>
+            <source>Macro already running</source>
+            <translation>Макрос уже выполняется</translation>
+        </message>
+        <message>
+            <source>No such recording</source>
+            <translation>Нет такой записи</translation>
+        </message>
+        <message>
+            <source>Can't remove while recording</source>
+            <translation>Нельзя удалить во время записи</translation>
+        </message>
+    </context>
+    <context>
+        <name>sdk::device_library</name>
+        <message>
+            <source>not found in %1; %2</source>
+            <translation>не найдена в %1; %2</translation>
+        </message>
+        <message>
+            <source>Cannot resolve symbol "%1" in %2</source>
+            <translation>Не удаётся найти функцию «%1» в %2</translation>
+        </message>
     </context>
     <context>
         <name>sdk::legacy</name>
@@ -994,6 +1260,10 @@
             <source>Temporary file access: file not set</source>
             <translation>Доступ к временному файлу: файл не задан</translation>
         </message>
+        <message>
+            <source>Device library %1 can't be used: %2</source>
+            <translation>Библиотека устройств %1 недоступна: %2</translation>
+        </message>
     </context>
     <context>
         <name>splash</name>
@@ -1004,10 +1274,6 @@
     </context>
     <context>
         <name>task_edit</name>
-        <message>
-            <source>Device properties</source>
-            <translation>Свойства устройства</translation>
-        </message>
         <message>
             <source>Single</source>
             <translation>Одно</translation>
@@ -1090,6 +1356,49 @@
         <message>
             <source>Empty password, assuming default (no password) value</source>
             <translation>Пароль не указан, используется значение по умолчанию (без пароля)</translation>
+        </message>
+        <message>
+            <source>A name, address, user or password can't hold a comma: the task list file couldn't keep it.</source>
+            <translation>Имя, адрес, пользователь или пароль не могут содержать запятую: файл списка задач не сможет её сохранить.</translation>
+        </message>
+    </context>
+    <context>
+        <name>updater</name>
+        <message>
+            <source>Получен неправильный файл обновления.</source>
+            <translation>Получен неправильный файл обновления.</translation>
+        </message>
+        <message>
+            <source>Невозможно сохранить файл обновления.</source>
+            <translation>Невозможно сохранить файл обновления.</translation>
+        </message>
+        <message>
+            <source>Изменения не указаны</source>
+            <translation>Изменения не указаны</translation>
+        </message>
+        <message>
+            <source>Изменения:</source>
+            <translation>Изменения:</translation>
+        </message>
+        <message>
+            <source>Начиная со сборки %1:</source>
+            <translation>Начиная со сборки %1:</translation>
+        </message>
+        <message>
+            <source>+ ещё %1 изменений.</source>
+            <translation>+ ещё %1 изменений.</translation>
+        </message>
+        <message>
+            <source>An update of the program is being installed (%1 exists): start it again once that has finished.</source>
+            <translation>Идёт установка обновления программы (есть файл %1): запустите её снова, когда установка закончится.</translation>
+        </message>
+        <message>
+            <source>Unable to start the updater program: the new build waits in %1.</source>
+            <translation>Не удалось запустить программу обновления: новая сборка ожидает в %1.</translation>
+        </message>
+        <message>
+            <source>A new build of the program is being installed: start it again in a moment.</source>
+            <translation>Устанавливается новая сборка программы: запустите её снова через несколько секунд.</translation>
         </message>
     </context>
     <context>

@@ -74,18 +74,24 @@ struct fixture
     // serial -> entry, as the service file has it.
     bool start_service(const QJsonObject& fleet) { return service.start(QJsonObject { { "fleet", fleet } }); }
 
-    // A core in the fixture's folder with one row per device, and the service's settings when it runs.
-    void make_core(bool offline = false)
+    // A core in the fixture's folder with one row per device, and the service's settings when it runs. An
+    // interactive one has a window and a table, and needs the widget application.
+    void make_core(bool offline = false, core::operation_mode mode = core::batch)
     {
-        if (service.running()) {
+        {
             QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
-            s.setValue("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
-            s.setValue("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
+            // Without a service the program still talks to one (its own build check): a closed local port.
             s.setValue("Service/address", "127.0.0.1");
-            s.setValue("Service/port", service.port());
+            s.setValue("Service/port", service.running() ? service.port() : 1);
+            if (service.running()) {
+                s.setValue("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
+                s.setValue("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
+            }
+            if (mode == core::interactive)
+                s.setValue("usage_warning_accepted", true);
         }
         c = std::make_unique<core>(QString(), dir.path());
-        c->operate(core::batch, offline);
+        c->operate(mode, offline);
         // The manager starts the next flow before it announces the end of the last one: its count is what's limited.
         QObject::connect(&c->task_manager(), &tasks::manager::flow_started, [this] {
             ++started;

@@ -62,6 +62,12 @@ public:
         const QJsonObject cmd { { "cmd", "set_fault" }, { "kind", kind }, { "fault", fault } };
         return command(for_serial(cmd, serial)).value("ok").toBool();
     }
+    // The build the repository offers (tools/svcsim/README.md); {} withdraws it.
+    bool set_repository(QJsonObject build)
+    {
+        build.insert("cmd", "set_repository");
+        return command(build).value("ok").toBool();
+    }
     bool clear_faults(const QString& serial = {})
     {
         return command(for_serial({ { "cmd", "clear_faults" } }, serial)).value("ok").toBool();

@@ -12,6 +12,10 @@
 #include <unistd.h>
 
 #include "tests/support/devsim_harness.h"
+#include "tests/support/self_run.h"
+
+using self_run::run_test;
+using self_run::run_to_end;
 
 namespace
 {
@@ -28,43 +32,9 @@ QStringList words(const QString& text)
     return text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
-// The exit code; -1 when the program didn't start, crashed or outlasted the time. Both channels go to *output.
-int run_to_end(const QString& program, const QStringList& args, QString* output = nullptr, int timeout_ms = 10000,
-    const QProcessEnvironment& env = {}, const QByteArray& input = {})
-{
-    QProcess p;
-    p.setProcessChannelMode(QProcess::MergedChannels);
-    if (!env.isEmpty())
-        p.setProcessEnvironment(env);
-    p.start(program, args);
-    p.write(input);
-    p.closeWriteChannel();
-    const bool finished = p.waitForStarted(10000) && p.waitForFinished(timeout_ms);
-    if (!finished) {
-        p.kill();
-        p.waitForFinished(2000);
-    }
-    if (output) {
-        *output = QString::fromUtf8(p.readAll()).trimmed();
-        if (!finished)
-            *output += QStringLiteral("\n(%1 outlasted %2 ms: %3)").arg(program).arg(timeout_ms).arg(p.errorString());
-    }
-    return finished && p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-}
-
 int ip_run(const QString& command, QString* output = nullptr)
 {
     return run_to_end(QStringLiteral("ip"), words(command), output);
-}
-
-// Runs this executable's function (and row) through `program`; true when every test passed and none was skipped.
-bool run_test(const QString& program, QStringList args, const QString& function, const QString& tag,
-    const QProcessEnvironment& env, QString* output, int timeout_ms)
-{
-    args << QCoreApplication::applicationFilePath() << (tag.isEmpty() ? function : function + QLatin1Char(':') + tag);
-    const int code = run_to_end(program, args, output, timeout_ms, env);
-    static const QRegularExpression totals(QStringLiteral("Totals: \\d+ passed, 0 failed, 0 skipped"));
-    return code == 0 && totals.match(*output).hasMatch();
 }
 
 // "device:inode" of a namespace file; empty when it can't be read.

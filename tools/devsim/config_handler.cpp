@@ -42,12 +42,16 @@ void config_handler::get(connection& conn, const frame& request, const QString& 
 {
     const device_state& s = conn.owner().state();
     QJsonObject reply { { "Name", name }, { "Ret", ret::ok } };
-    if (name == net_common)
-        reply.insert(name, s.net.to_json());
-    else if (name == location)
+    if (name == net_common) {
+        // Devices name their MAC a second time here; a set that sends it back changes nothing.
+        QJsonObject record = s.net.to_json();
+        record.insert("DvrMac", s.net.mac);
+        reply.insert(name, record);
+    } else if (name == location) {
         reply.insert(name, s.location.members);
-    else
+    } else {
         reply.insert("Ret", ret::no_such_config);
+    }
     conn.reply(request, reply);
 }
 

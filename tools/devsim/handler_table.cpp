@@ -2,6 +2,7 @@
 
 #include "tools/devsim/config_handler.h"
 #include "tools/devsim/config_import_handler.h"
+#include "tools/devsim/keep_alive_handler.h"
 #include "tools/devsim/login_handler.h"
 #include "tools/devsim/system_info_handler.h"
 #include "tools/devsim/system_manager_handler.h"
@@ -13,6 +14,7 @@ namespace devsim
 handler_table::handler_table()
 {
     add(std::make_unique<login_handler>());
+    add(std::make_unique<keep_alive_handler>());
     add(std::make_unique<system_info_handler>());
     add(std::make_unique<config_handler>());
     add(std::make_unique<system_manager_handler>());

@@ -46,7 +46,8 @@ void login_handler::handle(connection& conn, const frame& request)
             { "AliveInterval", 20 },
             { "ChannelNum", state.channels },
             { "DataUseAES", false },
-            { "DeviceType", state.device_type },
+            // With the trailing blank, as real devices name it.
+            { "DeviceType ", state.device_type },
             { "ExtraChannel", 0 },
         });
 }

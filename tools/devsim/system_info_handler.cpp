@@ -32,6 +32,7 @@ void system_info_handler::handle(connection& conn, const frame& request)
         { "AudioInChannel", s.channels },
         { "BuildTime", s.build_time },
         { "CombineSwitch", 0 },
+        { "DeviceModel", s.hardware },
         { "DeviceRunTime", QString::asprintf("0x%08X", quint32(minutes_up)) },
         { "DigChannel", 0 },
         { "EncryptVersion", "Unknown" },

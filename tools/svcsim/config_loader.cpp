@@ -10,6 +10,7 @@
 #include "tools/svcsim/fault_table.h"
 #include "tools/svcsim/firmware_store.h"
 #include "tools/svcsim/fleet.h"
+#include "tools/svcsim/repository.h"
 
 namespace svcsim
 {
@@ -18,7 +19,7 @@ namespace
 {
 
     const QStringList known_members { "client_id", "client_key", "address", "port", "default", "files", "fleet",
-        "faults" };
+        "faults", "repository" };
 
 } // namespace
 
@@ -44,9 +45,11 @@ bool config_loader::load_file(const QString& path, QString* error)
     }
     const bool bad_shape = (m_config.contains("files") && !m_config.value("files").isArray())
         || (m_config.contains("fleet") && !m_config.value("fleet").isObject())
-        || (m_config.contains("faults") && !m_config.value("faults").isObject());
+        || (m_config.contains("faults") && !m_config.value("faults").isObject())
+        || (m_config.contains("repository") && !m_config.value("repository").isObject());
     if (bad_shape) {
-        *error = QStringLiteral("%1: \"files\" must be an array, \"fleet\" and \"faults\" objects").arg(path);
+        *error = QStringLiteral("%1: \"files\" must be an array, \"fleet\", \"faults\" and \"repository\" objects")
+                     .arg(path);
         return false;
     }
     m_base = QFileInfo(path).absoluteDir();
@@ -94,6 +97,14 @@ bool config_loader::apply(fleet& devices, firmware_store& store, fault_table& fa
         return false;
     }
     return true;
+}
+
+bool config_loader::apply(repository& builds, QString* error) const
+{
+    if (builds.set_from_json(m_config.value("repository").toObject(), error))
+        return true;
+    *error = QStringLiteral("repository: %1").arg(*error);
+    return false;
 }
 
 } // namespace svcsim

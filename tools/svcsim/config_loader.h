@@ -10,6 +10,7 @@ namespace svcsim
 class fault_table;
 class firmware_store;
 class fleet;
+class repository;
 
 // Reads the service's configuration file (see README.md): identity, where to
 // listen, the fleet's verdicts and files, and the faults to start with.
@@ -28,6 +29,8 @@ public:
 
     // Fills the tables; files are hashed here, so this takes a while for large ones.
     bool apply(fleet& devices, firmware_store& store, fault_table& faults, QString* error) const;
+    // The build repository's offer, when the file has one.
+    bool apply(repository& builds, QString* error) const;
 
 private:
     QJsonObject m_config;

@@ -5,6 +5,7 @@
 #include "tools/svcsim/firmware_store.h"
 #include "tools/svcsim/fleet.h"
 #include "tools/svcsim/http_server.h"
+#include "tools/svcsim/repository.h"
 #include "tools/svcsim/request_log.h"
 
 namespace svcsim
@@ -28,13 +29,14 @@ namespace
 
 } // namespace
 
-control_commands::control_commands(
-    fleet& devices, firmware_store& store, fault_table& faults, request_log& log, const http_server& server)
+control_commands::control_commands(fleet& devices, firmware_store& store, fault_table& faults, request_log& log,
+    const http_server& server, repository& builds)
     : m_devices(devices)
     , m_store(store)
     , m_faults(faults)
     , m_log(log)
     , m_server(server)
+    , m_builds(builds)
 {
 }
 
@@ -66,6 +68,14 @@ QJsonObject control_commands::execute(const QJsonObject& command)
         answer = add_file(command);
     } else if (cmd == QLatin1String("firmwares")) {
         answer = with(success, "firmwares", m_store.to_json());
+    } else if (cmd == QLatin1String("set_repository")) {
+        QJsonObject members = command;
+        members.remove("cmd");
+        members.remove("tag");
+        QString error;
+        answer = m_builds.set_from_json(members, &error) ? with(success, "repository", m_builds.to_json()) : failure(error);
+    } else if (cmd == QLatin1String("get_repository")) {
+        answer = with(success, "repository", m_builds.to_json());
     } else if (cmd == QLatin1String("quit")) {
         m_quit = true;
         answer = success;

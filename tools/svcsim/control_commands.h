@@ -9,6 +9,7 @@ class fault_table;
 class firmware_store;
 class fleet;
 class http_server;
+class repository;
 class request_log;
 
 // The commands of the control channel, one JSON object in, one out. Every answer
@@ -27,12 +28,14 @@ class request_log;
 //   {"cmd":"set_verdict","serial":"S","remove":true}
 //   {"cmd":"add_file","path":"fw.bin"}                 -> "firmware"
 //   {"cmd":"firmwares"}                                -> "firmwares": [...]
+//   {"cmd":"set_repository","latest":1965,"time":"...","changelog":{...},"file":"b.bin"}
+//   {"cmd":"get_repository"}                           -> "repository"
 //   {"cmd":"quit"}
 class control_commands
 {
 public:
-    control_commands(
-        fleet& devices, firmware_store& store, fault_table& faults, request_log& log, const http_server& server);
+    control_commands(fleet& devices, firmware_store& store, fault_table& faults, request_log& log,
+        const http_server& server, repository& builds);
 
     QJsonObject execute(const QJsonObject& command);
     // Set by "quit"; the channel ends the process once the answer has left.
@@ -51,6 +54,7 @@ private:
     fault_table& m_faults;
     request_log& m_log;
     const http_server& m_server;
+    repository& m_builds;
     bool m_quit = false;
 };
 

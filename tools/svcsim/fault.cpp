@@ -8,12 +8,12 @@ namespace svcsim
 namespace
 {
 
-    const QStringList known_members { "error", "garbage", "drop", "sealed", "not_ok", "delay_ms", "times" };
+    const QStringList known_members { "error", "garbage", "drop", "sealed", "not_ok", "serve", "delay_ms", "times" };
 
     bool set_action(fault* f, fault::action what, QString* error)
     {
         if (f->what != fault::action::none) {
-            *error = QStringLiteral("a fault takes one of error, garbage, drop, sealed, not_ok");
+            *error = QStringLiteral("a fault takes one of error, garbage, drop, sealed, not_ok, serve");
             return false;
         }
         f->what = what;
@@ -96,6 +96,15 @@ bool fault::from_json(const QJsonObject& json, fault* out, QString* error)
             return false;
         }
     }
+    if (json.contains("serve")) {
+        if (!set_action(&f, action::serve, error))
+            return false;
+        f.text = json.value("serve").toString().toLatin1();
+        if (f.text.isEmpty()) {
+            *error = QStringLiteral("fault \"serve\" must name a firmware");
+            return false;
+        }
+    }
     if (!read_count(json, QStringLiteral("delay_ms"), &f.delay_ms, error)
         || !read_count(json, QStringLiteral("times"), &f.times, error))
         return false;
@@ -120,6 +129,9 @@ QJsonObject fault::to_json() const
         break;
     case action::sealed:
         json.insert("sealed", QString::fromUtf8(text));
+        break;
+    case action::serve:
+        json.insert("serve", QString::fromLatin1(text));
         break;
     case action::none:
         break;

@@ -14,14 +14,15 @@ namespace svcsim
 //   {"drop": true}          the connection is closed without an answer
 //   {"sealed": "text"}      this text, sealed under the key of the proper answer
 //   {"not_ok": true}        the same with "FAIL": a confirm that isn't "OK"
+//   {"serve": "<md5>"}      a file request answered with that other firmware's file
 //   {"delay_ms": 500}       wait before answering
 //   {"times": 2}            only the next two matching requests, then gone
 struct fault {
-    enum class action { none, error, garbage, drop, sealed };
+    enum class action { none, error, garbage, drop, sealed, serve };
 
     action what = action::none;
     uint code = 0; // for error
-    QByteArray text; // for garbage and sealed
+    QByteArray text; // for garbage and sealed; the firmware for serve
     int delay_ms = 0;
     int times = -1; // requests left; negative: no limit
 

@@ -69,6 +69,7 @@ http_parser::result http_parser::next(http_request* out)
     const qint64 total = end + 4 + body;
     if (m_buffer.size() < total)
         return result::need_more;
+    r.body = m_buffer.mid(end + 4, int(body));
     m_buffer.remove(0, int(total));
     *out = r;
     return result::request;

@@ -14,7 +14,9 @@
 #include "tools/svcsim/firmware_store.h"
 #include "tools/svcsim/fleet.h"
 #include "tools/svcsim/http_server.h"
+#include "tools/svcsim/repository.h"
 #include "tools/svcsim/request_log.h"
+#include "tools/svcsim/rpc_service.h"
 #include "tools/svcsim/service.h"
 #include "tools/svcsim/svcsim_log.h"
 
@@ -94,7 +96,8 @@ int main(int argc, char* argv[])
     svcsim::firmware_store store(config.base());
     svcsim::fault_table faults;
     svcsim::request_log log;
-    if (!config.apply(devices, store, faults, &error))
+    svcsim::repository builds(config.base(), faults, log);
+    if (!config.apply(devices, store, faults, &error) || !config.apply(builds, &error))
         return fail(exit_bad_config, error);
     if (parser.isSet(default_option)) {
         svcsim::fleet_entry entry;
@@ -103,13 +106,16 @@ int main(int argc, char* argv[])
     }
 
     svcsim::service answers(id, devices, store, faults, log);
+    svcsim::rpc_service registrations(faults, log);
+    answers.add_route(svcsim::rpc_service::path, [&](const svcsim::http_request& r) { return registrations.handle(r); });
+    answers.add_route(svcsim::repository::path, [&](const svcsim::http_request& r) { return builds.handle(r); });
     svcsim::http_server server(answers);
     if (address.isNull())
         return fail(exit_bad_config, QStringLiteral("bad address"));
     if (!server.listen(address, quint16(port), &error))
         return fail(address.isLoopback() ? exit_cannot_listen : exit_bad_config, error);
 
-    svcsim::control_commands commands(devices, store, faults, log, server);
+    svcsim::control_commands commands(devices, store, faults, log, server, builds);
     svcsim::control_server control(commands);
     if (!control.listen(quint16(control_port), &error))
         return fail(exit_cannot_listen, error);

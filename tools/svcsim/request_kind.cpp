@@ -12,6 +12,12 @@ QString kind_name(request_kind kind)
         return QStringLiteral("file");
     case request_kind::confirm:
         return QStringLiteral("confirm");
+    case request_kind::rpc:
+        return QStringLiteral("rpc");
+    case request_kind::repo_check:
+        return QStringLiteral("repo_check");
+    case request_kind::repo_file:
+        return QStringLiteral("repo_file");
     case request_kind::other:
         break;
     }
@@ -20,7 +26,8 @@ QString kind_name(request_kind kind)
 
 request_kind kind_from_name(const QString& name)
 {
-    for (const request_kind k : { request_kind::update, request_kind::file, request_kind::confirm }) {
+    for (const request_kind k : { request_kind::update, request_kind::file, request_kind::confirm, request_kind::rpc,
+             request_kind::repo_check, request_kind::repo_file }) {
         if (name == kind_name(k))
             return k;
     }

@@ -34,9 +34,8 @@ QJsonArray request_log::to_json(const QString& kind, const QString& serial) cons
 QJsonObject request_log::counts() const
 {
     QJsonObject json { { "total", double(m_total) } };
-    for (const request_kind k :
-        { request_kind::update, request_kind::file, request_kind::confirm, request_kind::other })
-        json.insert(kind_name(k), double(m_counts[int(k)]));
+    for (int k = 0; k < request_kind_count; ++k)
+        json.insert(kind_name(request_kind(k)), double(m_counts[k]));
     return json;
 }
 

@@ -26,7 +26,7 @@ public:
 
 private:
     QList<request_record> m_records;
-    qint64 m_counts[4] = {};
+    qint64 m_counts[request_kind_count] = {};
     qint64 m_total = 0;
 };
 

@@ -19,7 +19,10 @@ struct request_record {
     QJsonValue query = QJsonValue::Null; // update: the query object, null when empty
     bool force = false; // update: flags bit 1
     QString nonce; // decimal, since it doesn't fit a JSON number
-    QString answer; // "ok", "E:<n>", "garbage", "drop", "sealed", "http <status>"
+    QString method; // rpc: the method called
+    QJsonValue params = QJsonValue::Null; // rpc: its parameters as sent
+    QJsonValue id = QJsonValue::Null; // rpc: the call's id
+    QString answer; // "ok", "E:<n>", "garbage", "drop", "sealed", "http <status>", "none"; rpc: "error <code>"
     bool fault = false; // the answer came from a fault
     int delay_ms = 0;
     qint64 time_ms = 0; // arrival, milliseconds since the epoch

@@ -12,6 +12,7 @@
 #include "tools/svcsim/firmware_store.h"
 #include "tools/svcsim/fleet.h"
 #include "tools/svcsim/http_request.h"
+#include "tools/svcsim/plain_fault.h"
 #include "tools/svcsim/request_log.h"
 #include "tools/svcsim/request_record.h"
 #include "tools/svcsim/svcsim_log.h"
@@ -41,14 +42,6 @@ namespace
         return tools::decode_hex(s, &ignored);
     }
 
-    http_reply plain_reply(int status, const QByteArray& body)
-    {
-        http_reply reply;
-        reply.status = status;
-        reply.body = body;
-        return reply;
-    }
-
 } // namespace
 
 service::service(const tools::service_identity& id, fleet& devices, firmware_store& store, fault_table& faults, request_log& log)
@@ -62,6 +55,10 @@ service::service(const tools::service_identity& id, fleet& devices, firmware_sto
 
 http_reply service::handle(const http_request& request)
 {
+    for (const auto& route : qAsConst(m_routes)) {
+        if (request.path().startsWith(route.first))
+            return route.second(request);
+    }
     request_record r;
     r.time_ms = QDateTime::currentMSecsSinceEpoch();
     r.path = QString::fromLatin1(request.target);
@@ -76,7 +73,9 @@ http_reply service::handle(const http_request& request)
     if (!parts.isEmpty() && parts.last().isEmpty())
         parts.removeLast();
     r.kind = kind_from_name(QString::fromLatin1(parts.value(0)));
-    if (r.kind == request_kind::other) {
+    const bool question = r.kind == request_kind::update || r.kind == request_kind::file || r.kind == request_kind::confirm;
+    if (!question) {
+        r.kind = request_kind::other;
         r.answer = QStringLiteral("http 404");
         return finish(&r, plain_reply(404, "no such service\n"));
     }
@@ -209,7 +208,7 @@ uint service::proper_answer(request_record* r, quint64 nonce, http_reply* reply)
             return entry.error;
         reply->body = sealed_as(r->kind, "OK", nonce);
         break;
-    case request_kind::other:
+    default:
         return format_error;
     }
     if (reply->body.isEmpty())
@@ -230,7 +229,7 @@ QByteArray service::sealed_as(request_kind kind, const QByteArray& plain, quint6
         // The firmware's frame is cached for the run; a fault's text is not.
         return firmware.isEmpty() ? tools::seal(plain, m_id.file_key(nonce))
                                   : m_store.sealed(firmware, nonce, m_id.file_key(nonce));
-    case request_kind::other:
+    default:
         break;
     }
     return {};
@@ -256,6 +255,14 @@ http_reply service::apply(const fault& f, request_record* r, quint64 nonce)
         reply.body = sealed_as(r->kind, f.text, nonce);
         if (r->kind == request_kind::file)
             reply.content_type = "application/octet-stream";
+        break;
+    case fault::action::serve:
+        // Only a file request has a file to swap, and only a known one can be sent.
+        if (r->kind != request_kind::file || !m_store.contains(QString::fromLatin1(f.text)))
+            return error_reply_body(r, unknown_firmware);
+        r->answer = QStringLiteral("served %1").arg(QString::fromLatin1(f.text));
+        reply.body = sealed_as(r->kind, {}, nonce, QString::fromLatin1(f.text));
+        reply.content_type = "application/octet-stream";
         break;
     case fault::action::none:
         break;

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
+
+#include <functional>
 
 #include "tools/svcsim/http_reply.h"
 #include "tools/svcsim/request_kind.h"
@@ -44,6 +47,9 @@ public:
     service(const tools::service_identity& id, fleet& devices, firmware_store& store, fault_table& faults, request_log& log);
 
     http_reply handle(const http_request& request);
+    // Requests whose path starts with the prefix go to the handler instead.
+    using handler = std::function<http_reply(const http_request&)>;
+    void add_route(const QByteArray& prefix, handler h) { m_routes.append({ prefix, std::move(h) }); }
 
 private:
     // Each returns 0 or the error number to answer.
@@ -66,6 +72,7 @@ private:
     firmware_store& m_store;
     fault_table& m_faults;
     request_log& m_log;
+    QList<QPair<QByteArray, handler>> m_routes;
 };
 
 } // namespace svcsim

@@ -1,0 +1,212 @@
+#pragma once
+
+// What the two stand-in device libraries share. They are written from the call shapes the
+// program relies on, nothing more, and are built for the tests only.
+//
+// Each call reads FAKE_SDK_MODE and behaves accordingly:
+//   flash (or unset)  log-in and upgrade accepted; the upgrade's progress is reported to its end
+//   refuse_init, refuse_login, refuse_upgrade
+//   fail_501          the upgrade ends with 13006 p1 4, p2 501
+//   fail_negative     the upgrade ends with 13006 p1 6, p2 -7
+//   silent_login      the log-in is never reported done (XNet)
+//   manual            everything accepted and nothing reported: the test sends with fake_sdk_emit
+// With FAKE_SDK_KEEP set, an upgrade copies the file it was given there.
+// Reports come from threads of the library's own, 50 ms after the call and 2 ms apart.
+//
+// Hooks for the tests: a journal of the calls, one line each, and sending messages at will.
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#define FAKE_SDK_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+struct message
+{
+    int message;
+    int p1;
+    int p2;
+    int p3;
+};
+
+// Defined by each library: its callback, called as the library calls it; -1 when none is set.
+int deliver(int id, int message, int p1, int p2, int p3);
+
+std::string mode()
+{
+    const char* text = std::getenv("FAKE_SDK_MODE");
+    return text ? text : "flash";
+}
+
+class fake_state
+{
+public:
+    ~fake_state() { join(); }
+
+    void note(const std::string& line)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_journal += line + '\n';
+    }
+    std::string journal()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_journal;
+    }
+    void clear()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_journal.clear();
+    }
+    int next_id()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_last_id = m_last_id + 1;
+    }
+    int last_id()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_last_id;
+    }
+    void start(std::function<void()> work)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_threads.emplace_back(std::move(work));
+    }
+    void join()
+    {
+        std::vector<std::thread> threads;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            threads.swap(m_threads);
+        }
+        for (std::thread& t : threads)
+            t.join();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::string m_journal;
+    int m_last_id = 100;
+    std::vector<std::thread> m_threads;
+};
+
+fake_state& fake()
+{
+    static fake_state instance;
+    return instance;
+}
+
+void send_later(int id, std::vector<message> messages)
+{
+    fake().start([id, messages] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        for (const message& m : messages) {
+            deliver(id, m.message, m.p1, m.p2, m.p3);
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    });
+}
+
+// The size of the file an upgrade was given, -1 when it can't be read; kept where the test asked.
+long take_firmware(const char* path)
+{
+    std::ifstream in(path ? path : "", std::ios::binary);
+    if (!in)
+        return -1;
+    const std::string data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (const char* keep = std::getenv("FAKE_SDK_KEEP"))
+        std::ofstream(keep, std::ios::binary | std::ios::trunc) << data;
+    return long(data.size());
+}
+
+// The end of an upgrade as the mode wants it, after the file went over. Devices of the two
+// libraries report their percentages in different places; `percent_last` says where.
+std::vector<message> upgrade_report(long size, bool percent_last, const message& success)
+{
+    std::vector<message> out;
+    const int whole = int(size);
+    for (int percent = 0; percent <= 100; percent += 25) {
+        const int sent = int(size * percent / 100);
+        out.push_back({ 13006, 2, sent, percent_last ? percent : whole });
+    }
+    out.push_back({ 13006, 3, whole, percent_last ? 100 : whole });
+    const std::string how = mode();
+    if (how == "fail_501") {
+        out.push_back({ 13006, 4, 501, 0 });
+        return out;
+    }
+    if (how == "fail_negative") {
+        out.push_back({ 13006, 6, -7, 0 });
+        return out;
+    }
+    for (int percent = 0; percent <= 100; percent += 50)
+        out.push_back({ 13006, 4, percent, percent_last ? percent : 100 });
+    out.push_back({ 13006, 5, 100, 100 });
+    out.push_back(success);
+    return out;
+}
+
+bool reports()
+{
+    const std::string how = mode();
+    return how == "flash" || how == "fail_501" || how == "fail_negative";
+}
+
+} // namespace
+
+// The journal; returns its full length, copies what fits with a terminator.
+FAKE_SDK_EXPORT int fake_sdk_journal(char* out, int size)
+{
+    const std::string text = fake().journal();
+    if (out && size > 0) {
+        const size_t n = std::min(text.size(), size_t(size - 1));
+        text.copy(out, n);
+        out[n] = '\0';
+    }
+    return int(text.size());
+}
+
+FAKE_SDK_EXPORT void fake_sdk_clear()
+{
+    fake().clear();
+}
+
+// The id or handle handed out last.
+FAKE_SDK_EXPORT int fake_sdk_last_id()
+{
+    return fake().last_id();
+}
+
+// Calls the program back from a thread of the library's and waits for it: the callback's result.
+FAKE_SDK_EXPORT int fake_sdk_emit(int id, int message, int p1, int p2, int p3)
+{
+    int result = 0;
+    std::thread([&] { result = deliver(id, message, p1, p2, p3); }).join();
+    return result;
+}
+
+// The same message `count` times from each of `threads` threads at once, without waiting.
+FAKE_SDK_EXPORT void fake_sdk_emit_async(int id, int message, int p1, int p2, int p3, int threads, int count)
+{
+    for (int t = 0; t < threads; ++t) {
+        fake().start([=] {
+            for (int i = 0; i < count; ++i)
+                deliver(id, message, p1, p2, p3);
+        });
+    }
+}
+
+// Until every thread of the library has finished.
+FAKE_SDK_EXPORT void fake_sdk_join()
+{
+    fake().join();
+}
