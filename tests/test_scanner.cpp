@@ -155,7 +155,7 @@ void test_scanner::single_pass_skips_what_it_cannot_use()
     QCOMPARE(reports.done(), QList<bool> { false });
     QCOMPARE(reports.found().size(), found);
     QCOMPARE(s.devices().size(), found);
-    // Each device is known by its sender's address, whatever its record says.
+    // Each device carries the address its reply came from, and a state filled in.
     const QJsonArray addresses = test_network::inside_arguments().value("addresses").toArray();
     for (const auto& r : reports.found()) {
         QVERIFY2(addresses.contains(r.dev.ip), qPrintable(r.dev.ip));
