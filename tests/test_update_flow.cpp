@@ -70,36 +70,37 @@ void test_update_flow::status_cell_through_a_run_data()
 {
     QTest::addColumn<QString>("verdict");
     QTest::addColumn<QStringList>("cells");
-    QTest::addColumn<QString>("log_word");
+    QTest::addColumn<QString>("log_line");
     QTest::addColumn<bool>("ok");
     const QStringList flashed { "Checking updates...", "Downloading update...", "Uploading: 0%", "Uploading: 25%",
         "Uploading: 50%", "Uploading: 75%", "Uploading: 100%", "Upgrading: 0%", "Upgrading: 25%", "Upgrading: 50%",
         "Upgrading: 75%", "Upgrading: 100%", "Done upgrading" };
-    QTest::newRow("pending: flashed in four chunks") << "pending" << flashed << QString() << true;
+    QTest::newRow("pending: flashed in four chunks") << "pending" << flashed << "Found updated version for %1 (DVR, legacy functionality)" << true;
     QTest::newRow("no_binding is a success")
-        << "no_binding" << QStringList { "Checking updates...", "Firmwares not assigned" } << "firmwares not assigned"
+        << "no_binding" << QStringList { "Checking updates...", "Firmwares not assigned" } << "No updates for the %1: firmwares not assigned"
         << true;
     QTest::newRow("updated") << "updated" << QStringList { "Checking updates...", "Updates not found" }
-                             << "updates not found" << true;
+                             << "No updates for the %1: updates not found" << true;
     QTest::newRow("denied is a failure") << "denied" << QStringList { "Checking updates...", "Denied in service" }
-                                         << "denied in service" << false;
+                                         << "No updates for the %1: denied in service" << false;
     QTest::newRow("any other verdict passes through")
-        << "later" << QStringList { "Checking updates...", "E:later" } << "E:later" << true;
+        << "later" << QStringList { "Checking updates...", "E:later" } << "No updates for the %1: E:later" << true;
 }
 
-// What the status cell shows, in order, its final colour and the log's word for the verdict.
+// What the status cell shows, in order, its final colour and the log's line for the verdict.
 void test_update_flow::status_cell_through_a_run()
 {
     QFETCH(QString, verdict);
     QFETCH(QStringList, cells);
-    QFETCH(QString, log_word);
+    QFETCH(QString, log_line);
     QFETCH(bool, ok);
     fixture f;
     // Four chunks of 32768 bytes: the upload's percentages are 25 apart.
     const QByteArray firmware = image(4 * 32768, 'v');
     const QString path = f.service.add_file("ipc.bin", firmware);
     QVERIFY2(f.start_devices(1, { { "upgrade_step_ms", 20 } }), qPrintable(f.devices.error()));
-    const QJsonObject entry { { "verdict", verdict }, { "offers", verdict == "pending" ? QJsonArray { path } : QJsonArray {} } };
+    const QJsonObject offer { { "file", path }, { "type", 2 }, { "sdk_type", "legacy" } };
+    const QJsonObject entry { { "verdict", verdict }, { "offers", verdict == "pending" ? QJsonArray { offer } : QJsonArray {} } };
     QVERIFY2(f.start_service({ { f.serial(0), entry } }), qPrintable(f.service.error()));
     f.make_core(false, core::interactive);
     QStringList seen;
@@ -112,8 +113,7 @@ void test_update_flow::status_cell_through_a_run()
     main_model* model = f.c->model();
     const QModelIndex cell = model->index(model->row_of(f.idents[0]), main_model::col_status);
     QCOMPARE(model->data(cell, Qt::BackgroundRole).value<QColor>(), main_model::status_color(ok ? 1 : 0));
-    if (!log_word.isEmpty())
-        QVERIFY(f.log_text().contains(QStringLiteral("No updates for the %1: %2").arg(f.serial(0), log_word)));
+    QVERIFY(f.log_text().contains(log_line.arg(f.serial(0))));
     QCOMPARE(f.service.requests("file").size(), verdict == "pending" ? 1 : 0);
     QCOMPARE(f.service.requests("confirm").size(), verdict == "pending" ? 1 : 0);
     QCOMPARE(f.devices.state(0)["upgrades"].toInt(), verdict == "pending" ? 1 : 0);
