@@ -179,7 +179,6 @@ void test_firmware_cache::pack_flashes_checked_present_devices_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("flashed");
     QTest::newRow("no functionality named: legacy") << QString() << "Done upgrading" << true;
-    QTest::newRow("legacy named") << "legacy" << "Done upgrading" << true;
     QTest::newRow("a closed library that isn't here") << "xcloud" << "System error" << false;
 }
 

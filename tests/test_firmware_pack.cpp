@@ -144,6 +144,13 @@ image v3_pack_image()
     return m;
 }
 
+void both_versions()
+{
+    QTest::addColumn<int>("version");
+    QTest::newRow("v2") << 2;
+    QTest::newRow("v3") << 3;
+}
+
 std::shared_ptr<pack> make_pack(int version)
 {
     return version == 2 ? std::shared_ptr<pack>(std::make_shared<pack_v2>()) : std::make_shared<pack_v3>();
@@ -160,13 +167,13 @@ private slots:
     void hand_written_packs();
     void blocks_as_written_data();
     void blocks_as_written();
-    void tool_packs_load_data();
+    void tool_packs_load_data() { both_versions(); }
     void tool_packs_load();
-    void program_writes_pass_tool_check_data();
+    void program_writes_pass_tool_check_data() { both_versions(); }
     void program_writes_pass_tool_check();
     void foreign_client_id_data();
     void foreign_client_id();
-    void block_count_stops_at_255_data();
+    void block_count_stops_at_255_data() { both_versions(); }
     void block_count_stops_at_255();
     void full_disk_leaves_the_cache_as_it_was();
     void partial_block_past_the_count_is_ignored();
@@ -314,13 +321,6 @@ void test_firmware_pack::blocks_as_written()
     QCOMPARE(bytes.toHex(' '), (header + block).toHex(' '));
 }
 
-void test_firmware_pack::tool_packs_load_data()
-{
-    QTest::addColumn<int>("version");
-    QTest::newRow("version 2") << 2;
-    QTest::newRow("version 3 with SDK types") << 3;
-}
-
 // Packs from the independent writer: serials, shared blocks, SDK types and payloads come through.
 void test_firmware_pack::tool_packs_load()
 {
@@ -358,13 +358,6 @@ void test_firmware_pack::tool_packs_load()
     QCOMPARE(serials, (QStringList { "ABCDEFGHIJKLMNOPQRSTUVWXYZ01234", "SN0001", "SN0003", "sn0002" }));
     QCOMPARE(targets.at(2).second, targets.at(3).second); // equal files share one block
     QCOMPARE(p->ident_at(3), QString());
-}
-
-void test_firmware_pack::program_writes_pass_tool_check_data()
-{
-    QTest::addColumn<int>("version");
-    QTest::newRow("version 2") << 2;
-    QTest::newRow("version 3") << 3;
 }
 
 // The program's cache read back by the independent reader: payloads open and their MD5 match.
@@ -452,13 +445,6 @@ void test_firmware_pack::foreign_client_id()
     }
     QCOMPARE(error, quint32(code));
     QVERIFY(c.target_decryptor(QByteArray(47, 'x')).isEmpty());
-}
-
-void test_firmware_pack::block_count_stops_at_255_data()
-{
-    QTest::addColumn<int>("version");
-    QTest::newRow("v2") << 2;
-    QTest::newRow("v3") << 3;
 }
 
 // The count is one byte: a 256th block would wrap it to 0, and the next load would see an empty file.

@@ -15,7 +15,6 @@ namespace {
 // A size whose percentages come out whole in single-precision arithmetic (100 / size is 2^-10).
 constexpr int firmware_size = 102400;
 
-
 // The interactive program with the stand-ins in its plugin folder and one simulated device;
 // what the library is given to flash is kept in the fixture's folder.
 bool start(fixture& f, const QJsonObject& fleet_of_serial_zero = {})
@@ -63,8 +62,6 @@ void test_library_flows::update_through_the_library_data()
     const QStringList uploaded = progress_to_the_end.mid(0, 6);
     QTest::newRow("xcloud: init refused")
         << "xcloud" << QByteArray("refuse_init") << QStringList { "Downloading update...", "System error" } << false;
-    QTest::newRow("xnet: init refused") << "xnet" << QByteArray("refuse_init")
-                                        << QStringList { "Downloading update...", "System error" } << false;
     QTest::newRow("xcloud: flashed") << "xcloud" << QByteArray("flash") << progress_to_the_end << true;
     QTest::newRow("xnet: flashed") << "xnet" << QByteArray("flash") << progress_to_the_end << true;
     QTest::newRow("xcloud: the device refuses the image")
