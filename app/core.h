@@ -20,8 +20,10 @@
 
 #include <QMutex>
 #include <QObject>
+#include <QSet>
 #include <QSettings>
 #include <QStringList>
+#include <QThreadPool>
 #include <QTranslator>
 
 #include <functional>
@@ -295,7 +297,8 @@ private:
     void dt_set_dhcp(const QString& ident);
     void dt_set_language(const QString& ident);
 
-    // What a device of the update flow is registered with once its flow has ended.
+    // What a device of the update flow is registered with once its flow has ended, and
+    // what the options asked for when it was queued.
     struct registration_item
     {
         QString source;
@@ -304,14 +307,22 @@ private:
         QString version;
         QString host;
         uint16_t port = 0;
+        bool device = false;
+        bool mac = false;
+        QString local_ip; // the operator's machine as the device sees it
+        QString local_mac;
     };
     // Keeps the identified device of a line in the update flow for registration.
     void remember_for_registration(const QString& ident);
     // At the end of its flow, queues the line's device when the options want registration.
     void queue_registration(const QString& ident);
-    // Registers the queued devices one by one; flows ending meanwhile add theirs.
+    // Hands queued devices to the registration threads while one is free; a serial already
+    // on its way waits for its answer.
     void run_registrations();
+    // Back on the main thread once a device's registration calls have returned.
+    void registration_finished(const QString& serial);
     bool registration_wanted() const;
+    // These two run on a registration thread.
     void register_device(const registration_item& item);
     void register_mac(const registration_item& item);
     // "-- all done --" once no flow runs and no registration waits.
@@ -358,7 +369,7 @@ private:
     QHash<QString, QString> m_devices_in_work; // device key -> the flow working on it
     QHash<QString, registration_item> m_identified; // by flow ident, until the flow ends
     QList<registration_item> m_registration_queue;
-    bool m_registering = false; // a run of the queue is scheduled or under way
+    QSet<QString> m_serials_registering; // handed to a registration thread, not yet back
     std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines, still working
 
     std::unique_ptr<main_model> m_model;
@@ -373,6 +384,9 @@ private:
     QHash<QString, QByteArray> m_checked_firmware;
     client m_client;
     delivery::registration m_registration;
+    // Registration calls block their thread for a round trip each: a few run at once, off the
+    // main thread. Waited for first in the destructor, as they log.
+    QThreadPool m_registration_threads;
     updater m_updater;
     delivery::pack_crypto m_crypto;
     tasks::manager m_manager;

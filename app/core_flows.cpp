@@ -141,7 +141,7 @@ void core::on_task_manager_flow_ended(const QString& ident)
 
 void core::end_if_idle()
 {
-    if (m_manager.running_count() != 0 || m_registering)
+    if (m_manager.running_count() != 0 || !m_registration_queue.isEmpty() || !m_serials_registering.isEmpty())
         return;
     log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
     raise_event(QStringLiteral("tasks_done"));
