@@ -256,6 +256,8 @@ private:
     bool refused_as_row(const endpoint& ep);
     // The row's address text, short or full as the setting says.
     QString address_text(const endpoint& ep) const;
+    // Makes the limit of open files fit this many devices at work at once; logs when it can't.
+    void raise_open_file_limit(quint64 devices);
     // Builds the window, the table and their connections (stage "Interface").
     void build_interface();
     void set_running_state(bool running);

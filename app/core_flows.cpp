@@ -2,6 +2,7 @@
 #include "app/core.h"
 
 #include "app/fixed_names.h"
+#include "app/open_file_limit.h"
 #include "sdk/exceptions.h"
 #include "ui/main_model.h"
 
@@ -45,6 +46,9 @@ void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bo
     const int update_mode = fetch_only ? 0 : (force_update ? 2 : 1);
     log(fixed_names::sources::core, tr("Launching %n tasks...", nullptr, idents.size()), { fixed_names::tags::tasks });
 
+    const uint limit = own_limit.value_or(m_manager.limit());
+    const quint64 at_once = m_manager.running_count() + quint64(idents.size());
+    raise_open_file_limit(limit == 0 ? at_once : std::min<quint64>(at_once, limit));
     set_running_state(true);
     m_manager.set_launch_list(idents);
     if (!no_add) {
@@ -65,6 +69,22 @@ void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bo
     }
     m_manager.launch(own_limit.has_value(), own_limit.value_or(0));
     refresh_status_bar();
+}
+
+void core::raise_open_file_limit(quint64 devices)
+{
+    const quint64 needed = open_file_limit::needed_for(devices);
+    const quint64 before = open_file_limit::current();
+    const quint64 now = open_file_limit::raise_to(needed);
+    if (now > before)
+        log(fixed_names::sources::core, tr("The limit of open files is raised from %1 to %2").arg(before).arg(now));
+    if (now < needed)
+        log(fixed_names::sources::core,
+            tr("Only %1 files may be open at once, and %2 devices at work need about %3: some of them may fail to "
+               "connect. Raise the limit of open files (ulimit -n) or limit the number of concurrent tasks.")
+                .arg(now)
+                .arg(devices)
+                .arg(needed));
 }
 
 QStringList core::selected_lines() const
