@@ -134,11 +134,12 @@ class fleet:
 
 
 class peak_watch(threading.Thread):
-    """Samples a process's threads, descriptors and resident memory until it ends."""
+    """Samples a process until it ends: its threads and descriptors at their peak, and the
+    CPU its main thread has used."""
 
     def __init__(self, pid):
         super().__init__(daemon=True)
-        self.pid, self.threads, self.descriptors = pid, 0, 0
+        self.pid, self.threads, self.descriptors, self.main_cpu = pid, 0, 0, 0.0
         self.stop = threading.Event()
 
     def run(self):
@@ -147,7 +148,9 @@ class peak_watch(threading.Thread):
                 status = open(f"/proc/{self.pid}/status").read()
                 self.threads = max(self.threads, int(re.search(r"^Threads:\s+(\d+)", status, re.M).group(1)))
                 self.descriptors = max(self.descriptors, len(os.listdir(f"/proc/{self.pid}/fd")))
-            except (OSError, AttributeError):
+                fields = open(f"/proc/{self.pid}/task/{self.pid}/stat").read().rsplit(")", 1)[1].split()
+                self.main_cpu = (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+            except (OSError, AttributeError, IndexError):
                 return
 
 
@@ -173,7 +176,7 @@ def program_run(build, count, mib, base, wrap=()):
         log = open(log_path).read()
         result = {
             "wall": wall, "cpu": usage.ru_utime + usage.ru_stime, "rss": usage.ru_maxrss / 1024,
-            "threads": watch.threads, "descriptors": watch.descriptors, "exit": code,
+            "threads": watch.threads, "descriptors": watch.descriptors, "main_cpu": watch.main_cpu, "exit": code,
             "done": len(re.findall(r": Done upgrading$", log, re.M)),
             "all_done": "-- all done --" in log,
             "files": f.file_requests(), "upgraded": f.devices_upgraded(),
@@ -200,7 +203,8 @@ def load():
 
 def print_program(count, r):
     print(f"fleet {count} devices, program: wall {r['wall']:.2f} s, cpu {r['cpu']:.2f} s "
-          f"({r['cpu'] / count * 1000:.1f} ms a device), peak RSS {r['rss']:.1f} MiB, threads at peak {r['threads']}, "
+          f"({r['cpu'] / count * 1000:.1f} ms a device; main thread {r['main_cpu']:.2f} s), "
+          f"peak RSS {r['rss']:.1f} MiB, threads at peak {r['threads']}, "
           f"descriptors at peak {r['descriptors']}, file requests {r['files']}, "
           f"upgraded {r['upgraded']}/{count} (log: {r['done']} \"Done upgrading\"), exit {r['exit']}; {load()}")
 
@@ -315,11 +319,15 @@ def stall(build, count, mib, base):
         for line in open(f.path("stalls")):
             at, gap = (int(x) for x in line.split())
             if began <= at <= ended:
-                gaps.append(gap)
+                gaps.append((gap, (at - began) / 1000))
+        worst = ", ".join(f"{g} ms at {t:.1f} s" for g, t in sorted(gaps, reverse=True)[:5])
+        gaps = [g for g, _ in gaps]
         done = len(re.findall(r": Done upgrading$", log(), re.M))
         print(f"stall {count} devices, interactive under Xvfb: longest main-thread gap {max(gaps, default=0)} ms "
               f"(target <= 100) over {(ended - began) / 1000:.1f} s, gaps over 50 ms: {sum(g > 50 for g in gaps)}, "
               f"upgraded {done}/{count}{'' if finished else ', did not finish'}; {load()}")
+        if worst:
+            print(f"  longest gaps after Run: {worst}")
 
 
 def main():
