@@ -6,9 +6,26 @@
 #include <ctime>
 
 namespace {
+
 std::shared_ptr<blackbox> g_instance;
 QMutex g_instance_mutex;
+
+// The time that starts a line, formatted once a second by each thread that writes.
+const char* stamp_now()
+{
+    thread_local time_t stamped = -1;
+    thread_local char stamp[32] = {};
+    const time_t now = time(nullptr);
+    if (now != stamped) {
+        tm local {};
+        localtime_r(&now, &local);
+        strftime(stamp, sizeof stamp, "%d.%m.%y, %H:%M:%S", &local);
+        stamped = now;
+    }
+    return stamp;
 }
+
+} // namespace
 
 blackbox::blackbox(QString file_name, bool quiet)
     : m_file_name(std::move(file_name))
@@ -69,29 +86,26 @@ void blackbox::write(const char* ident, int level, const char* format, ...)
 
 void blackbox::vwrite(const char* ident, int level, const char* format, va_list args)
 {
-    QMutexLocker lock(&m_mutex);
-
-    time_t now = time(nullptr);
-    tm local {};
-    localtime_r(&now, &local);
-    char stamp[32];
-    strftime(stamp, sizeof stamp, "%d.%m.%y, %H:%M:%S", &local);
-
-    int prefix = snprintf(m_buffer, buffer_size, "%s, %s, %s, ", stamp, ident, level_text(level));
+    // The line is made on the caller's stack, and the lock covers only its way out: a fleet's
+    // workers write two lines for every chunk, and wait for the file no longer than a write takes.
+    char line[buffer_size];
+    const int prefix = snprintf(line, buffer_size, "%s, %s, %s, ", stamp_now(), ident, level_text(level));
     size_t used = prefix < 0 ? 0 : std::min(size_t(prefix), buffer_size - 1);
-
-    QByteArray line_format(format);
-    line_format.append('\n');
-    int text = vsnprintf(m_buffer + used, buffer_size - used, line_format.constData(), args);
-    if (text > 0)
+    // The line end belongs to the message: one cut off at the buffer's end loses it, as its tail.
+    const int text = vsnprintf(line + used, buffer_size - used, format, args);
+    if (text >= 0) {
         used = std::min(used + size_t(text), buffer_size - 1);
+        if (used < buffer_size - 1)
+            line[used++] = '\n';
+    }
 
+    QMutexLocker lock(&m_mutex);
     if (!m_quiet) {
-        fwrite(m_buffer, 1, used, stdout);
+        fwrite(line, 1, used, stdout);
         fflush(stdout);
     }
     if (m_file) {
-        if (fwrite(m_buffer, 1, used, m_file) == 0)
+        if (fwrite(line, 1, used, m_file) == 0)
             printf("Ошибка записи в файл журнала: %i\n", errno);
         fflush(m_file);
     }

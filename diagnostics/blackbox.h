@@ -8,7 +8,8 @@
 #include <memory>
 
 // Crash-surviving text log: every line is formatted, written and flushed at once,
-// so the last line before an abnormal end is on disk.
+// so the last line before an abnormal end is on disk. A line, its end included, takes at
+// most buffer_size - 1 bytes; a longer one is cut there.
 class blackbox final
 {
 public:
@@ -37,8 +38,7 @@ private:
     QString m_file_name;
     bool m_quiet;
     FILE* m_file = nullptr;
-    mutable QMutex m_mutex; // guards m_file and m_buffer
-    char m_buffer[buffer_size];
+    mutable QMutex m_mutex; // guards m_file and the writing of a line
 };
 
 // For code that isn't a loggable: writes "parent/ident" through the global instance, if any.
