@@ -177,6 +177,7 @@ def program_run(build, count, mib, base, wrap=()):
         result = {
             "wall": wall, "cpu": usage.ru_utime + usage.ru_stime, "rss": usage.ru_maxrss / 1024,
             "threads": watch.threads, "descriptors": watch.descriptors, "main_cpu": watch.main_cpu, "exit": code,
+            "switches": usage.ru_nvcsw + usage.ru_nivcsw,
             "done": len(re.findall(r": Done upgrading$", log, re.M)),
             "all_done": "-- all done --" in log,
             "files": f.file_requests(), "upgraded": f.devices_upgraded(),
@@ -194,6 +195,7 @@ def bare_run(build, count, mib, base):
         text = open(out).read()
         match = re.search(r"upgraded (\d+)/", text)
         return {"wall": wall, "cpu": usage.ru_utime + usage.ru_stime, "exit": code,
+                "switches": usage.ru_nvcsw + usage.ru_nivcsw,
                 "upgraded": int(match.group(1)) if match else 0, "text": text.strip()}
 
 
@@ -205,13 +207,14 @@ def print_program(count, r):
     print(f"fleet {count} devices, program: wall {r['wall']:.2f} s, cpu {r['cpu']:.2f} s "
           f"({r['cpu'] / count * 1000:.1f} ms a device; main thread {r['main_cpu']:.2f} s), "
           f"peak RSS {r['rss']:.1f} MiB, threads at peak {r['threads']}, "
-          f"descriptors at peak {r['descriptors']}, file requests {r['files']}, "
+          f"descriptors at peak {r['descriptors']}, context switches {r['switches']}, file requests {r['files']}, "
           f"upgraded {r['upgraded']}/{count} (log: {r['done']} \"Done upgrading\"), exit {r['exit']}; {load()}")
 
 
 def print_bare(count, r):
     print(f"fleet {count} devices, bare senders: wall {r['wall']:.2f} s, cpu {r['cpu']:.2f} s "
-          f"({r['cpu'] / count * 1000:.1f} ms a device), upgraded {r['upgraded']}/{count}, exit {r['exit']}; {load()}")
+          f"({r['cpu'] / count * 1000:.1f} ms a device), context switches {r['switches']}, "
+          f"upgraded {r['upgraded']}/{count}, exit {r['exit']}; {load()}")
 
 
 def ratios(sizes, program, bare):
