@@ -311,8 +311,6 @@ private:
         uint16_t port = 0;
         bool device = false;
         bool mac = false;
-        QString local_ip; // the operator's machine as the device sees it
-        QString local_mac;
     };
     // Keeps the identified device of a line in the update flow for registration.
     void remember_for_registration(const QString& ident);
@@ -327,6 +325,9 @@ private:
     // These two run on a registration thread.
     void register_device(const registration_item& item);
     void register_mac(const registration_item& item);
+    // The local address and MAC of the interface that faces a host: the operator's machine as
+    // the device sees it. Reads nothing of the core, so registration threads use it too.
+    static std::pair<QString, QString> facing_address(const QString& host);
     // "-- all done --" once no flow runs and no registration waits.
     void end_if_idle();
     // Command numbers and their handlers; a number not there fails as an unknown command.
@@ -369,6 +370,7 @@ private:
     QHash<QString, device_task> m_dispatch;
     QStringList m_worker_steps; // the tasks a worker reports on: all but the service's
     QHash<QString, QString> m_devices_in_work; // device key -> the flow working on it
+    QHash<QString, QSet<QString>> m_keys_in_work; // flow -> the device keys it has claimed
     QHash<QString, registration_item> m_identified; // by flow ident, until the flow ends
     QList<registration_item> m_registration_queue;
     QSet<QString> m_serials_registering; // handed to a registration thread, not yet back

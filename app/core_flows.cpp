@@ -153,8 +153,10 @@ void core::on_task_manager_flow_ended(const QString& ident)
     set_status(ident, result.text, result.ok ? status_success : status_failure);
     refresh_status_bar();
     raise_event(QStringLiteral("task_done"), { ident });
-    for (auto it = m_devices_in_work.begin(); it != m_devices_in_work.end();)
-        it = it.value() == ident ? m_devices_in_work.erase(it) : std::next(it);
+    for (const QString& key : m_keys_in_work.take(ident)) {
+        if (m_devices_in_work.value(key) == ident)
+            m_devices_in_work.remove(key);
+    }
     queue_registration(ident);
     end_if_idle();
 }
@@ -277,6 +279,12 @@ bool core::fail_step(
 
 QString core::line_waiting(const QString& serial, const QString& step) const
 {
+    // One running flow at a time works on a device: the one that claimed its serial, unless
+    // the line never made that claim (no serial, or a step composed without identify).
+    const QString holder = m_devices_in_work.value(QStringLiteral("serial ") + serial);
+    if (!holder.isEmpty() && at_step(holder, { step })
+        && m_manager.find(holder)->get(tasks::keys::serial).toString() == serial)
+        return holder;
     for (const QString& ident : m_manager.lines()) {
         if (at_step(ident, { step }) && m_manager.find(ident)->get(tasks::keys::serial).toString() == serial)
             return ident;
@@ -290,6 +298,7 @@ QString core::claim_device(const QString& key, const QString& ident)
     if (!holder.isEmpty() && holder != ident && m_manager.is_running(holder))
         return holder;
     m_devices_in_work.insert(key, ident);
+    m_keys_in_work[ident].insert(key);
     return {};
 }
 

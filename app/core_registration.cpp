@@ -7,7 +7,7 @@ namespace {
 
 // A fleet's flows end within moments of each other; one call after another, each a round
 // trip with its own connection, kept the run going for a minute after the last upload.
-constexpr int registrations_at_once = 8;
+constexpr int registrations_at_once = 32;
 
 } // namespace
 
@@ -39,10 +39,6 @@ void core::queue_registration(const QString& ident)
         return;
     item.device = m_options.register_devices;
     item.mac = m_options.register_macs;
-    if (item.mac) {
-        item.local_ip = resolve_variable(QStringLiteral("env/local_ip/%1").arg(item.host));
-        item.local_mac = resolve_variable(QStringLiteral("env/local_mac/%1").arg(item.host));
-    }
     m_registration_queue << item;
     run_registrations();
 }
@@ -92,13 +88,12 @@ void core::register_device(const registration_item& item)
 
 void core::register_mac(const registration_item& item)
 {
-    if (item.local_ip.isEmpty() || item.local_mac.isEmpty()) {
-        log(item.source, tr("Unable get IP- or MAC-address: IP %1, MAC %2.").arg(item.local_ip, item.local_mac),
-            { fixed_names::tags::tasks });
+    const auto [ip, mac] = facing_address(item.host);
+    if (ip.isEmpty() || mac.isEmpty()) {
+        log(item.source, tr("Unable get IP- or MAC-address: IP %1, MAC %2.").arg(ip, mac), { fixed_names::tags::tasks });
         return;
     }
-    const delivery::register_mac_result r
-        = m_registration.register_cloud_mac(item.serial, item.port, item.local_mac, QHostAddress(item.local_ip));
+    const delivery::register_mac_result r = m_registration.register_cloud_mac(item.serial, item.port, mac, QHostAddress(ip));
     if (r.result)
         log(item.source, tr("MAC-address %1 registered for %2").arg(r.operator_mac, item.serial), { fixed_names::tags::tasks });
     else
