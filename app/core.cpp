@@ -3,8 +3,10 @@
 #include "app/app_paths.h"
 #include "app/caps.h"
 #include "app/fixed_names.h"
+#include "app/log_console.h"
 #include "delivery/service_url.h"
 #include "diagnostics/blackbox.h"
+#include "scripting/sapi.h"
 #include "sdk/device_library.h"
 #include "sdk/legacy.h"
 #include "tasks/sdk_type.h"
@@ -109,6 +111,7 @@ core::core(const QString& own_checksum, const QString& application_path)
     }
     if (m_settings->contains(QStringLiteral("language")))
         apply_language(m_settings->value(QStringLiteral("language")).toString());
+    build_api();
 
     m_blackbox = std::make_shared<blackbox>(log_path());
     m_blackbox->open();
@@ -131,6 +134,7 @@ core::~core()
     stop_interpreter();
     m_registration_queue.clear();
     m_registration_threads.waitForDone();
+    m_script_watch.stop();
     m_updater.stop();
     // Nothing reaches a slot while the members go, some of which the slots use.
     m_updater.disconnect(this);
@@ -156,6 +160,8 @@ core::~core()
     m_filter.reset();
     m_model.reset();
     m_splash.reset();
+    m_sapi.reset();
+    m_log_console.reset();
     m_settings.reset();
     blackbox::set_global(nullptr);
     if (m_qt_translator)
@@ -203,6 +209,8 @@ bool core::operate(operation_mode mode, bool offline)
     m_mode = mode;
     if (m_mode == batch) {
         log(fixed_names::sources::core, tr("Running in batch mode"));
+        m_log_console = std::make_unique<log_console>(*this);
+        m_sapi->set_console(m_log_console.get());
     } else {
         m_splash = std::make_unique<splash>();
         m_splash->show();
@@ -238,6 +246,9 @@ bool core::operate(operation_mode mode, bool offline)
         m_settings->setValue(QStringLiteral("firmware_pack_functionality"), QStringLiteral("legacy"));
     read_mirrors();
     sdk::legacy::set_factory_password(m_settings->value(QStringLiteral("factory_password"), QStringLiteral("kestr")).toString());
+
+    stage(tr("Script autorun"));
+    run_autorun();
 
     stage(tr("Done"));
     m_settings->sync();

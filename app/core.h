@@ -8,8 +8,10 @@
 #include "diagnostics/log_history.h"
 #include "diagnostics/loggable.h"
 #include "firmware_pack/pack_v3.h"
+#include "scripting/autorun.h"
 #include "scripting/cmd_processor.h"
 #include "scripting/cmddb.h"
+#include "scripting/console.h"
 #include "tasks/common_data.h"
 #include "tasks/manager.h"
 #include "tasks/task_element.h"
@@ -24,6 +26,7 @@
 #include <QSettings>
 #include <QStringList>
 #include <QThreadPool>
+#include <QTimer>
 #include <QTranslator>
 
 #include <functional>
@@ -34,11 +37,11 @@
 class QTemporaryDir;
 class apply_pack;
 class blackbox;
-struct command_call;
 class main_model;
 class main_model_filter;
 class main_window;
 class problem_report;
+class sapi;
 class splash;
 class task_edit;
 
@@ -101,6 +104,8 @@ public:
     bool scan_finished() const { return m_scan_finished; }
     // Removes every line (and row); refused while flows run.
     void clear_list();
+    // The lines whose row is ticked, in the order of the manager's lines.
+    QStringList selected_lines() const;
 
     // The OVScript interpreter and its vocabulary.
     cmd_processor& processor() { return *m_processor; }
@@ -112,6 +117,18 @@ public:
     QString resolve_variable(const QString& path) const;
     // Where the outcome of a command reaches the next line.
     void set_last_result(bool ok, const QString& result);
+    // The API that commands, Lua and plugins use.
+    sapi& api() { return *m_sapi; }
+    // Where scripted output shows; null while there is none (the log in batch mode).
+    scripting::console* console() const;
+    // Returns once condition no longer holds, showing message on the console meanwhile;
+    // the event loop runs on.
+    void wait_while(const std::function<bool()>& condition, const QString& message, scripting::console::animation kind);
+    // Runs a script file: Lua through its command, anything else line by line through the
+    // interpreter. False when it can't be read.
+    bool run_script_file(const QString& path);
+    // Runs a script file in batch mode and quits once it and every flow have ended.
+    bool run_batch_script(const QString& path);
 
     // The firmware pack files on offer: the application folder when portable, the data
     // locations otherwise; the cache only when asked for.
@@ -141,7 +158,13 @@ public:
     tasks::manager& task_manager() { return m_manager; }
     log_history& history() { return m_history; }
     const menu_options& options() const { return m_options; }
+    // Stores the log tags that the window's pane shows.
+    void set_log_filters(const QStringList& tags);
+    // Reads the settings that the core mirrors again, as after the settings window.
+    void reload_settings();
     bool remote_enabled() const { return m_remote_enabled; }
+    // Switches remote communications (the update client, the window's remote actions).
+    void switch_remote(bool enabled);
     client& service() { return m_client; }
     // Device and MAC registration with the service; its record of registered devices lasts the run.
     delivery::registration& registrations() { return m_registration; }
@@ -207,6 +230,8 @@ private slots:
     void on_updater_new_update_available(const updater::update_info& info);
     void on_updater_downloaded();
     void on_updater_download_failed(const QString& text);
+    void on_cmd_processor_output(const QString& message);
+    void on_cmd_processor_parse_error(const QUuid& ident, const QString& message);
     // Runs one interpreter command while the interpreter thread waits for it.
     void on_cmd_processor_command(QUuid ident, uint command_n, size_t commands_total, QString line,
         scripting::cmd_id command, QStringList args, param_list params, cmd_processor::execution_mode mode);
@@ -215,7 +240,6 @@ private:
     using operation = std::function<bool(sdk::prototype* worker, tasks::line& line)>;
     using operation_follow_up = std::function<void(bool accepted, tasks::line& line)>;
     using device_task = void (core::*)(const QString& ident);
-    using command_handler = scripting::command_result (core::*)(const command_call& call);
 
     // The worker of a line, made or replaced so it is of the wanted type.
     bool ensure_worker(tasks::line& line, int type);
@@ -246,7 +270,6 @@ private:
     QString claim_device(const QString& key, const QString& ident);
     // Fails the step of a second row of a device that another flow is working on.
     void refuse_device_in_work(const QString& ident, const QString& step, const QString& holder);
-    QStringList selected_lines() const;
     // Row texts; no-ops while there is no table.
     void set_row_address(const QString& ident);
     void set_row_info(const QString& ident, const QString& serial, const QString& description);
@@ -321,6 +344,7 @@ private:
     void run_registrations();
     // Back on the main thread once a device's registration calls have returned.
     void registration_finished(const QString& serial);
+    bool registrations_pending() const;
     bool registration_wanted() const;
     // These two run on a registration thread.
     void register_device(const registration_item& item);
@@ -330,8 +354,7 @@ private:
     static std::pair<QString, QString> facing_address(const QString& host);
     // "-- all done --" once no flow runs and no registration waits.
     void end_if_idle();
-    // Command numbers and their handlers; a number not there fails as an unknown command.
-    static const QHash<qint64, command_handler>& command_handlers();
+    // Gives every command its meaning; an unknown number fails.
     scripting::command_result execute_processor_command(const QUuid& ident, uint command_n, size_t commands_total,
         const QString& line, const scripting::cmd_id& command, const QStringList& args, const param_list& params,
         cmd_processor::execution_mode mode);
@@ -339,11 +362,16 @@ private:
     void build_interpreter();
     // Ends the interpreter's thread, also while it waits inside a command of this object.
     void stop_interpreter();
+    // The scripting API with what it calls back here.
+    void build_api();
+    // Stage "Script autorun": the enabled files of the autorun list, when autorun is on.
+    void run_autorun();
+    // Quits a batch script run once the script and every flow have ended.
+    void end_script_run_if_done();
 
     void register_meta_types();
     void stage(const QString& text);
     void read_mirrors();
-    void switch_remote(bool enabled);
     // Sets the status cell of a row (no-op without a table).
     void set_status(const QString& ident, const QString& text, status_mode mode);
     QString source_of(const QString& ident) const;
@@ -406,6 +434,11 @@ private:
     std::shared_ptr<blackbox> m_blackbox;
     scripting::cmddb m_cmddb;
     std::unique_ptr<cmd_processor> m_processor;
+    std::unique_ptr<sapi> m_sapi;
+    std::unique_ptr<scripting::console> m_log_console; // batch mode's console
+    scripting::autorun m_autorun;
+    bool m_script_run = false; // quit when the script and the flows have ended
+    QTimer m_script_watch;
     QMutex m_log_mutex; // serialises the user log; taken before the blackbox's own
 
     int m_stage_number = 0;

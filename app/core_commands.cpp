@@ -1,12 +1,32 @@
 // Interpreter commands: the slot on the blocking connection and the table of handlers.
 #include "app/core.h"
 
-#include "app/command_call.h"
+#include "app/command_context.h"
 #include "app/fixed_names.h"
+#include "scripting/sapi.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QThread>
+
+namespace {
+
+// Command numbers and their handlers, one part per area.
+const command_table& command_handlers()
+{
+    static const command_table table = [] {
+        command_table t;
+        add_device_commands(t);
+        add_display_commands(t);
+        add_settings_commands(t);
+        add_network_commands(t);
+        add_pack_commands(t);
+        return t;
+    }();
+    return table;
+}
+
+} // namespace
 
 void core::build_interpreter()
 {
@@ -15,6 +35,8 @@ void core::build_interpreter()
     // Blocking: the interpreter thread stands still until the command has run here.
     connect(m_processor.get(), &cmd_processor::command, this, &core::on_cmd_processor_command,
         Qt::BlockingQueuedConnection);
+    connect(m_processor.get(), &cmd_processor::output, this, &core::on_cmd_processor_output);
+    connect(m_processor.get(), &cmd_processor::parse_error, this, &core::on_cmd_processor_parse_error);
     m_processor->register_var_handler({ QStringLiteral("\\$\\{\\$([\\w|\\/]+)\\}"), QStringLiteral("\\/"),
         [this](const QStringList& path) {
             // Called on the interpreter thread; what it reads belongs to this one.
@@ -41,23 +63,33 @@ void core::stop_interpreter()
     m_processor.reset();
 }
 
-const QHash<qint64, core::command_handler>& core::command_handlers()
+void core::on_cmd_processor_output(const QString& message)
 {
-    // One part per area, each in its own file: devices and tasks, display and console,
-    // settings and variables, network and notifications, packs and plugins.
-    static const QHash<qint64, command_handler> handlers;
-    return handlers;
+    if (scripting::console* out = console())
+        out->append(QStringLiteral("<div style='font-style: italic; color: green;'>%1</div>").arg(message), false);
+}
+
+void core::on_cmd_processor_parse_error(const QUuid& ident, const QString& message)
+{
+    if (scripting::console* out = console())
+        out->append_error(tr("Line %1, error \"%2\"").arg(out->line_of(ident), message), false);
 }
 
 void core::on_cmd_processor_command(QUuid ident, uint command_n, size_t commands_total, QString line,
     scripting::cmd_id command, QStringList args, param_list params, cmd_processor::execution_mode mode)
 {
-    // Echoing the typed line and showing the progress are the console's; there is none yet.
-    // A plugin command belongs to the plugin that owns it, and leaves the last result alone.
+    if (scripting::console* out = console()) {
+        if (!line.startsWith(QLatin1Char('@')) && mode == cmd_processor::execution_mode::plain
+            && m_processor->echo_enabled())
+            out->show_input(line);
+        out->status(ident, command_n, commands_total, line);
+    }
+    // A plugin command belongs to the plugin that owns it, and leaves the last result alone;
+    // without a plugin loader nobody owns one.
     if (!command.plugin.isEmpty())
         return;
-    const scripting::command_result r =
-        execute_processor_command(ident, command_n, commands_total, line, command, args, params, mode);
+    const scripting::command_result r
+        = execute_processor_command(ident, command_n, commands_total, line, command, args, params, mode);
     set_last_result(r.ok, r.result);
 }
 
@@ -74,5 +106,14 @@ scripting::command_result core::execute_processor_command(const QUuid& ident, ui
             { fixed_names::tags::core, fixed_names::tags::scripting });
         return scripting::command_result::failure();
     }
-    return (this->*handler)({ ident, command_n, commands_total, line, command, args, params, mode });
+    const command_call call { ident, command_n, commands_total, line, command, args, params, mode };
+    command_context context(*this, *m_sapi, call);
+    // A value a conversion can't read, and a refused scan, end the command, not the program.
+    try {
+        return handler(context);
+    } catch (const sapi::unsupported_value_exception& e) {
+        return context.error(QString::fromUtf8(e.what()));
+    } catch (const QString& refusal) {
+        return context.error(refusal);
+    }
 }

@@ -163,11 +163,13 @@ void core::on_task_manager_flow_ended(const QString& ident)
 
 void core::end_if_idle()
 {
-    if (m_manager.running_count() != 0 || !m_registration_queue.isEmpty() || !m_serials_registering.isEmpty())
+    if (m_manager.running_count() != 0 || registrations_pending())
         return;
     log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
     raise_event(QStringLiteral("tasks_done"));
-    if (m_mode == batch)
+    if (m_script_run)
+        end_script_run_if_done();
+    else if (m_mode == batch)
         QCoreApplication::quit();
 }
 

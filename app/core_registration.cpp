@@ -43,6 +43,11 @@ void core::queue_registration(const QString& ident)
     run_registrations();
 }
 
+bool core::registrations_pending() const
+{
+    return !m_registration_queue.isEmpty() || !m_serials_registering.isEmpty();
+}
+
 void core::run_registrations()
 {
     m_registration_threads.setMaxThreadCount(registrations_at_once);

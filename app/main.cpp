@@ -43,13 +43,15 @@ int main(int argc, char* argv[])
     bool batch_requested = false;
     bool prints_only = false;
     bool fetch_only_requested = false;
+    bool script_requested = false;
     for (int i = 1; i < argc; ++i) {
         const QByteArray arg(argv[i]);
         batch_requested = batch_requested || arg == "--batch";
         fetch_only_requested = fetch_only_requested || arg == "--fetch-only";
+        script_requested = script_requested || arg == "--script" || arg.startsWith("--script=");
         prints_only = prints_only || arg == "--help" || arg == "-h" || arg == "--help-all" || arg == "-?";
     }
-    prints_only = prints_only || (fetch_only_requested && !batch_requested);
+    prints_only = prints_only || ((fetch_only_requested || script_requested) && !batch_requested);
     std::unique_ptr<QCoreApplication> app = batch_requested || prints_only
         ? std::make_unique<QCoreApplication>(argc, argv)
         : std::make_unique<QApplication>(argc, argv);
@@ -82,7 +84,12 @@ int main(int argc, char* argv[])
         QCoreApplication::translate("main", "Force device updates."));
     const QCommandLineOption offline_option(QStringLiteral("offline"),
         QCoreApplication::translate("main", "Offline mode (no external communications)."));
-    parser->addOptions({ batch_option, fetch_only_option, force_update_option, offline_option });
+    const QCommandLineOption script_option(QStringLiteral("script"),
+        QCoreApplication::translate("main",
+            "With --batch: run this script file (OVScript, or Lua for .lua) on the devices of the optional CSV "
+            "file, and quit once the script and all device tasks have ended."),
+        QCoreApplication::translate("main", "file"));
+    parser->addOptions({ batch_option, fetch_only_option, force_update_option, offline_option, script_option });
 
     if (!parser->parse(QCoreApplication::arguments())) {
         fprintf(stderr, "%s\n", qPrintable(parser->errorText()));
@@ -93,8 +100,11 @@ int main(int argc, char* argv[])
     // --force-update without --batch is accepted and does nothing, unlike --fetch-only.
     const bool force_update = parser->isSet(force_update_option);
     const bool offline = parser->isSet(offline_option);
+    const QString script = parser->value(script_option);
     const QStringList positional = parser->positionalArguments();
-    if (parser->isSet(help_option) || (batch && positional.isEmpty()) || (fetch_only && !batch)) {
+    // A script run needs no CSV file; the script may bring its own devices.
+    if (parser->isSet(help_option) || (batch && positional.isEmpty() && script.isEmpty()) || (fetch_only && !batch)
+        || (!script.isEmpty() && !batch)) {
         print_help(*parser);
         return 0;
     }
@@ -110,6 +120,11 @@ int main(int argc, char* argv[])
         if (batch) {
             if (!controller->operate(core::batch, offline)) {
                 exit_code = 1;
+            } else if (!script.isEmpty()) {
+                // The script decides what the devices of the file are to do.
+                if (!positional.isEmpty())
+                    controller->import_task_file(positional.constFirst());
+                exit_code = controller->run_batch_script(script) ? QCoreApplication::exec() : 1;
             } else {
                 controller->import_task_file(positional.constFirst());
                 controller->on_window_run_list(false, fetch_only, force_update, {});

@@ -117,6 +117,12 @@ bool cmd_processor::echo_enabled() const
     return m_echo;
 }
 
+bool cmd_processor::idle() const
+{
+    QMutexLocker lock(&m_mutex);
+    return !m_busy && m_input.isEmpty() && m_queue.isEmpty();
+}
+
 cmd_processor::script_file cmd_processor::read_script_file(const QString& path)
 {
     script_file result;
@@ -155,7 +161,9 @@ bool cmd_processor::process()
 {
     {
         QMutexLocker lock(&m_mutex);
-        if (m_input.isEmpty() && m_queue.isEmpty()) {
+        // Both queues may be empty for a moment while a line is parsed: busy covers it.
+        m_busy = !m_input.isEmpty() || !m_queue.isEmpty();
+        if (!m_busy) {
             if (!m_running)
                 return false;
             m_running = false;

@@ -83,6 +83,8 @@ public:
     void set_last_result(bool ok, const QString& text);
     scripting::command_result last_result() const;
     bool echo_enabled() const;
+    // Nothing queued and nothing being worked on; any thread.
+    bool idle() const;
     scripting::macro_recorder& recorder() { return m_recorder; }
 
     // The lines of a script file as UTF-8, each cut at its first NUL.
@@ -151,6 +153,7 @@ private:
     QMap<QUuid, compiled_handler> m_handlers;
     scripting::command_result m_last;
     bool m_echo = true;
+    bool m_busy = false; // from a round that found work to the round that finds none
 
     // The interpreter thread's own.
     bool m_running = false;

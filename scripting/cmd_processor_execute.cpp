@@ -157,7 +157,8 @@ bool cmd_processor::run_command(scripting::queue_entry& entry)
 
     uint executed = 0;
     size_t queued = 0;
-    execution_mode mode = entry.mode;
+    // A condition's commands are seen only through their result, as a substitution's are.
+    execution_mode mode = m_flow_state == flow_condition ? execution_mode::conditional : entry.mode;
     {
         QMutexLocker lock(&m_mutex);
         executed = m_executed;

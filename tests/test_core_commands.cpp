@@ -1,6 +1,13 @@
-// The core behind the interpreter: the blocking slot, the ${$...} values and shutting down
+// The core behind the interpreter: the blocking slot, the ${$...} values, every built-in command as a script
+// sees it (messages, results, failure outcomes), the waits that keep the event loop running, and shutting down
 // while the interpreter waits on the core.
 #include "app/core.h"
+#include "scripting/sapi.h"
+#include "tests/support/fleet_fixture.h"
+#include "tests/support/http_server.h"
+#include "tests/support/loop_watch.h"
+#include "tests/support/script_session.h"
+#include "tests/support/test_network.h"
 
 #include <QtTest>
 
@@ -15,54 +22,13 @@ task_element row_at(const QString& host)
     return task_element(ep, device());
 }
 
-// Runs lines through the core's interpreter and keeps the arguments each command was
-// given once its variables were resolved, and the interpreter's messages.
-struct session
-{
-    explicit session(core& c)
-        : c(c)
-    {
-        // Made after the core's own connection, so it runs once the core's slot has returned.
-        QObject::connect(&c.processor(), &cmd_processor::command, &c,
-            [this](QUuid, uint, size_t, QString, scripting::cmd_id, QStringList args) {
-                QMutexLocker lock(&mutex);
-                resolved.append(args);
-            },
-            Qt::DirectConnection);
-        QObject::connect(&c.processor(), &cmd_processor::output, &c, [this](const QString& m) { output.append(m); });
-        QObject::connect(&c.processor(), &cmd_processor::queue_stopped, &loop, &QEventLoop::quit);
-        limit.setSingleShot(true);
-        QObject::connect(&limit, &QTimer::timeout, &loop, [this] { loop.exit(1); });
-    }
-
-    bool run(const QString& line)
-    {
-        limit.start(5000);
-        c.processor().execute_line(QUuid::createUuid(), line);
-        const bool stopped = loop.exec() == 0;
-        limit.stop();
-        return stopped;
-    }
-
-    QStringList last_args()
-    {
-        QMutexLocker lock(&mutex);
-        return resolved.value(resolved.size() - 1);
-    }
-
-    core& c;
-    QEventLoop loop;
-    QTimer limit;
-    QMutex mutex; // the direct connection writes on the interpreter thread
-    QList<QStringList> resolved;
-    QStringList output;
-};
-
 int log_count(const QString& dir_path, const QString& text)
 {
     QFile f(QDir(dir_path).filePath("blackbox.log"));
     return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).count(text) : -1;
 }
+
+const QString failure = QStringLiteral("FIXME: dummy result");
 
 } // namespace
 
@@ -70,26 +36,41 @@ class test_core_commands : public QObject
 {
     Q_OBJECT
 private slots:
-    void unknown_command_fails_and_is_logged_once();
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+    void commands_arriving_by_mistake_fail_and_are_logged();
     void variable_paths_data();
     void variable_paths();
     void variables_reach_commands();
+    void commands_data();
+    void commands();
+    void task_not_found_data();
+    void task_not_found();
+    void add_task_data();
+    void add_task();
+    void add_device_defaults();
+    void assign_addresses_data();
+    void assign_addresses();
+    void check_devices_keeps_the_event_loop_running();
+    void check_devices_with_nothing_selected_returns_at_once();
+    void scan_counts_and_continues();
+    void network_commands_against_a_local_server();
+    void settings_set_is_reread();
     void shutdown_while_the_interpreter_waits_data();
     void shutdown_while_the_interpreter_waits();
 };
 
-void test_core_commands::unknown_command_fails_and_is_logged_once()
+void test_core_commands::commands_arriving_by_mistake_fail_and_are_logged()
 {
     QTemporaryDir dir;
     core c(QString(), dir.path());
     session s(c);
-    QVERIFY(s.run("print first"));
+    // Numbers of the action menu have no meaning as commands.
+    c.processor().queue_entry(scripting::command_entry, "x", { QString(), 12 }, {}, {});
+    c.processor().queue_entry(scripting::command_entry, "y", { QString(), 31 }, {}, {});
     QVERIFY(s.run("print ${$last/ok} ${$last/result}"));
-    QCOMPARE(s.last_args(), (QStringList { "0", "FIXME: dummy result" }));
-    QCOMPARE(log_count(dir.path(), "Unknown command: print (53)"), 2);
-    // Neither is faked as done: the result a script sees is the failure outcome.
-    QCOMPARE(c.processor().last_result().ok, false);
-    QCOMPARE(c.processor().last_result().result, QStringLiteral("FIXME: dummy result"));
+    QCOMPARE(s.last_args(), (QStringList { "0", failure }));
+    QCOMPARE(log_count(dir.path(), "Unknown command: 12"), 1);
+    QCOMPARE(log_count(dir.path(), "Unknown command: 31"), 1);
 }
 
 void test_core_commands::variable_paths_data()
@@ -155,6 +136,394 @@ void test_core_commands::variables_reach_commands()
     // The text form, for the core's own callers: empty when unknown.
     QCOMPARE(c.resolve_variable(QStringLiteral("env/task_limit")), QStringLiteral("7"));
     QCOMPARE(c.resolve_variable(QStringLiteral("env/nothing")), QString());
+}
+
+void test_core_commands::commands_data()
+{
+    QTest::addColumn<QStringList>("setup");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QString>("result");
+    QTest::addColumn<QStringList>("shown");
+
+    const QStringList none;
+    const QStringList two_rows { "devices.add 10.0.0.1", "devices.add 10.0.0.2" };
+    QTest::newRow("print joins its arguments") << none << "print a   b" << true << "a b" << QStringList { "a b" };
+    QTest::newRow("a substitution shows only the result")
+        << two_rows << "print $(task.list)" << true << "2" << QStringList { "2" };
+    QTest::newRow("a condition is seen through its outcome")
+        << two_rows << "if(task.list) then(print yes) else(print no)" << true << "yes" << QStringList { "yes" };
+    QTest::newRow("a failed condition") << none << "if(vars.delete x) then(print yes) else(print no)" << true << "no"
+                                        << QStringList { "no" };
+    QTest::newRow("a failure's visible form") << none << "print $(vars.delete x)" << true << failure
+                                              << QStringList { failure };
+    QTest::newRow("task list") << QStringList { "devices.add 10.0.0.1" } << "task.list" << true << "1"
+                               << QStringList { "Total tasks: 1", "<ident0>" };
+    QTest::newRow("settings default") << none << "settings.get.Foo bar" << true << "" << QStringList { "Foo: bar" };
+    QTest::newRow("settings unknown") << none << "settings.get.Foo" << false << failure
+                                      << QStringList { "error: Unknown setting: Foo" };
+    QTest::newRow("settings stored") << QStringList { "settings.set.Foo \"a b\"" } << "settings.get.Foo bar" << true
+                                     << "" << QStringList { "Foo: a b" };
+    QTest::newRow("sleep reads its unit") << none << "sleep 500ms" << true << "0.5" << QStringList {};
+    QTest::newRow("sleep of nothing") << none << "sleep abc" << true << "0" << QStringList {};
+    QTest::newRow("unknown variable") << none << "vars.delete x" << false << failure
+                                      << QStringList { "error: Variable x not found" };
+    QTest::newRow("variable deleted") << QStringList { "x=1" } << "vars.delete x" << true << "x"
+                                      << QStringList { "Variable x deleted" };
+    QTest::newRow("vars hide the program's own")
+        << QStringList { "b=2", "__h=1", "a=1", "a=3" } << "vars --history" << true << ""
+        << QStringList { "a = \"3\"\nPrevious values:\n1", "b = \"2\"" };
+    QTest::newRow("vars all") << QStringList { "__h=1" } << "vars all" << true << "" << QStringList { "__h = \"1\"" };
+    QTest::newRow("aliases") << QStringList { "%ls task.list", "%__x version" } << "aliases" << true << ""
+                             << QStringList { "ls: task.list" };
+    QTest::newRow("alias removed after the command") << QStringList { "%ls task.list" } << "aliases.remove ls" << true
+                                                     << "ls" << QStringList { "Alias ls removed" };
+    QTest::newRow("alias not found") << none << "aliases.remove ls" << false << failure
+                                     << QStringList { "error: Alias ls not found" };
+    QTest::newRow("macros") << QStringList { "macro.record m", "print 1", "macro.stop" } << "macro.list" << true << ""
+                            << QStringList { "m" };
+    QTest::newRow("macro shown") << QStringList { "macro.record m", "print 1", "macro.stop" } << "macro.show m" << true
+                                 << "m" << QStringList { "print 1" };
+    QTest::newRow("macro missing") << none << "macro.show m" << false << failure
+                                   << QStringList { "error: No such recording" };
+    QTest::newRow("macro deleted") << QStringList { "macro.record m", "print 1", "macro.stop" } << "macro.delete m"
+                                   << true << "m" << QStringList { "Removed macro: m" };
+    QTest::newRow("macro delete forced") << none << "macro.delete m --force" << false << failure << QStringList {};
+    QTest::newRow("scan stop while none runs") << none << "devices.scan stop" << false << failure
+                                               << QStringList { "error: Already stopped" };
+    QTest::newRow("scan stop forced") << none << "devices.scan stop --force" << false << "" << QStringList {};
+    QTest::newRow("scan command unknown") << none << "devices.scan Later" << false << failure
+                                          << QStringList { "error: Unknown search command: Later" };
+    QTest::newRow("clear returns the count") << two_rows << "devices.clear" << true << "2" << QStringList {};
+    QTest::newRow("limit") << none << "task.limit 3" << true << "3" << QStringList {};
+    QTest::newRow("limit unreadable") << none << "task.limit three" << false << failure
+                                      << QStringList { "error: Unsupported value: three" };
+    QTest::newRow("version") << none << "version" << true << "0.5, build #1964" << QStringList { "0.5, build #1964" };
+    QTest::newRow("beep in pairs") << none << "notify.beep 1kHz 100ms 500Hz" << false << failure
+                                   << QStringList { "error: Sound queue should be set in pairs." };
+    QTest::newRow("sound file missing") << none << "notify.sound /no/such.wav" << false << failure
+                                        << QStringList { "error: Unable to play the sound file /no/such.wav" };
+    QTest::newRow("pack description disabled") << none << "pack.describe p" << false << failure
+                                               << QStringList { "error: Command disabled" };
+    QTest::newRow("cache isn't a pack") << none << "pack.apply cache" << false << failure
+                                        << QStringList { "error: Unable to use cache as firmware package" };
+    QTest::newRow("pack missing") << none << "pack.apply nothing" << false << failure
+                                  << QStringList { "error: Error loading firmware package" };
+    QTest::newRow("reboot parses and does nothing") << QStringList { "devices.add 10.0.0.1" } << "devices.reboot x"
+                                                    << false << failure << QStringList {};
+    QTest::newRow("lua") << none << "script.lua.runline x" << false << failure
+                         << QStringList { "error: Lua is not available in this build" };
+    QTest::newRow("plugins") << none << "plugins.list" << false << failure
+                             << QStringList { "error: Plugins are not available in this build" };
+    QTest::newRow("video") << none << "play x.mp4" << false << failure
+                           << QStringList { "error: Video playback is not available in this build" };
+    QTest::newRow("event without action") << none << "events.attach tasks_done" << false << failure
+                                          << QStringList { "error: Event attachment command requires specifying a type of action" };
+    QTest::newRow("event action unknown") << none << "events.attach tasks_done --script=x" << false << failure
+                                          << QStringList { "error: This event action is not supported" };
+    QTest::newRow("events") << none << "events.list" << false << failure
+                            << QStringList { "error: Events are not available in this build" };
+    QTest::newRow("menu unknown") << none << "display.menu.tools on" << false << failure
+                                  << QStringList { "error: Unknown menu: tools" };
+    QTest::newRow("menu, bad boolean") << none << "display.menu.actions maybe" << false << failure
+                                       << QStringList { "error: Unsupported value: maybe" };
+    QTest::newRow("toolbar refusal") << none << "display.toolbar.scripting delete" << false << failure
+                                     << QStringList { "error: Missing element identifier" };
+    QTest::newRow("registration unknown") << none << "devices.register x --type=Other" << false << failure
+                                          << QStringList { "error: Unknown registration type: other" };
+    QTest::newRow("registration of devices") << none << "devices.register x --type=devices" << false << failure
+                                             << QStringList { "Device registration is disabled." };
+    QTest::newRow("log") << none << "log \"a line\"" << true << "" << QStringList {};
+    QTest::newRow("log filters") << QStringList { "display.log.filters.set core sapi" } << "display.log.filters.get"
+                                 << true << "" << QStringList { "core, sapi" };
+    QTest::newRow("substitution is silent") << none << "print [$(vars.delete x)]" << true << "[" + failure + "]"
+                                            << QStringList { "[" + failure + "]" };
+    QTest::newRow("echo off drops output") << QStringList { "echo off" } << "print hidden" << true << "hidden"
+                                           << QStringList {};
+}
+
+void test_core_commands::commands()
+{
+    QFETCH(QStringList, setup);
+    QFETCH(QString, line);
+    QFETCH(bool, ok);
+    QFETCH(QString, result);
+    QFETCH(QStringList, shown);
+    scripted f;
+    for (const QString& l : setup)
+        QVERIFY(f.s->run(l));
+    const scripting::command_result r = f.run(line);
+    const QStringList rows = f.c->task_manager().lines();
+    for (int i = 0; i < rows.size(); ++i)
+        shown.replaceInStrings(QStringLiteral("<ident%1>").arg(i), rows[i]);
+    QCOMPARE(f.shown(), shown);
+    QCOMPARE(r.ok, ok);
+    QCOMPARE(r.result, result);
+}
+
+void test_core_commands::task_not_found_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::newRow("add task") << "task.add <gone> reboot";
+    QTest::newRow("change address") << "devices.change_ip <gone> 10.0.0.9";
+    QTest::newRow("dump") << "task.dump <gone>";
+    QTest::newRow("reset") << "devices.reset_configuration <gone>";
+    QTest::newRow("run") << "task.run <gone>";
+    QTest::newRow("never there") << "task.run 0000";
+}
+
+void test_core_commands::task_not_found()
+{
+    QFETCH(QString, line);
+    scripted f;
+    QVERIFY(f.s->run("devices.add 10.0.0.1"));
+    // A short ident keeps naming a removed line; it is not found all the same.
+    const QString ident = f.c->task_manager().lines().constFirst();
+    const QString short_ident = f.c->task_manager().short_ident(ident);
+    f.c->on_window_delete_element(ident);
+    QCOMPARE(f.c->task_manager().resolve(short_ident), ident);
+    const scripting::command_result r = f.run(line.replace("<gone>", short_ident));
+    QCOMPARE(f.shown(), QStringList { "error: Task not found" });
+    QCOMPARE(r.ok, false);
+    QCOMPARE(r.result, failure);
+}
+
+void test_core_commands::add_task_data()
+{
+    QTest::addColumn<QString>("values");
+    QTest::addColumn<bool>("discovered");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<QStringList>("made"); // "name key=value ... [<parent name]", in queue order
+    QTest::newRow("address change, too few") << "change_ip" << true
+                                             << "Unsufficient arguments, expected 1-2: IP-address, Submask" << QStringList {};
+    QTest::newRow("port change, too few") << "change_port netip_tcp" << true
+                                          << "Unsufficient arguments, expected 2-2: Port name, Port value" << QStringList {};
+    QTest::newRow("await, too few") << "await_device" << true << "Unsufficient arguments, expected 1-1: IP-address"
+                                    << QStringList {};
+    QTest::newRow("await") << "await_device 10.0.0.5 30" << true << ""
+                           << QStringList { "await_device address=10.0.0.5 timeout=30" };
+    QTest::newRow("address change of a known device") << "change_ip 10.0.0.5 255.255.0.0" << true << ""
+                                                      << QStringList { "change_ip address=10.0.0.5 subnet=255.255.0.0" };
+    QTest::newRow("address change of an unknown device")
+        << "change_ip 10.0.0.5" << false << "" << QStringList { "identify", "change_ip address=10.0.0.5 <identify" };
+    QTest::newRow("port change") << "change_port http 8080" << true << ""
+                                 << QStringList { "change_port type=http value=8080" };
+    QTest::newRow("other types as named") << "reboot extra" << true << "" << QStringList { "reboot" };
+    QTest::newRow("not an address") << "change_ip ten.0.0.5" << true << "Unsupported value: ten.0.0.5" << QStringList {};
+    QTest::newRow("port out of range") << "change_port http 70000" << true << "Unsupported value: 70000"
+                                       << QStringList {};
+}
+
+void test_core_commands::add_task()
+{
+    QFETCH(QString, values);
+    QFETCH(bool, discovered);
+    QFETCH(QString, error);
+    QFETCH(QStringList, made);
+    scripted f;
+    QVERIFY(f.s->run("devices.add 10.0.0.1"));
+    const QString ident = f.c->task_manager().lines().constFirst();
+    const auto l = f.c->task_manager().find(ident);
+    if (discovered) {
+        device dev = l->get(tasks::keys::device).value<device>();
+        dev.state = 0;
+        l->set(tasks::keys::device, QVariant::fromValue(dev));
+    }
+    const scripting::command_result r = f.run(QStringLiteral("task.add %1 %2").arg(f.c->task_manager().short_ident(ident), values));
+    QCOMPARE(f.shown(), error.isEmpty() ? QStringList {} : QStringList { "error: " + error });
+    QCOMPARE(r.ok, error.isEmpty());
+    QCOMPARE(r.result, error.isEmpty() ? ident : failure);
+    QStringList got;
+    for (const QString& uuid : l->queue()) {
+        const tasks::task& t = l->tasks().at(uuid);
+        QStringList text { t.name() };
+        for (auto it = t.params().cbegin(); it != t.params().cend(); ++it) {
+            const bool address = it.value().userType() == qMetaTypeId<QHostAddress>();
+            text << it.key() + "=" + (address ? it.value().value<QHostAddress>().toString() : it.value().toString());
+        }
+        if (!t.parent().isEmpty())
+            text << "<" + l->tasks().at(t.parent()).name();
+        got << text.join(' ');
+    }
+    QCOMPARE(got, made);
+}
+
+void test_core_commands::add_device_defaults()
+{
+    scripted f;
+    QVERIFY(f.s->run("devices.add 127.0.0.5 80"));
+    QVERIFY(f.s->run("devices.add 127.0.0.6"));
+    QVERIFY(f.s->run("devices.add 127.0.0.7 81 operator s3cret"));
+    QMap<QString, endpoint> by_host;
+    for (const QString& ident : f.c->task_manager().lines()) {
+        const endpoint ep = f.endpoint_of(ident);
+        by_host.insert(ep.host, ep);
+    }
+    QCOMPARE(by_host.size(), 3);
+    QCOMPARE(by_host["127.0.0.5"].port, uint16_t(80));
+    QCOMPARE(by_host["127.0.0.5"].user, QStringLiteral("admin"));
+    QCOMPARE(by_host["127.0.0.5"].password, QString());
+    QCOMPARE(by_host["127.0.0.6"].port, uint16_t(34567));
+    QCOMPARE(by_host["127.0.0.7"].user, QStringLiteral("operator"));
+    QCOMPARE(by_host["127.0.0.7"].password, QStringLiteral("s3cret"));
+    QVERIFY(!by_host["127.0.0.7"].password_encrypted);
+    QCOMPARE(f.run("devices.add 127.0.0.8 port").result, failure);
+    QCOMPARE(f.shown(), QStringList { "error: Unsupported value: port" });
+    QCOMPARE(f.c->task_manager().count(), 3);
+}
+
+void test_core_commands::assign_addresses_data()
+{
+    QTest::addColumn<int>("rows");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<QStringList>("addresses"); // of the change_ip tasks, in selection order
+    QTest::newRow("255 devices") << 255 << "devices.assign_addresses 1 1"
+                                 << "Too many devices, reduce the number of selected devices by 1." << QStringList {};
+    QTest::newRow("past the range") << 10 << "devices.assign_addresses 1 250" << "Start address is out of range."
+                                    << QStringList {};
+    QTest::newRow("to the last address") << 3 << "devices.assign_addresses 7 252" << ""
+                                         << QStringList { "192.168.7.252", "192.168.7.253", "192.168.7.254" };
+    QTest::newRow("third octet out of range") << 1 << "devices.assign_addresses 256 1" << "Unsupported value: 256"
+                                              << QStringList {};
+    QTest::newRow("nothing selected") << 0 << "devices.assign_addresses 1 1" << "" << QStringList {};
+}
+
+void test_core_commands::assign_addresses()
+{
+    QFETCH(int, rows);
+    QFETCH(QString, line);
+    QFETCH(QString, error);
+    QFETCH(QStringList, addresses);
+    scripted f;
+    // All rows at one slow device: the first flow is still at its identify when the command has returned.
+    QVERIFY2(f.devices.start(1, QJsonObject { { "faults", QJsonObject { { "delay_ms", 1500 } } } }),
+        qPrintable(f.devices.error()));
+    for (int i = 0; i < rows; ++i)
+        f.add_row(f.devices.address(0).toString(), f.devices.port(0));
+    const QStringList selection = f.c->selected_lines();
+    const scripting::command_result r = f.run(line);
+    QCOMPARE(f.shown(), error.isEmpty() ? QStringList {} : QStringList { "error: " + error });
+    QCOMPARE(r.ok, error.isEmpty());
+    QStringList got;
+    for (const QString& ident : selection) {
+        const auto l = f.line(ident);
+        QStringList names;
+        for (const QString& uuid : l->queue())
+            names << l->tasks().at(uuid).name();
+        if (names.isEmpty())
+            continue;
+        // Never discovered: identify first, then the change and the wait for the new address.
+        QCOMPARE(names, (QStringList { "identify", "change_ip", "await_device" }));
+        for (const auto& [uuid, t] : l->tasks()) {
+            if (t.name() == "change_ip")
+                got << t.params().value("address").value<QHostAddress>().toString();
+        }
+    }
+    QCOMPARE(got, addresses);
+    QCOMPARE(f.c->task_manager().running_count(), addresses.isEmpty() ? 0u : 1u);
+}
+
+void test_core_commands::check_devices_keeps_the_event_loop_running()
+{
+    // In a process of its own: the batch core quits when its last flow ends, and event loops of this one
+    // would end at once from then on.
+    TEST_NETWORK_IN_ISOLATION();
+    // Slow devices, so that the wait lasts long enough to be measured.
+    scripted f(core::batch, 3, QJsonObject { { "faults", QJsonObject { { "delay_ms", 100 } } } });
+    QVERIFY2(f.devices_up, qPrintable(f.devices.error()));
+    // The first web request of a process loads Qt's network plugins on the main thread: not in the measurement.
+    f.c->api().sapi_url_data(QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(fleet::closed_port())));
+    const loop_watch watch;
+    const scripting::command_result r = f.run("devices.check fetch all --jobs=1", 30000);
+    const qint64 took = watch.elapsed();
+    QVERIFY(r.ok);
+    QCOMPARE(f.ended, 3);
+    QCOMPARE(f.peak, 1);
+    QCOMPARE(f.console.waits, QStringList { "Executing... (1)" });
+    QCOMPARE(f.shown(), QStringList { "Done" });
+    QVERIFY2(f.log_text().count("Device serial: ") == 3, qPrintable(f.log_text()));
+    QVERIFY2(took > 600, qPrintable(QString::number(took)));
+    // The main loop ran all the while: a wait that blocks shows as one gap of most of the time, one that
+    // serves events only now and then as many long ones; a loaded machine makes a few on its own.
+    QVERIFY2(watch.gaps_over(80) <= 4 && watch.longest() < took / 2,
+        qPrintable(QStringLiteral("%1 ms gap in %2 ms").arg(watch.longest()).arg(took)));
+    QVERIFY2(watch.ticks() > took / 40, qPrintable(QStringLiteral("%1 ticks in %2 ms").arg(watch.ticks()).arg(took)));
+}
+
+void test_core_commands::check_devices_with_nothing_selected_returns_at_once()
+{
+    scripted f;
+    QVERIFY(f.s->run("devices.add 10.0.0.1"));
+    f.c->task_manager().find(f.c->task_manager().lines().constFirst())->set(tasks::keys::selected, false);
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(f.run("devices.check fetch all").ok);
+    QVERIFY(clock.elapsed() < 1000);
+    QCOMPARE(f.shown(), QStringList {});
+    QCOMPARE(f.started, 0);
+    QVERIFY(f.run("devices.check force nobody").ok);
+    QCOMPARE(f.shown(), QStringList { "Skipping unknown device: nobody" });
+    QCOMPARE(f.started, 0);
+}
+
+void test_core_commands::scan_counts_and_continues()
+{
+    TEST_NETWORK_IN_ISOLATION();
+    devsim_harness sim;
+    QVERIFY2(sim.start(3), qPrintable(sim.error()));
+    scripted f;
+    scripting::command_result r = f.run("devices.scan", 20000);
+    QCOMPARE(f.console.waits, QStringList { "Scanning... (2)" });
+    QCOMPARE(f.shown(), QStringList { "Devices found: 3" });
+    QCOMPARE(r.result, QStringLiteral("3"));
+    // Continuous: the command returns at once and rows come as devices answer.
+    QVERIFY(f.run("devices.scan start --targets=5").ok);
+    QVERIFY(f.c->lan_scanner().is_running());
+    QCOMPARE(f.run("devices.scan start").result, failure);
+    QCOMPARE(f.shown(), QStringList { "error: Already scanning" });
+    QTRY_COMPARE_WITH_TIMEOUT(f.c->task_manager().count(), 3, 10000);
+    QVERIFY(f.run("devices.scan stop").ok);
+    QTRY_VERIFY_WITH_TIMEOUT(f.c->scan_finished(), 10000);
+    QCOMPARE(f.run("devices.scan stop").result, failure);
+    QCOMPARE(f.shown(), QStringList { "error: Already stopped" });
+}
+
+void test_core_commands::network_commands_against_a_local_server()
+{
+    http_server server;
+    QVERIFY(server.start());
+    server.set_answer("/json", { 200, R"({"a": "1", "b": 2})" });
+    server.set_answer("/text", { 200, "just words" });
+    server.set_answer("/lines", { 200, "one\n\ntwo <b>\n" });
+    scripted f;
+    f.run("network.get " + server.url("/json").toString());
+    QCOMPARE(f.shown(), (QStringList { "a = 1", "b = 2" }));
+    f.run("network.get " + server.url("/text").toString());
+    QCOMPARE(f.shown(), QStringList { "-raw- = just words" });
+    f.run("url_contents " + server.url("/lines").toString());
+    QCOMPARE(f.console.lines, QStringList { "<div>one<br>\ntwo &lt;b&gt;</div>" });
+
+    const QString file = f.dir.filePath("got.txt");
+    scripting::command_result r = f.run(QStringLiteral("download_file %1 %2").arg(server.url("/text").toString(), file));
+    QCOMPARE(r.result, file);
+    QCOMPARE(f.shown(), QStringList { QStringLiteral("File %1 successfully downloaded as %2").arg(server.url("/text").toString(), file) });
+    QFile got(file);
+    QVERIFY(got.open(QIODevice::ReadOnly));
+    QCOMPARE(got.readAll(), QByteArray("just words"));
+    r = f.run(QStringLiteral("download_file %1 %2").arg(server.url("/text").toString(), f.dir.filePath("no/such/x")));
+    QCOMPARE(r.result, failure);
+    QCOMPARE(f.shown(), QStringList { "error: Unable to download from " + server.url("/text").toString() });
+}
+
+void test_core_commands::settings_set_is_reread()
+{
+    scripted f;
+    QCOMPARE(f.c->task_manager().limit(), 0u);
+    QVERIFY(f.run("settings.set.limit_concurrent_tasks 4").ok);
+    QCOMPARE(f.c->task_manager().limit(), 4u);
+    QVERIFY(f.run("settings.set.Extended/menu_options/check_mask false").ok);
+    QVERIFY(!f.c->options().check_subnet_on_ip_change);
 }
 
 void test_core_commands::shutdown_while_the_interpreter_waits_data()

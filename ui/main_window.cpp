@@ -564,6 +564,18 @@ int main_window::set_column_layout(const QStringList& fields)
     return parsed.size();
 }
 
+void main_window::reset_column_layout()
+{
+    if (!m_filter)
+        return;
+    m_filter->set_hidden_columns({});
+    QHeaderView* header = m_table->horizontalHeader();
+    for (int section = 0; section < header->count(); ++section)
+        header->moveSection(header->visualIndex(section), section);
+    m_default_widths_pending = true;
+    apply_default_widths();
+}
+
 column_layout main_window::current_column_layout() const
 {
     column_layout layout;

@@ -52,6 +52,8 @@ public:
     int set_column_layout(const QStringList& fields);
     // The layout as it stands, in the stored form.
     column_layout current_column_layout() const;
+    // Every column shown in its own place, the widths shared evenly.
+    void reset_column_layout();
 
     QTableView* table() const { return m_table; }
     QListWidget* log_list() const { return m_log; }

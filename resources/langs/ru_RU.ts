@@ -730,6 +730,216 @@ If you choose "Cancel" the update checking will be disabled.</source>
             <source>Only %1 files may be open at once, and %2 devices at work need about %3: some of them may fail to connect. Raise the limit of open files (ulimit -n) or limit the number of concurrent tasks.</source>
             <translation>Одновременно может быть открыто только %1 файлов, а %2 устройствам в работе нужно около %3: некоторые из них могут не подключиться. Поднимите ограничение числа открытых файлов (ulimit -n) или ограничьте число одновременных задач.</translation>
         </message>
+        <message>
+            <source>Task not found</source>
+            <translation>Задача не найдена</translation>
+        </message>
+        <message>
+            <source>Script autorun</source>
+            <translation>Автозапуск скриптов</translation>
+        </message>
+        <message>
+            <source>Line %1, error "%2"</source>
+            <translation>Строка %1, ошибка "%2"</translation>
+        </message>
+        <message>
+            <source>Unable to open script %1: %2</source>
+            <translation>Не удалось открыть скрипт %1: %2</translation>
+        </message>
+        <message>
+            <source>Loaded script: %1</source>
+            <translation>Загружен скрипт: %1</translation>
+        </message>
+        <message>
+            <source>IP-address</source>
+            <translation>IP-адрес</translation>
+        </message>
+        <message>
+            <source>Submask</source>
+            <translation>Маска подсети</translation>
+        </message>
+        <message>
+            <source>Port name</source>
+            <translation>Имя порта</translation>
+        </message>
+        <message>
+            <source>Port value</source>
+            <translation>Номер порта</translation>
+        </message>
+        <message>
+            <source>Unsufficient arguments, expected %1-%2: %3</source>
+            <translation>Недостаточно аргументов, ожидается %1-%2: %3</translation>
+        </message>
+        <message>
+            <source>Too many devices, reduce the number of selected devices by %1.</source>
+            <translation>Слишком много устройств, уменьшите число выбранных устройств на %1.</translation>
+        </message>
+        <message>
+            <source>Too many devices</source>
+            <translation>Слишком много устройств</translation>
+        </message>
+        <message>
+            <source>Reduce the number of selected devices by %1.</source>
+            <translation>Уменьшите число выбранных устройств на %1.</translation>
+        </message>
+        <message>
+            <source>Start address is out of range.</source>
+            <translation>Начальный адрес вне диапазона.</translation>
+        </message>
+        <message>
+            <source>Out of range</source>
+            <translation>Вне диапазона</translation>
+        </message>
+        <message>
+            <source>Unable to assign addresses for %1 devices from the specified address range.
+Lower the start address to %2?</source>
+            <translation>Невозможно назначить адреса %1 устройствам из указанного диапазона.
+Понизить начальный адрес до %2?</translation>
+        </message>
+        <message>
+            <source>Skipping unknown device: %1</source>
+            <translation>Пропускаем неизвестное устройство: %1</translation>
+        </message>
+        <message>
+            <source>Executing...</source>
+            <translation>Выполнение...</translation>
+        </message>
+        <message>
+            <source>Unable to clear task list: some tasks are still running</source>
+            <translation>Невозможно очистить список задач: некоторые задачи ещё выполняются</translation>
+        </message>
+        <message>
+            <source>Explaining %1 ...</source>
+            <translation>Описание %1 ...</translation>
+        </message>
+        <message>
+            <source>Devices exported</source>
+            <translation>Устройств экспортировано</translation>
+        </message>
+        <message>
+            <source>Devices imported</source>
+            <translation>Устройств импортировано</translation>
+        </message>
+        <message>
+            <source>Total tasks: %1</source>
+            <translation>Всего задач: %1</translation>
+        </message>
+        <message>
+            <source>Device registration is disabled.</source>
+            <translation>Регистрация устройств отключена.</translation>
+        </message>
+        <message>
+            <source>Unknown registration type: %1</source>
+            <translation>Неизвестный тип регистрации: %1</translation>
+        </message>
+        <message>
+            <source>The queue is busy, unable to scan</source>
+            <translation>Очередь занята, поиск невозможен</translation>
+        </message>
+        <message>
+            <source>Scanning...</source>
+            <translation>Поиск...</translation>
+        </message>
+        <message>
+            <source>Devices found</source>
+            <translation>Найдено устройств</translation>
+        </message>
+        <message>
+            <source>Already scanning</source>
+            <translation>Поиск уже идёт</translation>
+        </message>
+        <message>
+            <source>Basic scanning is impossible to stop</source>
+            <translation>Обычный поиск невозможно остановить</translation>
+        </message>
+        <message>
+            <source>Already stopped</source>
+            <translation>Уже остановлено</translation>
+        </message>
+        <message>
+            <source>Unknown search command: %1</source>
+            <translation>Неизвестная команда поиска: %1</translation>
+        </message>
+        <message>
+            <source>Unknown menu: %1</source>
+            <translation>Неизвестное меню: %1</translation>
+        </message>
+        <message>
+            <source>Unable to download from %1</source>
+            <translation>Не удалось загрузить с %1</translation>
+        </message>
+        <message>
+            <source>File %1 successfully downloaded as %2</source>
+            <translation>Файл %1 успешно загружен как %2</translation>
+        </message>
+        <message>
+            <source>Sound queue should be set in pairs.</source>
+            <translation>Звуковая очередь задаётся парами.</translation>
+        </message>
+        <message>
+            <source>Unable to use cache as firmware package</source>
+            <translation>Невозможно использовать кэш как пакет прошивок</translation>
+        </message>
+        <message>
+            <source>Error loading firmware package</source>
+            <translation>Ошибка загрузки пакета прошивок</translation>
+        </message>
+        <message>
+            <source>No target devices available</source>
+            <translation>Нет доступных целевых устройств</translation>
+        </message>
+        <message>
+            <source>Error applying firmware package</source>
+            <translation>Ошибка применения пакета прошивок</translation>
+        </message>
+        <message>
+            <source>Command disabled</source>
+            <translation>Команда отключена</translation>
+        </message>
+        <message>
+            <source>Event attachment command requires specifying a type of action</source>
+            <translation>Команде привязки события нужно указать тип действия</translation>
+        </message>
+        <message>
+            <source>This event action is not supported</source>
+            <translation>Это действие для события не поддерживается</translation>
+        </message>
+        <message>
+            <source>Events are not available in this build</source>
+            <translation>События недоступны в этой сборке</translation>
+        </message>
+        <message>
+            <source>Variable %1 not found</source>
+            <translation>Переменная %1 не найдена</translation>
+        </message>
+        <message>
+            <source>Variable %1 deleted</source>
+            <translation>Переменная %1 удалена</translation>
+        </message>
+        <message>
+            <source>No such recording</source>
+            <translation>Нет такой записи</translation>
+        </message>
+        <message>
+            <source>Removed macro: %1</source>
+            <translation>Удалён макрос: %1</translation>
+        </message>
+        <message>
+            <source>Alias %1 not found</source>
+            <translation>Псевдоним %1 не найден</translation>
+        </message>
+        <message>
+            <source>Alias %1 removed</source>
+            <translation>Псевдоним %1 удалён</translation>
+        </message>
+        <message>
+            <source>Unknown setting: %1</source>
+            <translation>Неизвестная настройка: %1</translation>
+        </message>
+        <message>
+            <source>Previous values</source>
+            <translation>Прежние значения</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
@@ -802,6 +1012,14 @@ If you choose "Cancel" the update checking will be disabled.</source>
         <message>
             <source>Offline mode (no external communications).</source>
             <translation>Автономный режим (без внешней связи).</translation>
+        </message>
+        <message>
+            <source>With --batch: run this script file (OVScript, or Lua for .lua) on the devices of the optional CSV file, and quit once the script and all device tasks have ended.</source>
+            <translation>Вместе с --batch: выполнить этот файл скрипта (OVScript или Lua для .lua) над устройствами необязательного CSV-файла и завершить работу, когда закончатся скрипт и все задачи устройств.</translation>
+        </message>
+        <message>
+            <source>file</source>
+            <translation>файл</translation>
         </message>
     </context>
     <context>
@@ -1048,6 +1266,46 @@ If you choose "Cancel" the update checking will be disabled.</source>
         <message>
             <source>Unsupported value: %1</source>
             <translation>Неподдерживаемое значение: %1</translation>
+        </message>
+        <message>
+            <source>No audio output to play the sound</source>
+            <translation>Нет аудиовыхода для воспроизведения звука</translation>
+        </message>
+        <message>
+            <source>Unable to play the sound file %1</source>
+            <translation>Не удалось воспроизвести звуковой файл %1</translation>
+        </message>
+        <message>
+            <source>Lua is not available in this build</source>
+            <translation>Lua недоступен в этой сборке</translation>
+        </message>
+        <message>
+            <source>Plugins are not available in this build</source>
+            <translation>Плагины недоступны в этой сборке</translation>
+        </message>
+        <message>
+            <source>Video playback is not available in this build</source>
+            <translation>Воспроизведение видео недоступно в этой сборке</translation>
+        </message>
+        <message>
+            <source>Script widgets are not available in this build</source>
+            <translation>Виджеты скриптов недоступны в этой сборке</translation>
+        </message>
+        <message>
+            <source>Done</source>
+            <translation>Готово</translation>
+        </message>
+        <message>
+            <source>The queue is busy, unable to scan</source>
+            <translation>Очередь занята, поиск невозможен</translation>
+        </message>
+        <message>
+            <source>Missing element identifier</source>
+            <translation>Не указан идентификатор элемента</translation>
+        </message>
+        <message>
+            <source>Unknown operation: %1</source>
+            <translation>Неизвестная операция: %1</translation>
         </message>
     </context>
     <context>

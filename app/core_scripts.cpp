@@ -1,0 +1,160 @@
+// Scripts: the API the core offers them, their console, script files, autorun and the
+// batch script run.
+#include "app/core.h"
+
+#include "app/app_paths.h"
+#include "app/caps.h"
+#include "app/fixed_names.h"
+#include "app/log_console.h"
+#include "scripting/sapi.h"
+#include "scripting/wait.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+namespace {
+
+bool is_lua(const QString& path)
+{
+    return path.endsWith(QLatin1String(".lua"), Qt::CaseInsensitive);
+}
+
+} // namespace
+
+void core::build_api()
+{
+    sapi::core_functions f;
+    f.echo_enabled = [this] { return m_processor->echo_enabled(); };
+    f.batch = [this] { return m_mode == batch; };
+    f.add_device = [this](const endpoint& ep) { introduce(task_element(ep, device())); };
+    f.clear_devices = [this] { clear_list(); };
+    f.export_devices = [this](const QString& file, bool selected_only) {
+        return static_cast<unsigned long>(export_task_file(file, selected_only));
+    };
+    f.import_devices = [this](const QString& file) { return static_cast<unsigned long>(import_task_file(file)); };
+    f.start_scan = [this] { return scan(); };
+    f.scan_finished = [this] { return m_scan_finished; };
+    f.settings_changed = [this] { reload_settings(); };
+    f.pack_list = [this] { return find_packs(false); };
+    f.caps = [] { return caps::table(); };
+    f.version = [] { return caps::version_text(); };
+    f.register_device = [this](const QString& serial, const QString& first, const QString& second) {
+        return m_registration.register_new_device(serial, first, second);
+    };
+    f.register_mac = [this](const QString& serial, short port, const QString& mac, const QHostAddress& address) {
+        const delivery::register_mac_result r = m_registration.register_cloud_mac(serial, uint16_t(port), mac, address);
+        return QVariantMap { { QStringLiteral("result"), r.result },
+            { QStringLiteral("date"), r.date.toString(delivery::registration::date_format) },
+            { QStringLiteral("operator_mac"), r.operator_mac },
+            { QStringLiteral("operator_ip"), r.operator_ip.toString() } };
+    };
+    // Lua, plugins, the video player and script widgets plug in here once they exist.
+    m_sapi = std::make_unique<sapi>(std::move(f), m_manager, *m_settings);
+}
+
+scripting::console* core::console() const
+{
+    return m_sapi ? m_sapi->console() : nullptr;
+}
+
+void core::wait_while(const std::function<bool()>& condition, const QString& message,
+    scripting::console::animation kind)
+{
+    if (scripting::console* out = console())
+        out->wait(condition, message, false, kind);
+    else
+        scripting::wait_while(condition, 100);
+}
+
+bool core::run_script_file(const QString& path)
+{
+    scripting::console* out = console();
+    if (is_lua(path)) {
+        QFile probe(path);
+        if (!probe.open(QIODevice::ReadOnly)) {
+            if (out)
+                out->append_error(tr("Unable to open script %1: %2").arg(path, probe.errorString()), false);
+            return false;
+        }
+        m_processor->queue_entry(scripting::command_entry, QStringLiteral("script.lua.run %1").arg(path),
+            { QString(), qint64(scripting::commands::run_lua_script) }, { path }, {});
+        return true;
+    }
+    const cmd_processor::script_file script = cmd_processor::read_script_file(path);
+    if (!script.ok) {
+        if (out)
+            out->append_error(tr("Unable to open script %1: %2").arg(path, script.error), false);
+        return false;
+    }
+    if (out)
+        out->append(QStringLiteral("<div style='font-style: italic; color: gray;'>%1</div>")
+                        .arg(tr("Loaded script: %1").arg(path)),
+            false);
+    QList<QPair<QUuid, QString>> lines;
+    for (const QString& text : script.lines) {
+        const QUuid ident = QUuid::createUuid();
+        if (out)
+            out->remember_line(ident, text);
+        lines.append({ ident, text });
+    }
+    m_processor->execute_script(lines);
+    return true;
+}
+
+bool core::run_batch_script(const QString& path)
+{
+    if (is_lua(path) && !m_sapi->available(sapi::feature::lua)) {
+        log(fixed_names::sources::core, sapi::unavailable_text(sapi::feature::lua));
+        return false;
+    }
+    if (!run_script_file(path))
+        return false;
+    m_script_run = true;
+    // The interpreter says nothing when a script holds no command at all: look now and then.
+    m_script_watch.setInterval(100);
+    connect(&m_script_watch, &QTimer::timeout, this, &core::end_script_run_if_done, Qt::UniqueConnection);
+    m_script_watch.start();
+    return true;
+}
+
+void core::end_script_run_if_done()
+{
+    if (!m_script_run || m_manager.running_count() != 0 || registrations_pending() || !m_processor->idle())
+        return;
+    m_script_watch.stop();
+    QCoreApplication::quit();
+}
+
+void core::run_autorun()
+{
+    scripting::autorun stored;
+    stored.load(*m_settings);
+    QList<scripting::autorun_entry> enabled;
+    for (scripting::autorun_entry e : stored.entries()) {
+        if (!e.enabled)
+            continue;
+        const QString resolved = app_paths::autorun_file(m_portable, m_application_path, e.file);
+        if (!resolved.isEmpty())
+            e.file = resolved;
+        enabled << e;
+    }
+    m_autorun.set_entries(enabled);
+    m_autorun.set_runner([this](const QString& file) { return run_script_file(file); });
+    if (m_settings->value(QStringLiteral("Autorun/enabled"), false).toBool())
+        m_autorun.run();
+}
+
+void core::set_log_filters(const QStringList& tags)
+{
+    m_options.log_filter = tags;
+    m_options.save(*m_settings);
+    m_history.set_filter(0, tags);
+}
+
+void core::reload_settings()
+{
+    m_options.load(*m_settings);
+    read_mirrors();
+    for (const QString& ident : m_manager.lines())
+        set_row_address(ident);
+}

@@ -1,0 +1,83 @@
+#pragma once
+
+// Runs script lines through a core's interpreter. Header-only: the shared support library doesn't link the core.
+#include "app/core.h"
+#include "tests/support/fleet_fixture.h"
+#include "tests/support/recording_console.h"
+
+#include <QEventLoop>
+#include <QMutex>
+#include <QTimer>
+
+#include <optional>
+
+// Runs lines through the core's interpreter and keeps the arguments each command was
+// given once its variables were resolved, and the interpreter's messages.
+struct session
+{
+    explicit session(core& c)
+        : c(c)
+    {
+        // Made after the core's own connection, so it runs once the core's slot has returned.
+        QObject::connect(&c.processor(), &cmd_processor::command, &c,
+            [this](QUuid, uint, size_t, QString, scripting::cmd_id, QStringList args) {
+                QMutexLocker lock(&mutex);
+                resolved.append(args);
+            },
+            Qt::DirectConnection);
+        QObject::connect(&c.processor(), &cmd_processor::output, &c, [this](const QString& m) { output.append(m); });
+        QObject::connect(&c.processor(), &cmd_processor::queue_stopped, &loop, &QEventLoop::quit);
+        limit.setSingleShot(true);
+        QObject::connect(&limit, &QTimer::timeout, &loop, [this] { loop.exit(1); });
+    }
+
+    bool run(const QString& line, int timeout_ms = 5000)
+    {
+        limit.start(timeout_ms);
+        c.processor().execute_line(QUuid::createUuid(), line);
+        const bool stopped = loop.exec() == 0;
+        limit.stop();
+        return stopped;
+    }
+
+    QStringList last_args()
+    {
+        QMutexLocker lock(&mutex);
+        return resolved.value(resolved.size() - 1);
+    }
+
+    core& c;
+    QEventLoop loop;
+    QTimer limit;
+    QMutex mutex; // the direct connection writes on the interpreter thread
+    QList<QStringList> resolved;
+    QStringList output;
+};
+
+// A core among simulated devices (when asked for) whose console keeps what scripts show.
+struct scripted : fleet::fixture
+{
+    explicit scripted(core::operation_mode mode = core::batch, int devices = 0, const QJsonObject& device_defaults = {})
+    {
+        if (devices > 0)
+            devices_up = start_devices(devices, device_defaults);
+        make_core(false, mode);
+        c->api().set_console(&console);
+        s.emplace(*c);
+    }
+
+    // The outcome of the line's last command; its messages are in shown().
+    scripting::command_result run(const QString& line, int timeout_ms = 5000)
+    {
+        console.lines.clear();
+        if (!s->run(line, timeout_ms))
+            return { false, QStringLiteral("(timed out)") };
+        return c->processor().last_result();
+    }
+    // What the console showed, as plain text, errors marked.
+    QStringList shown() const { return console.plain(); }
+
+    bool devices_up = true;
+    recording_console console;
+    std::optional<session> s;
+};

@@ -1,0 +1,242 @@
+// The program run headless with scripts, as a user runs it: "--batch --script" on the example scripts against
+// simulated devices and service, an autorun script in plain batch mode, and every way such a run must end.
+#include "tests/support/devsim_harness.h"
+#include "tests/support/fleet_fixture.h"
+#include "tests/support/svcsim_harness.h"
+
+#include <QProcess>
+#include <QtTest>
+
+namespace {
+
+// A portable installation of the program in a folder of its own, its service on loopback.
+struct installation
+{
+    installation()
+    {
+        QFile::copy(QStringLiteral(ORVANE_BINARY), dir.filePath("orvane"));
+        settings("Service/address", "127.0.0.1");
+        settings("Service/port", fleet::closed_port());
+    }
+
+    void settings(const QString& key, const QVariant& value)
+    {
+        QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
+        s.setValue(key, value);
+    }
+    // Quoted as a user must write it: QSettings reads an unquoted ";" as the start of a comment.
+    void autorun(const QString& file)
+    {
+        QFile ini(dir.filePath("ov.config"));
+        ini.open(QIODevice::Append);
+        ini.write(QStringLiteral("\n[Autorun]\nenabled=true\nlist=\"%1;1;0\"\n").arg(file).toUtf8());
+    }
+    void write(const QString& name, const QString& text)
+    {
+        QFile f(dir.filePath(name));
+        f.open(QIODevice::WriteOnly);
+        f.write(text.toUtf8());
+    }
+    QString read(const QString& name) const
+    {
+        QFile f(dir.filePath(name));
+        return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+    }
+
+    // Runs the program to its end; false when it didn't end in time.
+    bool run(const QStringList& args, int timeout_ms = 30000)
+    {
+        QProcess p;
+        p.setWorkingDirectory(dir.path());
+        p.start(dir.filePath("orvane"), args);
+        clock.start();
+        const bool ended = p.waitForFinished(timeout_ms);
+        took = clock.elapsed();
+        if (!ended)
+            p.kill();
+        p.waitForFinished(2000);
+        output = QString::fromUtf8(p.readAllStandardOutput());
+        code = p.exitCode();
+        return ended && p.exitStatus() == QProcess::NormalExit;
+    }
+    // The texts of the log lines, without their time.
+    QStringList lines() const
+    {
+        QStringList out;
+        for (const QString& line : output.split('\n', Qt::SkipEmptyParts))
+            out << line.section(QStringLiteral(" | "), 1);
+        return out;
+    }
+
+    QTemporaryDir dir;
+    QString output;
+    int code = -1;
+    qint64 took = 0;
+    QElapsedTimer clock;
+};
+
+QString example(const QString& name)
+{
+    QFile f(QStringLiteral(ORVANE_SOURCE_DIR "/examples/scripts/") + name);
+    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+}
+
+} // namespace
+
+class test_script_run : public QObject
+{
+    Q_OBJECT
+private slots:
+    void example_scripts_update_a_fleet();
+    void autorun_script_in_batch_mode();
+    void runs_end_data();
+    void runs_end();
+    void batch_quits_while_a_script_sleeps();
+};
+
+void test_script_run::example_scripts_update_a_fleet()
+{
+    devsim_harness devices;
+    QVERIFY2(devices.start(3, QJsonObject { { "reboot_ms", 200 } }), qPrintable(devices.error()));
+    svcsim_harness service;
+    const QString firmware = service.add_file("ipc.bin", fleet::image(200 * 1024, 'f'));
+    QJsonObject fleet;
+    for (int i = 0; i < 3; ++i) {
+        const QString serial = devices.state(i)["serial"].toString();
+        fleet.insert(serial, i == 2 ? QJsonValue("updated") : QJsonValue(QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { firmware } } }));
+    }
+    QVERIFY2(service.start(QJsonObject { { "fleet", fleet } }), qPrintable(service.error()));
+
+    installation app;
+    app.settings("Service/port", service.port());
+    app.settings("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
+    app.settings("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
+    app.autorun("setup.ovscript");
+    app.write("setup.ovscript", example("setup.ovscript"));
+    app.write("fleet_update.ovscript", example("fleet_update.ovscript"));
+    QString csv;
+    for (int i = 0; i < 3; ++i)
+        csv += QStringLiteral("%1,%2,admin,\n").arg(devices.address(i).toString()).arg(devices.port(i));
+    app.write("devices.csv", csv);
+
+    QVERIFY2(app.run({ "--batch", "--script", "fleet_update.ovscript" }, 60000), qPrintable(app.output));
+    QCOMPARE(app.code, 0);
+    const QStringList lines = app.lines();
+    const auto at = [&lines](const QString& line) { return lines.indexOf(line); };
+    // The autorun script first, then the script of the command line, each line in turn.
+    QVERIFY2(at("[ovscript]: Autorun: 0.5, build #1964") >= 0, qPrintable(app.output));
+    QVERIFY(at("[ovscript]: Service/address: 127.0.0.1") > at("[ovscript]: Autorun: 0.5, build #1964"));
+    QVERIFY(at("[ovscript]: Devices imported: 3") > at("[ovscript]: Devices in the list: 0"));
+    QVERIFY(at("[ovscript]: Devices in the list: 3") > at("[ovscript]: Devices imported: 3"));
+    QCOMPARE(lines.count("[ovscript]: Done"), 2);
+    QCOMPARE(app.output.count(": Done upgrading"), 2);
+    QCOMPARE(app.output.count("Confirmed new firmware for"), 2);
+    // The export comes after both checks have ended, and is the last word.
+    QVERIFY(at("[ovscript]: Exported 3 devices to updated.csv") > lines.lastIndexOf("[ovscript]: Done"));
+    QCOMPARE(lines.last(), QStringLiteral("[ovscript]: Exported 3 devices to updated.csv"));
+    QCOMPARE(app.read("updated.csv").count('\n'), 3);
+    QCOMPARE(service.requests("confirm").size(), 2);
+}
+
+void test_script_run::autorun_script_in_batch_mode()
+{
+    installation app;
+    app.autorun("setup.ovscript");
+    app.write("setup.ovscript",
+        "settings.get.Foo bar\n"
+        "sleep 500ms\n"
+        "vars.delete x\n"
+        "print ${$last/ok}\n"
+        "devices.add 127.0.0.5 80\n"
+        "print $(task.list)\n"
+        "devices.scan stop\n"
+        "if(task.list) then(print yes) else(print no)\n"
+        "task.dump all\n"
+        "exit\n");
+    // An empty list: no flow ever ends, so only the script's exit ends the run.
+    app.write("empty.csv", "");
+    QVERIFY2(app.run({ "--batch", "empty.csv" }), qPrintable(app.output));
+    QCOMPARE(app.code, 0);
+    const QString out = app.lines().join('\n');
+    const QStringList expected { "[ovscript]: $ settings.get.Foo bar", "[ovscript]: Foo: bar", "[ovscript]: $ sleep 500ms",
+        "[ovscript]: $ vars.delete x", "[ovscript]: Variable x not found", "[ovscript]: $ print ${$last/ok}",
+        "[ovscript]: 0", "[ovscript]: $ devices.add 127.0.0.5 80" };
+    QVERIFY2(out.contains(expected.join('\n')), qPrintable(out));
+    QVERIFY2(out.contains("[ovscript]: $ print $(task.list)\n[ovscript]: 1\n[ovscript]: $ devices.scan stop\n"
+                          "[ovscript]: Already stopped\n[ovscript]: $ print yes\n[ovscript]: yes"),
+        qPrintable(out));
+    QVERIFY2(out.contains("[ovscript]: endpoint: admin@127.0.0.5:80, password: -none-, mac: , mtype: 0 (endpoint)"),
+        qPrintable(out));
+    QVERIFY(app.took >= 500);
+}
+
+void test_script_run::runs_end_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QString>("script");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QStringList>("present");
+    QTest::addColumn<QStringList>("absent");
+    QTest::newRow("exit with lines still queued")
+        << QStringList { "--batch", "--script", "s.ovscript" } << "print one\nexit\nprint two\nsleep 30\nprint three\n" << 0
+        << QStringList { "[ovscript]: one" } << QStringList { "[ovscript]: two", "[ovscript]: three" };
+    QTest::newRow("a script of comments") << QStringList { "--batch", "--script", "s.ovscript" } << "# nothing\n\n"
+                                          << 0 << QStringList { "Loaded script: s.ovscript" } << QStringList {};
+    QTest::newRow("the end of the script") << QStringList { "--batch", "--script", "s.ovscript" }
+                                           << "a=1\nprint ${a}\nvars.delete nothing\n" << 0
+                                           << QStringList { "[ovscript]: 1", "[ovscript]: Variable nothing not found" }
+                                           << QStringList {};
+    QTest::newRow("with a task list, nothing launched")
+        << QStringList { "--batch", "--script", "s.ovscript", "list.csv" } << "print $(task.list)\n" << 0
+        << QStringList { "[ovscript]: 2" } << QStringList { "Launching" };
+    QTest::newRow("a missing script") << QStringList { "--batch", "--script", "missing.ovscript" } << "" << 1
+                                      << QStringList { "Unable to open script missing.ovscript: No such file or directory" }
+                                      << QStringList {};
+    QTest::newRow("Lua") << QStringList { "--batch", "--script", "s.lua" } << "" << 1
+                         << QStringList { "Lua is not available in this build" } << QStringList {};
+    QTest::newRow("a script needs batch mode") << QStringList { "--script", "s.ovscript" } << "print x\n" << 0
+                                               << QStringList { "--script <file>", "taskfile.csv" }
+                                               << QStringList { "[ovscript]" };
+    QTest::newRow("help names the option") << QStringList { "--help" } << "" << 0
+                                           << QStringList { "--script <file>", "With --batch: run this script file" }
+                                           << QStringList {};
+}
+
+void test_script_run::runs_end()
+{
+    QFETCH(QStringList, args);
+    QFETCH(QString, script);
+    QFETCH(int, code);
+    QFETCH(QStringList, present);
+    QFETCH(QStringList, absent);
+    installation app;
+    app.write("s.ovscript", script);
+    app.write("list.csv", "127.0.0.7,34567,admin,\n127.0.0.8,34567,admin,\n");
+    QVERIFY2(app.run(args, 20000), qPrintable(app.output));
+    QCOMPARE(app.code, code);
+    QVERIFY2(app.took < 10000, qPrintable(QString::number(app.took)));
+    for (const QString& text : present)
+        QVERIFY2(app.output.contains(text), qPrintable(text + "\n" + app.output));
+    for (const QString& text : absent)
+        QVERIFY2(!app.output.contains(text), qPrintable(text + "\n" + app.output));
+}
+
+void test_script_run::batch_quits_while_a_script_sleeps()
+{
+    devsim_harness devices;
+    QVERIFY2(devices.start(1), qPrintable(devices.error()));
+    installation app;
+    app.autorun("setup.ovscript");
+    app.write("setup.ovscript", "sleep 1m\nprint late\n");
+    app.write("devices.csv", QStringLiteral("%1,%2,admin,\n").arg(devices.address(0).toString()).arg(devices.port(0)));
+    // The flow ends (without a service) while the interpreter stands inside the sleep: the run ends all the same.
+    QVERIFY2(app.run({ "--batch", "--fetch-only", "devices.csv" }), qPrintable(app.output));
+    QCOMPARE(app.code, 0);
+    QVERIFY2(app.took < 10000, qPrintable(QString::number(app.took)));
+    QVERIFY(app.output.contains("[core]: -- all done --"));
+    QVERIFY(app.output.contains("[ovscript]: $ sleep 1m"));
+    QVERIFY(!app.output.contains("[ovscript]: late"));
+}
+
+QTEST_GUILESS_MAIN(test_script_run)
+#include "test_script_run.moc"

@@ -1,0 +1,156 @@
+// Commands in the window: the address assignment asks where a batch run refuses, and the display commands
+// reach the table, the log pane and the menus.
+#include "scripting/sapi.h"
+#include "tests/support/script_session.h"
+#include "ui/main_window.h"
+
+#include <QtTest>
+#include <QtWidgets>
+
+namespace {
+
+// Answers each modal box as it shows up, in order, and keeps their texts.
+struct box_answers
+{
+    explicit box_answers(QList<int> buttons)
+        : buttons(std::move(buttons))
+    {
+        timer.setInterval(20);
+        QObject::connect(&timer, &QTimer::timeout, [this] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box || this->buttons.isEmpty())
+                return;
+            texts << box->windowTitle() + ": " + box->text();
+            box->button(QMessageBox::StandardButton(this->buttons.takeFirst()))->click();
+        });
+        timer.start();
+    }
+
+    QList<int> buttons;
+    QStringList texts;
+    QTimer timer;
+};
+
+// An interactive core, and the addresses its tasks were given.
+struct window_core : scripted
+{
+    window_core()
+        : scripted(core::interactive)
+    {
+    }
+
+    // Addresses of the change_ip tasks composed, in selection order.
+    QStringList assigned() const
+    {
+        QStringList addresses;
+        for (const QString& ident : c->selected_lines()) {
+            for (const auto& [uuid, t] : line(ident)->tasks()) {
+                if (t.name() == tasks::names::change_ip)
+                    addresses << t.params().value(tasks::args::address).value<QHostAddress>().toString();
+            }
+        }
+        return addresses;
+    }
+};
+
+} // namespace
+
+class test_window_commands : public QObject
+{
+    Q_OBJECT
+private slots:
+    void assign_addresses_asks_data();
+    void assign_addresses_asks();
+    void display_commands_reach_the_window();
+};
+
+void test_window_commands::assign_addresses_asks_data()
+{
+    QTest::addColumn<int>("rows");
+    QTest::addColumn<QList<int>>("answers");
+    QTest::addColumn<QStringList>("boxes");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<QString>("first");
+    QTest::newRow("lowered") << 10 << QList<int> { QMessageBox::Yes }
+                             << QStringList { "Out of range: Unable to assign addresses for 10 devices from the specified "
+                                              "address range.\nLower the start address to 192.168.1.245?" }
+                             << "" << "192.168.1.245";
+    QTest::newRow("not lowered") << 10 << QList<int> { QMessageBox::No }
+                                 << QStringList { "Out of range: Unable to assign addresses for 10 devices from the "
+                                                  "specified address range.\nLower the start address to 192.168.1.245?" }
+                                 << "Start address is out of range." << "";
+    QTest::newRow("too many, then out of range")
+        << 256 << QList<int> { QMessageBox::Ok, QMessageBox::No }
+        << QStringList { "Too many devices: Reduce the number of selected devices by 2.",
+               "Out of range: Unable to assign addresses for 256 devices from the specified address range.\nLower the "
+               "start address to 192.168.1.0?" }
+        << "Start address is out of range." << "";
+}
+
+void test_window_commands::assign_addresses_asks()
+{
+    QFETCH(int, rows);
+    QFETCH(QList<int>, answers);
+    QFETCH(QStringList, boxes);
+    QFETCH(QString, error);
+    QFETCH(QString, first);
+    window_core f;
+    // All rows at one slow device: the first flow is still at its identify when the command has returned.
+    QVERIFY2(f.devices.start(1, QJsonObject { { "faults", QJsonObject { { "delay_ms", 1500 } } } }),
+        qPrintable(f.devices.error()));
+    for (int i = 0; i < rows; ++i)
+        f.add_row(f.devices.address(0).toString(), f.devices.port(0));
+    box_answers answering(answers);
+    const scripting::command_result r = f.run("devices.assign_addresses 1 250");
+    QCOMPARE(answering.texts, boxes);
+    QCOMPARE(r.ok, error.isEmpty());
+    QCOMPARE(f.shown(), error.isEmpty() ? QStringList {} : QStringList { "error: " + error });
+    const QStringList addresses = f.assigned();
+    QCOMPARE(addresses.size(), first.isEmpty() ? 0 : rows);
+    if (!first.isEmpty()) {
+        QCOMPARE(addresses.first(), first);
+        QCOMPARE(addresses.last(), QStringLiteral("192.168.1.254"));
+    }
+}
+
+void test_window_commands::display_commands_reach_the_window()
+{
+    window_core f;
+    main_window* w = f.c->window();
+    QVERIFY(w);
+    const auto* splitter = qobject_cast<QSplitter*>(w->log_list()->parentWidget());
+    QVERIFY(splitter);
+
+    QVERIFY(f.run("display.log.toggle off").ok);
+    QCOMPARE(splitter->sizes().value(1), 0);
+    QVERIFY(f.run("display.log.toggle on").ok);
+    QVERIFY(splitter->sizes().value(1) > 0);
+
+    QVERIFY(f.run("display.menu.Actions no").ok);
+    QVERIFY(!w->menu_actions()->menuAction()->isVisible());
+    QVERIFY(w->menu_options()->menuAction()->isVisible());
+
+    QVERIFY(f.run("display.columns display:100 status").ok);
+    QList<int> shown;
+    for (const column_layout::field& field : w->current_column_layout().fields)
+        shown << field.id;
+    QCOMPARE(shown, (QList<int> { 0, 4 }));
+    QVERIFY(f.run("display.columns.reset").ok);
+    QCOMPARE(w->current_column_layout().fields.size(), 5);
+
+    f.c->log("[core]", "a line", { "core" });
+    QTRY_VERIFY(w->log_list()->count() > 0);
+    QVERIFY(f.run("display.log.clear").ok);
+    QCOMPARE(w->log_list()->count(), 0);
+
+    QVERIFY(f.run("display.log.filters.set tasks").ok);
+    QCOMPARE(f.c->history().filter(0), QStringList { "tasks" });
+    QCOMPARE(f.c->options().log_filter, QStringList { "tasks" });
+    QVERIFY(f.run("log \"shown in the console\"").ok);
+    QCOMPARE(f.console.lines, QStringList { "<div style='font-style: italic; color: green;'>shown in the console</div>" });
+    QVERIFY(f.run("display.console.font.mono yes").ok);
+    QCOMPARE(f.console.fonts, QList<bool> { true });
+}
+
+QTEST_MAIN(test_window_commands)
+#include "test_window_commands.moc"
