@@ -77,9 +77,9 @@ int main(int argc, char** argv)
     if (args.value(0) == QLatin1String("--inside"))
         return inside(args.value(1), args.value(2).toInt());
     bool ok = false;
-    const int count = args.isEmpty() ? 100 : args.value(0).toInt(&ok);
+    const int count = args.isEmpty() ? 250 : args.value(0).toInt(&ok);
     if (!args.isEmpty() && (!ok || count < 1 || count > 4000)) {
-        std::fprintf(stderr, "usage: bench_scan [devices, 1 to 4000; 100]\n");
+        std::fprintf(stderr, "usage: bench_scan [devices, 1 to 4000; 250]\n");
         return 2;
     }
     return outside(count);
