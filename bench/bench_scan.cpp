@@ -62,7 +62,7 @@ int outside(int count)
     const bool good = net.run(net.program_namespace(), QCoreApplication::applicationFilePath(),
         { QStringLiteral("--inside"), net.program_namespace(), QString::number(count) }, &output,
         pass_limit_ms + 10000);
-    std::fputs(qPrintable(output), stdout);
+    std::printf("%s\n", qPrintable(output.trimmed()));
     if (!good)
         std::fprintf(stderr, "bench_scan: %s\n", qPrintable(net.error()));
     return good ? 0 : 1;
