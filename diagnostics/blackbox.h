@@ -3,6 +3,7 @@
 #include <QMutex>
 #include <QString>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <memory>
@@ -38,7 +39,10 @@ private:
     QString m_file_name;
     bool m_quiet;
     FILE* m_file = nullptr;
-    mutable QMutex m_mutex; // guards m_file and the writing of a line
+    // The file's descriptor, opened for appending: a line goes out in one write, which the
+    // kernel keeps whole and in order, so writers don't queue on the mutex for the file.
+    std::atomic<int> m_descriptor { -1 };
+    mutable QMutex m_mutex; // guards opening the file and the writing of a line to the console
 };
 
 // For code that isn't a loggable: writes "parent/ident" through the global instance, if any.
