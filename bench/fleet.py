@@ -13,7 +13,9 @@ The program starts with a soft descriptor limit of 1024, as on a desktop, and ra
 --profile   records where the program's CPU goes at the first size (perf, or callgrind on a
             fleet of 10 where perf can't sample) and prints the top entries
 --stall N   the interactive window under Xvfb with N devices: the longest gap of the main
-            thread's event loop from Run to "-- all done --" (ORVANE_STALL_PROBE)
+            thread's event loop (ORVANE_STALL_PROBE) while the rows report progress, from the
+            first "Now uploading the file" to the last "Done upgrading", and from Run to
+            "-- all done --"
 --smoke     20 devices of 1 MiB on a random loopback block, program only: exits non-zero
             unless every device is upgraded with one file request (the test suite's check)
 
@@ -205,7 +207,7 @@ def load():
 
 def print_program(count, r):
     print(f"fleet {count} devices, program: wall {r['wall']:.2f} s, cpu {r['cpu']:.2f} s "
-          f"({r['cpu'] / count * 1000:.1f} ms a device; main thread {r['main_cpu']:.2f} s), "
+          f"({r['cpu'] / count * 1000:.1f} ms per device; main thread {r['main_cpu']:.2f} s), "
           f"peak RSS {r['rss']:.1f} MiB, threads at peak {r['threads']}, "
           f"descriptors at peak {r['descriptors']}, context switches {r['switches']}, file requests {r['files']}, "
           f"upgraded {r['upgraded']}/{count} (log: {r['done']} \"Done upgrading\"), exit {r['exit']}; {load()}")
@@ -213,7 +215,7 @@ def print_program(count, r):
 
 def print_bare(count, r):
     print(f"fleet {count} devices, bare senders: wall {r['wall']:.2f} s, cpu {r['cpu']:.2f} s "
-          f"({r['cpu'] / count * 1000:.1f} ms a device), context switches {r['switches']}, "
+          f"({r['cpu'] / count * 1000:.1f} ms per device), context switches {r['switches']}, "
           f"upgraded {r['upgraded']}/{count}, exit {r['exit']}; {load()}")
 
 
@@ -222,16 +224,15 @@ def ratios(sizes, program, bare):
         p, b = program[n], bare[n]
         target = " (target <= 1.15)" if n >= 200 else ""
         print(f"fleet {n}: program wall / bare wall = {p['wall'] / b['wall']:.2f}{target}; "
-              f"cpu a device: program {p['cpu'] / n * 1000:.1f} ms, bare {b['cpu'] / n * 1000:.1f} ms, "
+              f"cpu per device: program {p['cpu'] / n * 1000:.1f} ms, bare {b['cpu'] / n * 1000:.1f} ms, "
               f"ratio {p['cpu'] / b['cpu']:.2f} (target <= 1.5)")
-    if len(sizes) > 1:
-        small, large = sizes[0], sizes[-1]
+    for small, large in zip(sizes, sizes[1:]):
         grow = (program[large]["rss"] - program[small]["rss"]) / (large - small) * 1024
         marginal_p = (program[large]["cpu"] - program[small]["cpu"]) / (large - small)
         marginal_b = (bare[large]["cpu"] - bare[small]["cpu"]) / (large - small)
-        print(f"fleet {small} -> {large}: memory a added device {grow:.0f} KiB (target < 256); "
-              f"cpu a added device: program {marginal_p * 1000:.1f} ms, bare {marginal_b * 1000:.1f} ms, "
-              f"ratio {marginal_p / marginal_b:.2f} (target <= 1.5)")
+        print(f"fleet {small} -> {large}: memory per added device {grow:.0f} KiB (target < 256); "
+              f"cpu per added device: program {marginal_p * 1000:.1f} ms, bare {marginal_b * 1000:.1f} ms, "
+              f"ratio {marginal_p / max(marginal_b, 1e-9):.2f} (target <= 1.5)")
 
 
 def perf_usable():
@@ -269,8 +270,33 @@ def profile(build, count, mib, base):
         shutil.rmtree(data, ignore_errors=True)
 
 
+class line_clock(threading.Thread):
+    """Reads a program's output line by line, noting when each arrived (ms since the epoch)."""
+
+    def __init__(self, stream, copy):
+        super().__init__(daemon=True)
+        self.stream, self.copy, self.lines = stream, copy, []
+
+    def run(self):
+        for raw in self.stream:
+            line = raw.decode(errors="replace").rstrip("\n")
+            self.lines.append((time.time() * 1000, line))
+            self.copy.write(line + "\n")
+            self.copy.flush()
+
+    def text(self):
+        return "\n".join(line for _, line in self.lines)
+
+    def first(self, pattern):
+        return next((at for at, line in self.lines if re.search(pattern, line)), None)
+
+    def last(self, pattern):
+        return next((at for at, line in reversed(self.lines) if re.search(pattern, line)), None)
+
+
 def stall(build, count, mib, base):
-    """The window's main thread while every row reports progress: its longest gap."""
+    """The window's main thread from Run to the end: its longest gaps, over the whole run and
+    while the rows report progress (first upload to last upgrade)."""
     with fleet(build, count, mib, base) as f:
         run = f.program_folder(interactive=True)
         display = f":{random.randint(100, 400)}"
@@ -282,10 +308,11 @@ def stall(build, count, mib, base):
         env.pop("QT_QPA_PLATFORM", None)
         os.mkdir(f.path("xdg"), 0o700)
         time.sleep(1)
-        log_path = f.path("run.log")
-        program = subprocess.Popen(["./orvane"], cwd=run, env=env, stdout=open(log_path, "w"),
+        program = subprocess.Popen(["./orvane"], cwd=run, env=env, stdout=subprocess.PIPE,
                                    stderr=subprocess.STDOUT, preexec_fn=open_files_as_desktop)
         f.procs.insert(0, program)
+        clock = line_clock(program.stdout, open(f.path("run.log"), "w"))
+        clock.start()
 
         def xdotool(*args):
             return subprocess.run(["xdotool", *args], env=env, capture_output=True, text=True).stdout.strip()
@@ -309,26 +336,32 @@ def stall(build, count, mib, base):
         time.sleep(1)
         xdotool("type", "--delay", "5", os.path.join(run, "devices.csv"))
         xdotool("key", "Return")
-        log = lambda: open(log_path).read()
-        if not wait_for(lambda: log().count("Introduced: flow ident") >= count, 120):
+        if not wait_for(lambda: clock.text().count("Introduced: flow ident") >= count, 120):
             raise SystemExit("the task list was not imported")
         time.sleep(1)
         xdotool("windowfocus", "--sync", wid)
         began = time.time() * 1000
         xdotool("key", "ctrl+r")
-        finished = wait_for(lambda: "-- all done --" in log(), 900)
+        finished = wait_for(lambda: "-- all done --" in clock.text(), 900)
         ended = time.time() * 1000
+        progress = (clock.first(r": Now uploading the file$") or began, clock.last(r": Done upgrading$") or ended)
         gaps = []
         for line in open(f.path("stalls")):
             at, gap = (int(x) for x in line.split())
             if began <= at <= ended:
-                gaps.append((gap, (at - began) / 1000))
-        worst = ", ".join(f"{g} ms at {t:.1f} s" for g, t in sorted(gaps, reverse=True)[:5])
-        gaps = [g for g, _ in gaps]
-        done = len(re.findall(r": Done upgrading$", log(), re.M))
-        print(f"stall {count} devices, interactive under Xvfb: longest main-thread gap {max(gaps, default=0)} ms "
-              f"(target <= 100) over {(ended - began) / 1000:.1f} s, gaps over 50 ms: {sum(g > 50 for g in gaps)}, "
-              f"upgraded {done}/{count}{'' if finished else ', did not finish'}; {load()}")
+                gaps.append((gap, at))
+        # What of each gap falls inside the progress phase: the main thread is blocked while
+        # the firmware is cached, just before the first row reports its upload.
+        in_progress = [min(at, progress[1]) - max(at - g, progress[0]) for g, at in gaps]
+        in_progress = [g for g in in_progress if g > 0]
+        worst = ", ".join(f"{g} ms at {(at - began) / 1000:.1f} s" for g, at in sorted(gaps, reverse=True)[:5])
+        done = len(re.findall(r": Done upgrading$", clock.text(), re.M))
+        print(f"stall {count} devices, interactive under Xvfb: longest main-thread gap while the rows report "
+              f"progress {max(in_progress, default=0)} ms (none over 20 ms is recorded; target <= 100; {(progress[0] - began) / 1000:.1f} s to "
+              f"{(progress[1] - began) / 1000:.1f} s after Run), gaps over 50 ms there: "
+              f"{sum(g > 50 for g in in_progress)}; over the whole run {max((g for g, _ in gaps), default=0)} ms "
+              f"in {(ended - began) / 1000:.1f} s; upgraded {done}/{count}{'' if finished else ', did not finish'}; "
+              f"{load()}")
         if worst:
             print(f"  longest gaps after Run: {worst}")
 
