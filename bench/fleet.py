@@ -156,30 +156,61 @@ class peak_watch(threading.Thread):
                 return
 
 
-def measured(cmd, cwd, stdout, preexec):
-    """Runs cmd to its end: wall seconds, its rusage, exit code and the peak watch."""
+class line_clock(threading.Thread):
+    """Reads a program's output line by line, noting when each arrived (ms since the epoch)."""
+
+    def __init__(self, stream, copy):
+        super().__init__(daemon=True)
+        self.stream, self.copy, self.lines = stream, copy, []
+
+    def run(self):
+        for raw in self.stream:
+            line = raw.decode(errors="replace").rstrip("\n")
+            self.lines.append((time.time() * 1000, line))
+            self.copy.write(line + "\n")
+            self.copy.flush()
+
+    def text(self):
+        return "\n".join(line for _, line in self.lines)
+
+    def first(self, pattern):
+        return next((at for at, line in self.lines if re.search(pattern, line)), None)
+
+    def last(self, pattern):
+        return next((at for at, line in reversed(self.lines) if re.search(pattern, line)), None)
+
+
+def measured(cmd, cwd, log_path, preexec):
+    """Runs cmd to its end: wall seconds, its rusage, exit code, the peak watch, and its output
+    with each line's time of arrival, also copied to log_path."""
     began = time.monotonic()
-    proc = subprocess.Popen(cmd, cwd=cwd, stdout=stdout, stderr=subprocess.STDOUT, preexec_fn=preexec)
+    proc = subprocess.Popen(cmd, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, preexec_fn=preexec)
+    clock = line_clock(proc.stdout, open(log_path, "w"))
+    clock.start()
     watch = peak_watch(proc.pid)
     watch.start()
     _, status, usage = os.wait4(proc.pid, 0)
     wall = time.monotonic() - began
     watch.stop.set()
+    clock.join(30)
     proc.returncode = os.waitstatus_to_exitcode(status)
-    return wall, usage, proc.returncode, watch
+    return wall, usage, proc.returncode, watch, clock
 
 
 def program_run(build, count, mib, base, wrap=()):
     with fleet(build, count, mib, base) as f:
         run = f.program_folder()
-        log_path = f.path("run.log")
-        wall, usage, code, watch = measured(list(wrap) + ["./orvane", "--batch", "devices.csv"], run,
-                                            open(log_path, "w"), open_files_as_desktop)
-        log = open(log_path).read()
+        started = time.time() * 1000
+        wall, usage, code, watch, clock = measured(list(wrap) + ["./orvane", "--batch", "devices.csv"], run,
+                                                   f.path("run.log"), open_files_as_desktop)
+        log = clock.text()
+        # When the uploads began and the last device was done, in seconds from the start.
+        phase = [((at or started) - started) / 1000 for at in
+                 (clock.first(r": Now uploading the file$"), clock.last(r": Done upgrading$"))]
         result = {
             "wall": wall, "cpu": usage.ru_utime + usage.ru_stime, "rss": usage.ru_maxrss / 1024,
             "threads": watch.threads, "descriptors": watch.descriptors, "main_cpu": watch.main_cpu, "exit": code,
-            "switches": usage.ru_nvcsw + usage.ru_nivcsw,
+            "switches": usage.ru_nvcsw + usage.ru_nivcsw, "phase": phase,
             "done": len(re.findall(r": Done upgrading$", log, re.M)),
             "all_done": "-- all done --" in log,
             "files": f.file_requests(), "upgraded": f.devices_upgraded(),
@@ -191,10 +222,10 @@ def program_run(build, count, mib, base, wrap=()):
 
 def bare_run(build, count, mib, base):
     with fleet(build, count, mib, base) as f:
-        out = f.path("bare.out")
-        wall, usage, code, _ = measured([f"{build}/bench/bench_upload", "--fleet", base, "34567", str(count), str(mib)],
-                                        None, open(out, "w"), open_files_unlimited)
-        text = open(out).read()
+        wall, usage, code, _, clock = measured(
+            [f"{build}/bench/bench_upload", "--fleet", base, "34567", str(count), str(mib)], None, f.path("bare.out"),
+            open_files_unlimited)
+        text = clock.text()
         match = re.search(r"upgraded (\d+)/", text)
         return {"wall": wall, "cpu": usage.ru_utime + usage.ru_stime, "exit": code,
                 "switches": usage.ru_nvcsw + usage.ru_nivcsw,
@@ -210,6 +241,7 @@ def print_program(count, r):
           f"({r['cpu'] / count * 1000:.1f} ms per device; main thread {r['main_cpu']:.2f} s), "
           f"peak RSS {r['rss']:.1f} MiB, threads at peak {r['threads']}, "
           f"descriptors at peak {r['descriptors']}, context switches {r['switches']}, file requests {r['files']}, "
+          f"first upload at {r['phase'][0]:.2f} s, last \"Done upgrading\" at {r['phase'][1]:.2f} s, "
           f"upgraded {r['upgraded']}/{count} (log: {r['done']} \"Done upgrading\"), exit {r['exit']}; {load()}")
 
 
@@ -268,30 +300,6 @@ def profile(build, count, mib, base):
             print("\n".join(report.splitlines()[:45]))
     finally:
         shutil.rmtree(data, ignore_errors=True)
-
-
-class line_clock(threading.Thread):
-    """Reads a program's output line by line, noting when each arrived (ms since the epoch)."""
-
-    def __init__(self, stream, copy):
-        super().__init__(daemon=True)
-        self.stream, self.copy, self.lines = stream, copy, []
-
-    def run(self):
-        for raw in self.stream:
-            line = raw.decode(errors="replace").rstrip("\n")
-            self.lines.append((time.time() * 1000, line))
-            self.copy.write(line + "\n")
-            self.copy.flush()
-
-    def text(self):
-        return "\n".join(line for _, line in self.lines)
-
-    def first(self, pattern):
-        return next((at for at, line in self.lines if re.search(pattern, line)), None)
-
-    def last(self, pattern):
-        return next((at for at, line in reversed(self.lines) if re.search(pattern, line)), None)
 
 
 def stall(build, count, mib, base):
