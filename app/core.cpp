@@ -132,6 +132,8 @@ core::~core()
 {
     // First: the interpreter calls into this object until its thread has ended.
     stop_interpreter();
+    m_registration_queue.clear();
+    m_registration_threads.waitForDone();
     m_script_watch.stop();
     m_updater.stop();
     // Nothing reaches a slot while the members go, some of which the slots use.

@@ -22,8 +22,10 @@
 
 #include <QMutex>
 #include <QObject>
+#include <QSet>
 #include <QSettings>
 #include <QStringList>
+#include <QThreadPool>
 #include <QTimer>
 #include <QTranslator>
 
@@ -277,6 +279,8 @@ private:
     bool refused_as_row(const endpoint& ep);
     // The row's address text, short or full as the setting says.
     QString address_text(const endpoint& ep) const;
+    // Makes the limit of open files fit this many devices at work at once; logs when it can't.
+    void raise_open_file_limit(quint64 devices);
     // Builds the window, the table and their connections (stage "Interface").
     void build_interface();
     void set_running_state(bool running);
@@ -318,7 +322,8 @@ private:
     void dt_set_dhcp(const QString& ident);
     void dt_set_language(const QString& ident);
 
-    // What a device of the update flow is registered with once its flow has ended.
+    // What a device of the update flow is registered with once its flow has ended, and
+    // what the options asked for when it was queued.
     struct registration_item
     {
         QString source;
@@ -327,16 +332,26 @@ private:
         QString version;
         QString host;
         uint16_t port = 0;
+        bool device = false;
+        bool mac = false;
     };
     // Keeps the identified device of a line in the update flow for registration.
     void remember_for_registration(const QString& ident);
     // At the end of its flow, queues the line's device when the options want registration.
     void queue_registration(const QString& ident);
-    // Registers the queued devices one by one; flows ending meanwhile add theirs.
+    // Hands queued devices to the registration threads while one is free; a serial already
+    // on its way waits for its answer.
     void run_registrations();
+    // Back on the main thread once a device's registration calls have returned.
+    void registration_finished(const QString& serial);
+    bool registrations_pending() const;
     bool registration_wanted() const;
+    // These two run on a registration thread.
     void register_device(const registration_item& item);
     void register_mac(const registration_item& item);
+    // The local address and MAC of the interface that faces a host: the operator's machine as
+    // the device sees it. Reads nothing of the core, so registration threads use it too.
+    static std::pair<QString, QString> facing_address(const QString& host);
     // "-- all done --" once no flow runs and no registration waits.
     void end_if_idle();
     // Gives every command its meaning; an unknown number fails.
@@ -383,9 +398,10 @@ private:
     QHash<QString, device_task> m_dispatch;
     QStringList m_worker_steps; // the tasks a worker reports on: all but the service's
     QHash<QString, QString> m_devices_in_work; // device key -> the flow working on it
+    QHash<QString, QSet<QString>> m_keys_in_work; // flow -> the device keys it has claimed
     QHash<QString, registration_item> m_identified; // by flow ident, until the flow ends
     QList<registration_item> m_registration_queue;
-    bool m_registering = false; // a run of the queue is scheduled or under way
+    QSet<QString> m_serials_registering; // handed to a registration thread, not yet back
     std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines, still working
 
     std::unique_ptr<main_model> m_model;
@@ -400,6 +416,9 @@ private:
     QHash<QString, QByteArray> m_checked_firmware;
     client m_client;
     delivery::registration m_registration;
+    // Registration calls block their thread for a round trip each: a few run at once, off the
+    // main thread. Waited for first in the destructor, as they log.
+    QThreadPool m_registration_threads;
     updater m_updater;
     delivery::pack_crypto m_crypto;
     tasks::manager m_manager;

@@ -2,6 +2,7 @@
 #include "app/core.h"
 
 #include "app/fixed_names.h"
+#include "app/open_file_limit.h"
 #include "sdk/exceptions.h"
 #include "ui/main_model.h"
 
@@ -45,6 +46,9 @@ void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bo
     const int update_mode = fetch_only ? 0 : (force_update ? 2 : 1);
     log(fixed_names::sources::core, tr("Launching %n tasks...", nullptr, idents.size()), { fixed_names::tags::tasks });
 
+    const uint limit = own_limit.value_or(m_manager.limit());
+    const quint64 at_once = m_manager.running_count() + quint64(idents.size());
+    raise_open_file_limit(limit == 0 ? at_once : std::min<quint64>(at_once, limit));
     set_running_state(true);
     m_manager.set_launch_list(idents);
     if (!no_add) {
@@ -65,6 +69,22 @@ void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bo
     }
     m_manager.launch(own_limit.has_value(), own_limit.value_or(0));
     refresh_status_bar();
+}
+
+void core::raise_open_file_limit(quint64 devices)
+{
+    const quint64 needed = open_file_limit::needed_for(devices);
+    const quint64 before = open_file_limit::current();
+    const quint64 now = open_file_limit::raise_to(needed);
+    if (now > before)
+        log(fixed_names::sources::core, tr("The limit of open files is raised from %1 to %2").arg(before).arg(now));
+    if (now < needed)
+        log(fixed_names::sources::core,
+            tr("Only %1 files may be open at once, and %2 devices at work need about %3: some of them may fail to "
+               "connect. Raise the limit of open files (ulimit -n) or limit the number of concurrent tasks.")
+                .arg(now)
+                .arg(devices)
+                .arg(needed));
 }
 
 QStringList core::selected_lines() const
@@ -133,15 +153,17 @@ void core::on_task_manager_flow_ended(const QString& ident)
     set_status(ident, result.text, result.ok ? status_success : status_failure);
     refresh_status_bar();
     raise_event(QStringLiteral("task_done"), { ident });
-    for (auto it = m_devices_in_work.begin(); it != m_devices_in_work.end();)
-        it = it.value() == ident ? m_devices_in_work.erase(it) : std::next(it);
+    for (const QString& key : m_keys_in_work.take(ident)) {
+        if (m_devices_in_work.value(key) == ident)
+            m_devices_in_work.remove(key);
+    }
     queue_registration(ident);
     end_if_idle();
 }
 
 void core::end_if_idle()
 {
-    if (m_manager.running_count() != 0 || m_registering)
+    if (m_manager.running_count() != 0 || registrations_pending())
         return;
     log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
     raise_event(QStringLiteral("tasks_done"));
@@ -259,6 +281,12 @@ bool core::fail_step(
 
 QString core::line_waiting(const QString& serial, const QString& step) const
 {
+    // One running flow at a time works on a device: the one that claimed its serial, unless
+    // the line never made that claim (no serial, or a step composed without identify).
+    const QString holder = m_devices_in_work.value(QStringLiteral("serial ") + serial);
+    if (!holder.isEmpty() && at_step(holder, { step })
+        && m_manager.find(holder)->get(tasks::keys::serial).toString() == serial)
+        return holder;
     for (const QString& ident : m_manager.lines()) {
         if (at_step(ident, { step }) && m_manager.find(ident)->get(tasks::keys::serial).toString() == serial)
             return ident;
@@ -272,6 +300,7 @@ QString core::claim_device(const QString& key, const QString& ident)
     if (!holder.isEmpty() && holder != ident && m_manager.is_running(holder))
         return holder;
     m_devices_in_work.insert(key, ident);
+    m_keys_in_work[ident].insert(key);
     return {};
 }
 

@@ -3,7 +3,13 @@
 
 #include "app/fixed_names.h"
 
-#include <QCoreApplication>
+namespace {
+
+// A fleet's flows end within moments of each other; one call after another, each a round
+// trip with its own connection, kept the run going for a minute after the last upload.
+constexpr int registrations_at_once = 32;
+
+} // namespace
 
 void core::remember_for_registration(const QString& ident)
 {
@@ -11,9 +17,14 @@ void core::remember_for_registration(const QString& ident)
     if (!l)
         return;
     const auto ep = l->get(tasks::keys::endpoint).value<endpoint>();
-    m_identified.insert(ident,
-        registration_item { source_of(ident), l->get(tasks::keys::serial).toString(),
-            l->get(tasks::keys::hardware).toString(), l->get(tasks::keys::version).toString(), ep.host, ep.port });
+    registration_item item;
+    item.source = source_of(ident);
+    item.serial = l->get(tasks::keys::serial).toString();
+    item.hardware = l->get(tasks::keys::hardware).toString();
+    item.version = l->get(tasks::keys::version).toString();
+    item.host = ep.host;
+    item.port = ep.port;
+    m_identified.insert(ident, item);
 }
 
 bool core::registration_wanted() const
@@ -23,29 +34,50 @@ bool core::registration_wanted() const
 
 void core::queue_registration(const QString& ident)
 {
-    const registration_item item = m_identified.take(ident);
+    registration_item item = m_identified.take(ident);
     if (item.serial.isEmpty() || !registration_wanted())
         return;
+    item.device = m_options.register_devices;
+    item.mac = m_options.register_macs;
     m_registration_queue << item;
-    // Run from the event loop, not inside the manager's signal: each call processes events.
-    if (!m_registering) {
-        m_registering = true;
-        QMetaObject::invokeMethod(this, &core::run_registrations, Qt::QueuedConnection);
-    }
+    run_registrations();
+}
+
+bool core::registrations_pending() const
+{
+    return !m_registration_queue.isEmpty() || !m_serials_registering.isEmpty();
 }
 
 void core::run_registrations()
 {
-    while (!m_registration_queue.isEmpty()) {
-        const registration_item item = m_registration_queue.takeFirst();
-        if (!registration_wanted())
+    m_registration_threads.setMaxThreadCount(registrations_at_once);
+    for (auto it = m_registration_queue.begin();
+         it != m_registration_queue.end() && m_serials_registering.size() < registrations_at_once;) {
+        if (m_serials_registering.contains(it->serial)) {
+            ++it;
             continue;
-        if (m_options.register_devices)
-            register_device(item);
-        if (m_options.register_macs)
-            register_mac(item);
+        }
+        const registration_item item = *it;
+        it = m_registration_queue.erase(it);
+        m_serials_registering.insert(item.serial);
+        m_registration_threads.start([this, item] {
+            if (item.device)
+                register_device(item);
+            if (item.mac)
+                register_mac(item);
+            QMetaObject::invokeMethod(
+                this, [this, serial = item.serial] { registration_finished(serial); }, Qt::QueuedConnection);
+        });
     }
-    m_registering = false;
+}
+
+void core::registration_finished(const QString& serial)
+{
+    m_serials_registering.remove(serial);
+    // The service was switched off meanwhile: what still waits goes unsent.
+    if (!registration_wanted())
+        m_registration_queue.clear();
+    run_registrations();
     end_if_idle();
 }
 
@@ -61,9 +93,7 @@ void core::register_device(const registration_item& item)
 
 void core::register_mac(const registration_item& item)
 {
-    // The operator's machine as the device sees it.
-    const QString ip = resolve_variable(QStringLiteral("env/local_ip/%1").arg(item.host));
-    const QString mac = resolve_variable(QStringLiteral("env/local_mac/%1").arg(item.host));
+    const auto [ip, mac] = facing_address(item.host);
     if (ip.isEmpty() || mac.isEmpty()) {
         log(item.source, tr("Unable get IP- or MAC-address: IP %1, MAC %2.").arg(ip, mac), { fixed_names::tags::tasks });
         return;

@@ -33,6 +33,13 @@ QNetworkAddressEntry facing_entry(const QString& target, QString* mac)
 
 } // namespace
 
+std::pair<QString, QString> core::facing_address(const QString& host)
+{
+    QString mac;
+    const QNetworkAddressEntry entry = facing_entry(host, &mac);
+    return { entry.ip().toString(), mac };
+}
+
 void core::set_last_result(bool ok, const QString& result)
 {
     m_processor->set_last_result(ok, result);
@@ -84,9 +91,8 @@ std::optional<QString> core::resolve_variable(const QStringList& path) const
         if (what == QLatin1String("task_limit") && path.size() == 2)
             return QString::number(m_manager.effective_limit());
         if ((what == QLatin1String("local_ip") || what == QLatin1String("local_mac")) && path.size() <= 3) {
-            QString mac;
-            const QNetworkAddressEntry entry = facing_entry(path.value(2), &mac);
-            return what == QLatin1String("local_ip") ? entry.ip().toString() : mac;
+            const auto [ip, mac] = facing_address(path.value(2));
+            return what == QLatin1String("local_ip") ? ip : mac;
         }
         return std::nullopt;
     }

@@ -1,5 +1,6 @@
 #include "app/core.h"
 #include "app/fixed_names.h"
+#include "diagnostics/stall_probe.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -130,6 +131,7 @@ int main(int argc, char* argv[])
                 exit_code = QCoreApplication::exec();
             }
         } else {
+            const auto probe = stall_probe::from_environment();
             if (!controller->operate(core::interactive, offline))
                 exit_code = 1;
             else

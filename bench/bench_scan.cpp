@@ -62,7 +62,7 @@ int outside(int count)
     const bool good = net.run(net.program_namespace(), QCoreApplication::applicationFilePath(),
         { QStringLiteral("--inside"), net.program_namespace(), QString::number(count) }, &output,
         pass_limit_ms + 10000);
-    std::fputs(qPrintable(output), stdout);
+    std::printf("%s\n", qPrintable(output.trimmed()));
     if (!good)
         std::fprintf(stderr, "bench_scan: %s\n", qPrintable(net.error()));
     return good ? 0 : 1;
@@ -77,9 +77,9 @@ int main(int argc, char** argv)
     if (args.value(0) == QLatin1String("--inside"))
         return inside(args.value(1), args.value(2).toInt());
     bool ok = false;
-    const int count = args.isEmpty() ? 100 : args.value(0).toInt(&ok);
+    const int count = args.isEmpty() ? 250 : args.value(0).toInt(&ok);
     if (!args.isEmpty() && (!ok || count < 1 || count > 4000)) {
-        std::fprintf(stderr, "usage: bench_scan [devices, 1 to 4000; 100]\n");
+        std::fprintf(stderr, "usage: bench_scan [devices, 1 to 4000; 250]\n");
         return 2;
     }
     return outside(count);

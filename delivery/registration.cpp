@@ -2,9 +2,15 @@
 
 namespace delivery {
 
+bool registration::registered(const QString& serial) const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_registered.contains(serial);
+}
+
 bool registration::register_new_device(const QString& serial, const QString& type, const QString& version)
 {
-    if (m_registered.contains(serial))
+    if (registered(serial))
         return true;
     if (type.isEmpty() || version.isEmpty())
         return false;
@@ -13,6 +19,7 @@ bool registration::register_new_device(const QString& serial, const QString& typ
     const rpc::response r = channel.call(QStringLiteral("register_new_device"), { type, version });
     if (r.code != 0 || !r.value.toBool())
         return false;
+    QMutexLocker lock(&m_mutex);
     m_registered.insert(serial, true);
     return true;
 }

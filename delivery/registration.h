@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QHash>
 #include <QHostAddress>
+#include <QMutex>
 #include <QString>
 #include <QUrl>
 
@@ -22,8 +23,9 @@ struct register_mac_result
 };
 
 // Registers devices and the operator's MAC addresses with the factory's service over
-// JSON-RPC. Each call blocks its thread while processing its events (see rpc). Devices
-// registered in this run are remembered and never sent again.
+// JSON-RPC. Each call blocks its thread while processing its events (see rpc); calls may
+// come from several threads at once. Devices registered in this run are remembered and
+// never sent again.
 class registration
 {
 public:
@@ -35,12 +37,13 @@ public:
 
     // True at once for a serial registered in this run; false for an empty type or version.
     bool register_new_device(const QString& serial, const QString& type, const QString& version);
-    bool registered(const QString& serial) const { return m_registered.contains(serial); }
+    bool registered(const QString& serial) const;
     register_mac_result register_cloud_mac(
         const QString& serial, uint16_t port, const QString& mac, const QHostAddress& address);
 
 private:
     QUrl m_endpoint { rpc::default_endpoint };
+    mutable QMutex m_mutex; // guards m_registered
     QHash<QString, bool> m_registered; // by serial
 };
 

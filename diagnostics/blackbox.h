@@ -3,12 +3,14 @@
 #include <QMutex>
 #include <QString>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <memory>
 
 // Crash-surviving text log: every line is formatted, written and flushed at once,
-// so the last line before an abnormal end is on disk.
+// so the last line before an abnormal end is on disk. A line, its end included, takes at
+// most buffer_size - 1 bytes; a longer one is cut there.
 class blackbox final
 {
 public:
@@ -37,8 +39,10 @@ private:
     QString m_file_name;
     bool m_quiet;
     FILE* m_file = nullptr;
-    mutable QMutex m_mutex; // guards m_file and m_buffer
-    char m_buffer[buffer_size];
+    // The file's descriptor, opened for appending: a line goes out in one write, which the
+    // kernel keeps whole and in order, so writers don't queue on the mutex for the file.
+    std::atomic<int> m_descriptor { -1 };
+    mutable QMutex m_mutex; // guards opening the file and the writing of a line to the console
 };
 
 // For code that isn't a loggable: writes "parent/ident" through the global instance, if any.

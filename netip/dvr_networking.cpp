@@ -293,7 +293,8 @@ bool dvr_networking::wait_reply(uint16_t expected_id, uint16_t ok_code, netip::p
     netip::packet local;
     netip::packet& received = reply ? *reply : local;
     for (;;) {
-        if (!packet_wrapper::read_from(m_socket, received)) {
+        uint16_t code = 0;
+        if (!packet_wrapper::read_from(m_socket, received, &code)) {
             log(blackbox::error, "Socket reading failed");
             throw int(read_failed);
         }
@@ -301,14 +302,10 @@ bool dvr_networking::wait_reply(uint16_t expected_id, uint16_t ok_code, netip::p
             log(blackbox::error, "Not the one we expected for: got %s, expected %s",
                 netip::describe_message(received.message_id).constData(),
                 netip::describe_message(expected_id).constData());
-            if (received.message_id == netip::msg_upgrade_progress) {
-                const uint16_t code = jsonaux::check_ret(received);
-                if (code != ok_code)
-                    log(blackbox::error, "Unexpected response code: %s", netip::describe_return_code(code).constData());
-            }
+            if (received.message_id == netip::msg_upgrade_progress && code != ok_code)
+                log(blackbox::error, "Unexpected response code: %s", netip::describe_return_code(code).constData());
             continue;
         }
-        const uint16_t code = jsonaux::check_ret(received);
         if (code == ok_code || code == netip::ret_need_reboot)
             break;
         // A refusal doesn't end the wait: reading goes on until the device falls silent.

@@ -10,7 +10,6 @@
 #include <QJsonObject>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 bool dvr_networking::upgrade(const firmware_reader& reader, const progress_callback& progress)
@@ -83,21 +82,26 @@ dvr_networking::firmware_reader dvr_networking::reader_of(const QByteArray& imag
 
 bool dvr_networking::send_chunk(const firmware_reader& reader, uint32_t chunk_number)
 {
-    std::array<char, netip::packet::max_payload> chunk;
-    char* buffer = chunk.data();
-    uint64_t size = chunk.size();
+    // The reader copies straight into the packet's payload: a chunk is copied once before
+    // the frame is built, where a buffer between them cost a fleet a second copy of every image.
+    netip::packet data(netip::msg_upgrade_data);
+    data.resize_payload(netip::packet::max_payload);
+    char* buffer = data.data();
+    uint64_t size = netip::packet::max_payload;
     const uint64_t offset = uint64_t(chunk_number - 1) * netip::packet::max_payload;
     if (!reader(buffer, offset, size)) {
         log(blackbox::error, "Данные не предоставлены, неожиданный конец файла?..");
         return false;
     }
-    netip::packet data(netip::msg_upgrade_data, buffer, size_t(size));
-    data.session = m_session;
-    data.sequence = chunk_number - 1;
-    if (data.bad()) {
+    // A reader may also hand out bytes of its own instead of copying them.
+    if (size > netip::packet::max_payload
+        || (buffer != data.data() && !data.assign(buffer, size_t(size)))) {
         log(blackbox::error, "Невозможно назначить данные для буфера");
         return false;
     }
+    data.length = uint32_t(size);
+    data.session = m_session;
+    data.sequence = chunk_number - 1;
     if (!data.well_formed()) {
         log(blackbox::error, "Создан неправильный пакет данных");
         return false;
@@ -112,10 +116,9 @@ bool dvr_networking::send_chunk(const firmware_reader& reader, uint32_t chunk_nu
 void dvr_networking::read_reply(uint16_t& message_id, uint16_t& code)
 {
     netip::packet received;
-    if (!packet_wrapper::read_from(m_socket, received)) {
+    if (!packet_wrapper::read_from(m_socket, received, &code)) {
         log(blackbox::error, "Socket reading failed");
         throw int(read_failed);
     }
     message_id = received.message_id;
-    code = jsonaux::check_ret(received);
 }

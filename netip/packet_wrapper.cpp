@@ -58,7 +58,7 @@ bool packet_wrapper::read_up_to(QTcpSocket* socket, char* dst, size_t wanted)
     }
 }
 
-bool packet_wrapper::read_from(QTcpSocket* socket, netip::packet& packet)
+bool packet_wrapper::read_from(QTcpSocket* socket, netip::packet& packet, uint16_t* ret)
 {
     std::array<char, frame_limit> buffer;
     if (!read_up_to(socket, buffer.data(), netip::packet::header_size))
@@ -75,10 +75,12 @@ bool packet_wrapper::read_from(QTcpSocket* socket, netip::packet& packet)
     packet.parse(buffer.data(), total);
     qCDebug(lc_netip, "<<< %s", QByteArray(buffer.data(), int(total)).toHex(' ').constData());
 
-    const uint16_t ret = jsonaux::check_ret(packet);
-    const QByteArray ret_text = ret == netip::ret_missing ? QByteArray("---") : netip::describe_return_code(ret);
+    const uint16_t code = jsonaux::check_ret(packet);
+    const QByteArray ret_text = code == netip::ret_missing ? QByteArray("---") : netip::describe_return_code(code);
     write_sub(parent_ident, ident, blackbox::debug, "[<<<] Received %li bytes, %s (%s)", long(total),
         netip::describe_message(packet.message_id).constData(), ret_text.constData());
+    if (ret)
+        *ret = code;
     return true;
 }
 

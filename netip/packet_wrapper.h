@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 class QTcpSocket;
 
@@ -19,8 +20,9 @@ public:
     // progress doesn't refill the budget). Bytes read by a failed call are lost.
     static bool read_up_to(QTcpSocket* socket, char* dst, size_t wanted);
     // One header and its payload. A header announcing no payload, or more than 32768 bytes,
-    // is refused after it has been consumed.
-    static bool read_from(QTcpSocket* socket, netip::packet& packet);
+    // is refused after it has been consumed. The reply's "Ret" (jsonaux::check_ret) goes to
+    // *ret when asked for: it is read for the log line anyway.
+    static bool read_from(QTcpSocket* socket, netip::packet& packet, uint16_t* ret = nullptr);
     static bool write_to(QTcpSocket* socket, const netip::packet& packet);
 
     static constexpr int read_attempts = 500;

@@ -2,6 +2,7 @@
 
 #include "sdk/exceptions.h"
 #include "sdk/legacy.h"
+#include "sdk/worker_dispatcher.h"
 #include "sdk/xcloud.h"
 #include "sdk/xnet.h"
 
@@ -77,6 +78,9 @@ void prototype::enqueue(const step& s, bool with_client, bool with_login, bool w
         lock.unlock();
         // A thread that has just seen its queue run empty may still be returning.
         wait();
+        // The dispatcher goes with the thread that ends; each start gets a new one.
+        if (!eventDispatcher())
+            setEventDispatcher(new worker_dispatcher);
         start(QThread::InheritPriority);
     }
 }

@@ -139,6 +139,7 @@ bool scanner::pass()
 {
     QUdpSocket socket;
     socket.bind(QHostAddress::AnyIPv4, discovery_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint);
+    socket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, reply_buffer_bytes);
     QMap<mac, device> found;
 
     const QByteArray request = discovery_datagram();

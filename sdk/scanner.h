@@ -21,6 +21,9 @@ public:
     static constexpr uint16_t discovery_request = 1530;
     static constexpr int minimum_reply = 100;
     static constexpr int reply_wait_ms = 1000;
+    // Asked of the kernel for the pass's socket (it may grant less): a LAN's devices answer
+    // all at once, and replies that find the queue full are lost.
+    static constexpr int reply_buffer_bytes = 4 * 1024 * 1024;
 
     explicit scanner(QObject* parent = nullptr);
     ~scanner() override;

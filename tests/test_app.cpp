@@ -1,11 +1,14 @@
 #include "app/core.h"
 #include "app/menu_options.h"
+#include "app/open_file_limit.h"
 
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <sys/resource.h>
 
 #include <chrono>
 #include <future>
@@ -19,6 +22,31 @@ QString read_text(const QString& path)
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
 }
+
+// Sets the soft limit of open files for a test and puts the old one back after it.
+class soft_file_limit
+{
+public:
+    explicit soft_file_limit(rlim_t soft)
+    {
+        getrlimit(RLIMIT_NOFILE, &m_saved);
+        rlimit lowered = m_saved;
+        lowered.rlim_cur = soft;
+        m_set = setrlimit(RLIMIT_NOFILE, &lowered) == 0;
+    }
+    ~soft_file_limit() { setrlimit(RLIMIT_NOFILE, &m_saved); }
+    bool set() const { return m_set; }
+    static quint64 hard()
+    {
+        rlimit limit {};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        return limit.rlim_max == RLIM_INFINITY ? 0 : quint64(limit.rlim_max);
+    }
+
+private:
+    rlimit m_saved {};
+    bool m_set = false;
+};
 
 } // namespace
 
@@ -36,6 +64,10 @@ private slots:
     void rows_the_task_list_couldnt_keep_are_refused();
     void command_line_data();
     void command_line();
+    void open_file_limit_data();
+    void open_file_limit();
+    void a_launch_makes_room_for_its_devices_data();
+    void a_launch_makes_room_for_its_devices();
 };
 
 void test_app::first_start_writes_only_pack_functionality()
@@ -206,6 +238,69 @@ void test_app::command_line()
     const QString out = QString::fromUtf8(p.readAllStandardOutput()).simplified();
     QVERIFY2(out.contains(expected), qPrintable(out));
     QVERIFY(!QFile::exists(dir.filePath("ov.config")));
+}
+
+void test_app::open_file_limit_data()
+{
+    QTest::addColumn<quint64>("soft");
+    QTest::addColumn<qint64>("needed"); // past the hard limit when negative: by that much
+    QTest::addColumn<qint64>("expected"); // 0: the hard limit
+    QTest::newRow("enough already") << quint64(500) << qint64(300) << qint64(500);
+    QTest::newRow("raised to what is needed") << quint64(200) << qint64(700) << qint64(700);
+    QTest::newRow("no further than the hard limit") << quint64(200) << qint64(-1000) << qint64(0);
+}
+
+void test_app::open_file_limit()
+{
+    QFETCH(quint64, soft);
+    QFETCH(qint64, needed);
+    QFETCH(qint64, expected);
+    const quint64 hard = soft_file_limit::hard();
+    if (hard == 0 || hard < 1000)
+        QSKIP("needs a finite hard limit of open files of 1000 or more");
+    const soft_file_limit lowered(soft);
+    QVERIFY(lowered.set());
+    const quint64 wanted = needed < 0 ? hard + quint64(-needed) : quint64(needed);
+    const quint64 now = open_file_limit::raise_to(wanted);
+    QCOMPARE(now, expected == 0 ? hard : quint64(expected));
+    QCOMPARE(open_file_limit::current(), now);
+}
+
+void test_app::a_launch_makes_room_for_its_devices_data()
+{
+    QTest::addColumn<uint>("task_limit");
+    QTest::addColumn<quint64>("soft");
+    QTest::addColumn<quint64>("expected");
+    QTest::newRow("every device at once") << 0u << quint64(150) << open_file_limit::needed_for(20);
+    QTest::newRow("a task limit needs less") << 5u << quint64(130) << open_file_limit::needed_for(5);
+    QTest::newRow("enough already") << 0u << quint64(900) << quint64(900);
+}
+
+void test_app::a_launch_makes_room_for_its_devices()
+{
+    QFETCH(uint, task_limit);
+    QFETCH(quint64, soft);
+    QFETCH(quint64, expected);
+    if (soft_file_limit::hard() != 0 && soft_file_limit::hard() < 1000)
+        QSKIP("needs a hard limit of open files of 1000 or more");
+    const soft_file_limit lowered(soft);
+    QVERIFY(lowered.set());
+    QTemporaryDir dir;
+    {
+        core c(QString(), dir.path());
+        QVERIFY(c.operate(core::batch, true));
+        c.task_manager().set_limit(task_limit);
+        QList<endpoint> rows;
+        for (int i = 0; i < 20; ++i)
+            rows << endpoint { QString(), {}, QStringLiteral("127.0.0.%1").arg(i + 2), 1, "admin", "", false, 0 };
+        c.on_task_edit_added(rows);
+        c.on_window_run_list();
+        QCOMPARE(open_file_limit::current(), expected);
+        QTRY_VERIFY_WITH_TIMEOUT(c.task_manager().running_count() == 0, 20000);
+    }
+    const QString log = read_text(dir.filePath("blackbox.log"));
+    const QString raised = QStringLiteral("The limit of open files is raised from %1 to %2").arg(soft).arg(expected);
+    QCOMPARE(log.count(raised), expected == soft ? 0 : 1);
 }
 
 QTEST_GUILESS_MAIN(test_app)

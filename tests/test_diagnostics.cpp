@@ -7,6 +7,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <thread>
+#include <vector>
+
 namespace
 {
 
@@ -40,6 +43,7 @@ private slots:
     void line_format_data();
     void line_format();
     void long_line_is_cut_at_buffer();
+    void lines_of_many_threads_stay_whole();
     void latched_thread_ends_while_waiting();
 };
 
@@ -90,6 +94,41 @@ void test_diagnostics::long_line_is_cut_at_buffer()
     const QByteArray cut = lines[1];
     QCOMPARE(cut.count('z') + cut.indexOf('z'), int(blackbox::buffer_size) - 1);
     QVERIFY(cut.endsWith("after") || lines.value(2).endsWith("after"));
+}
+
+void test_diagnostics::lines_of_many_threads_stay_whole()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("b.log");
+    constexpr int writers = 8;
+    constexpr int lines_each = 300;
+    {
+        blackbox box(path);
+        QVERIFY(box.open());
+        std::vector<std::thread> threads;
+        for (int t = 0; t < writers; ++t) {
+            threads.emplace_back([&box, t] {
+                const QByteArray ident = "writer " + QByteArray::number(t);
+                for (int i = 0; i < lines_each; ++i)
+                    box.write(ident.constData(), blackbox::debug, "line %d of %d, %s", i, t, "done");
+            });
+        }
+        for (auto& thread : threads)
+            thread.join();
+    }
+    const QStringList lines = read_lines(path);
+    QCOMPARE(lines.size(), 1 + writers * lines_each);
+    const QRegularExpression whole(
+        "^\\d\\d\\.\\d\\d\\.\\d\\d, \\d\\d:\\d\\d:\\d\\d, writer (\\d), debug, line (\\d+) of (\\d), done$");
+    QVector<int> next(writers, 0);
+    for (const QString& line : lines.mid(1)) {
+        const QRegularExpressionMatch m = whole.match(line);
+        QVERIFY2(m.hasMatch(), qPrintable(line));
+        const int t = m.captured(1).toInt();
+        QCOMPARE(m.captured(3).toInt(), t);
+        // Each writer's lines come in its own order.
+        QCOMPARE(m.captured(2).toInt(), next[t]++);
+    }
 }
 
 void test_diagnostics::latched_thread_ends_while_waiting()

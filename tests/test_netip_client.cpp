@@ -41,6 +41,8 @@ private slots:
     void reset_sends_one_member_per_bit();
     void unanswered_requests_data();
     void unanswered_requests();
+    void upload_chunks_data();
+    void upload_chunks();
 
 private:
     int log_count(const QString& text) const;
@@ -338,6 +340,48 @@ void test_netip_client::unanswered_requests()
         const bool absent = text.startsWith('!');
         QVERIFY2((log_count(absent ? text.mid(1) : text) == 0) == absent, qPrintable(text));
     }
+}
+
+void test_netip_client::upload_chunks_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<bool>("own_bytes"); // the reader points at its bytes instead of copying them
+    QTest::addColumn<QList<int>>("payloads"); // of the data packets, then the end of file
+    QTest::newRow("one full chunk") << 32768 << false << QList<int> { 32768, 0 };
+    QTest::newRow("one byte over") << 32769 << false << QList<int> { 32768, 1, 0 };
+    QTest::newRow("empty image") << 0 << false << QList<int> { 0 };
+    QTest::newRow("a reader of its own bytes") << 32769 << true << QList<int> { 32768, 1, 0 };
+}
+
+void test_netip_client::upload_chunks()
+{
+    QFETCH(int, size);
+    QFETCH(bool, own_bytes);
+    QFETCH(QList<int>, payloads);
+    const auto client = logged_in_client({ { "upgrade_step_ms", 0 }, { "reboot_ms", 300 } });
+    QVERIFY(client);
+    QByteArray image(size, Qt::Uninitialized);
+    for (int i = 0; i < size; ++i)
+        image[i] = char(i * 13 + (i >> 9));
+    const dvr_networking::firmware_reader pointing = [&image](char*& buffer, const uint64_t& offset, uint64_t& left) {
+        if (offset == 0 && left == 0) {
+            left = uint64_t(image.size());
+            return true;
+        }
+        left = std::min(left, uint64_t(image.size()) - offset);
+        buffer = image.data() + offset;
+        return true;
+    };
+    const bool ok = client->upgrade(own_bytes ? pointing : dvr_networking::reader_of(image),
+        [](const dvr_networking::upgrade_task_progress_type&, const unsigned char&) {});
+    QVERIFY(ok);
+    QList<int> sent;
+    for (const QJsonValue& r : m_sim->requests_of(0, 1522))
+        sent << r.toObject()["size"].toInt();
+    QCOMPARE(sent, payloads);
+    if (size > 0)
+        QCOMPARE(m_sim->state(0)["upgrade_md5"].toString(),
+            QString::fromLatin1(QCryptographicHash::hash(image, QCryptographicHash::Md5).toHex()));
 }
 
 QTEST_GUILESS_MAIN(test_netip_client)

@@ -183,6 +183,7 @@ void test_ui_models::removal_bookkeeping()
     QCOMPARE(removed.count(), 1);
     QCOMPARE(removed.at(0).mid(1), (QList<QVariant> { 0, 2 }));
     QCOMPARE(model.rowCount(), 0);
+    QCOMPARE(model.row_of(QStringLiteral("id-0")), -1);
     QCOMPARE(reset.count(), 0);
 }
 

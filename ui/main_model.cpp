@@ -152,6 +152,8 @@ void main_model::add_record(const record& r)
     const int row = rowCount();
     beginInsertRows({}, row, row);
     m_records.push_back(r);
+    if (!m_rows.contains(r.ident))
+        m_rows.insert(r.ident, row);
     endInsertRows();
 }
 
@@ -162,6 +164,7 @@ void main_model::remove_record(const QString& ident)
         return;
     beginRemoveRows({}, row, row);
     m_records.erase(m_records.begin() + row);
+    index_rows();
     endRemoveRows();
 }
 
@@ -171,6 +174,7 @@ void main_model::clear()
         return;
     beginRemoveRows({}, 0, rowCount() - 1);
     m_records.clear();
+    m_rows.clear();
     endRemoveRows();
 }
 
@@ -243,12 +247,16 @@ void main_model::update_color(const QString& ident, const QColor& color)
 
 int main_model::row_of(const QString& ident) const
 {
-    // Hundreds of rows at most: a scan costs less than the repaint that follows.
+    return m_rows.value(ident, -1);
+}
+
+void main_model::index_rows()
+{
+    m_rows.clear();
     for (size_t row = 0; row < m_records.size(); ++row) {
-        if (m_records[row].ident == ident)
-            return int(row);
+        if (!m_rows.contains(m_records[row].ident))
+            m_rows.insert(m_records[row].ident, int(row));
     }
-    return -1;
 }
 
 void main_model::update(const QString& ident, const std::function<int(record&)>& change)

@@ -2,6 +2,7 @@
 
 #include <QAbstractTableModel>
 #include <QColor>
+#include <QHash>
 #include <QIcon>
 #include <QString>
 
@@ -84,7 +85,12 @@ private:
     // nothing changed.
     void update(const QString& ident, const std::function<int(record&)>& change);
 
+    // Numbers the rows afresh after a removal; the first row of an ident is the one found.
+    void index_rows();
+
     std::vector<record> m_records;
+    // Row by ident: a fleet's progress reaches the model thousands of times a second.
+    QHash<QString, int> m_rows;
     bool m_read_only = false;
     QIcon m_icon;
 };

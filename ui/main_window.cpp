@@ -90,6 +90,10 @@ void main_window::build_widgets()
     m_log = new QListWidget(m_splitter);
     m_log->setObjectName(QStringLiteral("log_list"));
     m_log->setUniformItemSizes(true);
+    m_log_timer = new QTimer(this);
+    m_log_timer->setSingleShot(true);
+    m_log_timer->setInterval(log_batch_ms);
+    connect(m_log_timer, &QTimer::timeout, this, &main_window::flush_log);
     m_splitter->addWidget(m_table);
     m_splitter->addWidget(m_log);
     m_splitter->setStretchFactor(0, 3);
@@ -306,16 +310,26 @@ void main_window::set_model(main_model_filter* filter)
 
 void main_window::append_log(const QString& line)
 {
+    m_log_pending << line;
+    if (!m_log_timer->isActive())
+        m_log_timer->start();
+}
+
+void main_window::flush_log()
+{
     // Follow the end only when the reader is there: scrolled-back lines stay put.
     const QScrollBar* bar = m_log->verticalScrollBar();
     const bool at_end = bar->value() == bar->maximum();
-    m_log->addItem(line);
+    m_log->addItems(m_log_pending);
+    m_log_pending.clear();
     if (at_end)
         m_log->scrollToBottom();
 }
 
 void main_window::set_log(const QStringList& lines)
 {
+    m_log_timer->stop();
+    m_log_pending.clear();
     m_log->clear();
     m_log->addItems(lines);
     m_log->scrollToBottom();

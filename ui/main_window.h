@@ -14,6 +14,7 @@ class QMenu;
 class QSettings;
 class QSplitter;
 class QTableView;
+class QTimer;
 class QToolBar;
 class main_model_filter;
 class status_delegate;
@@ -33,6 +34,7 @@ public:
     // Shows the table through the filter and restores the stored column layout.
     void set_model(main_model_filter* filter);
 
+    // The line joins the pane with the others of the moment, within log_batch_ms.
     void append_log(const QString& line);
     // Rebuilds the pane, as when the log filter changes.
     void set_log(const QStringList& lines);
@@ -55,6 +57,9 @@ public:
 
     QTableView* table() const { return m_table; }
     QListWidget* log_list() const { return m_log; }
+    // A fleet logs thousands of lines within a second, and every addition lays the whole
+    // list out again: lines that come together are added together.
+    static constexpr int log_batch_ms = 100;
     QMenu* menu_actions() const { return m_menu_actions; }
     QMenu* menu_options() const { return m_menu_options; }
     QToolBar* fastbar() const { return m_fastbar; }
@@ -129,6 +134,7 @@ private:
     QString selected_ident() const;
     void apply_fields(const QVector<column_layout::field>& fields);
     void apply_default_widths();
+    void flush_log();
     void restore_window();
     void restore_columns();
     void save_window();
@@ -141,6 +147,8 @@ private:
     QSplitter* m_splitter = nullptr;
     QTableView* m_table = nullptr;
     QListWidget* m_log = nullptr;
+    QStringList m_log_pending; // lines not yet in the pane
+    QTimer* m_log_timer = nullptr;
     QLabel* m_status_label = nullptr;
     QMenu* m_context_menu = nullptr;
     QMenu* m_menu_application = nullptr;

@@ -723,6 +723,14 @@ If you choose "Cancel" the update checking will be disabled.</source>
             <translation>Повреждённая прошивка</translation>
         </message>
         <message>
+            <source>The limit of open files is raised from %1 to %2</source>
+            <translation>Ограничение числа открытых файлов поднято с %1 до %2</translation>
+        </message>
+        <message>
+            <source>Only %1 files may be open at once, and %2 devices at work need about %3: some of them may fail to connect. Raise the limit of open files (ulimit -n) or limit the number of concurrent tasks.</source>
+            <translation>Одновременно может быть открыто только %1 файлов, а %2 устройствам в работе нужно около %3: некоторые из них могут не подключиться. Поднимите ограничение числа открытых файлов (ulimit -n) или ограничьте число одновременных задач.</translation>
+        </message>
+        <message>
             <source>Task not found</source>
             <translation>Задача не найдена</translation>
         </message>

@@ -1,6 +1,8 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 
+#include <sys/resource.h>
+
 #include <csignal>
 #include <cstdio>
 
@@ -25,6 +27,17 @@ int fail(int code, const QString& why)
     return code;
 }
 
+// A device holds a listener and its client's connection: a thousand of them need more
+// descriptors than the 1024 a session usually starts with.
+void raise_open_file_limit()
+{
+    rlimit limit {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -37,6 +50,7 @@ int main(int argc, char* argv[])
     qSetMessagePattern(QStringLiteral("devsim %{if-warning}warning: %{endif}%{message}"));
     // A client gone while an answer is written must not end the process.
     std::signal(SIGPIPE, SIG_IGN);
+    raise_open_file_limit();
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
