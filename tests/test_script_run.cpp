@@ -192,8 +192,10 @@ void test_script_run::runs_end_data()
     QTest::newRow("a missing script") << QStringList { "--batch", "--script", "missing.ovscript" } << "" << 1
                                       << QStringList { "Unable to open script missing.ovscript: No such file or directory" }
                                       << QStringList {};
-    QTest::newRow("Lua") << QStringList { "--batch", "--script", "s.lua" } << "" << 1
-                         << QStringList { "Lua is not available in this build" } << QStringList {};
+    QTest::newRow("Lua") << QStringList { "--batch", "--script", "s.lua" }
+                         << "print(orvane.version())\nerror('late', 0)\n" << 0
+                         << QStringList { "[lua]: Runtime message: 0.5, build #1964", "[lua]: Runtime error: late" }
+                         << QStringList {};
     QTest::newRow("a script needs batch mode") << QStringList { "--script", "s.ovscript" } << "print x\n" << 0
                                                << QStringList { "--script <file>", "taskfile.csv" }
                                                << QStringList { "[ovscript]" };
@@ -210,7 +212,7 @@ void test_script_run::runs_end()
     QFETCH(QStringList, present);
     QFETCH(QStringList, absent);
     installation app;
-    app.write("s.ovscript", script);
+    app.write(args.contains("s.lua") ? "s.lua" : "s.ovscript", script);
     app.write("list.csv", "127.0.0.7,34567,admin,\n127.0.0.8,34567,admin,\n");
     QVERIFY2(app.run(args, 20000), qPrintable(app.output));
     QCOMPARE(app.code, code);
