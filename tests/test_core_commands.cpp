@@ -449,11 +449,11 @@ void test_core_commands::check_devices_keeps_the_event_loop_running()
     QCOMPARE(f.shown(), QStringList { "Done" });
     QVERIFY2(f.log_text().count("Device serial: ") == 3, qPrintable(f.log_text()));
     QVERIFY2(took > 600, qPrintable(QString::number(took)));
-    // The main loop ran all the while: no gap between ticks longer than one batch of events, but for a rare
-    // hiccup of the scheduler.
-    QVERIFY2(watch.gaps_over(80) <= 2 && watch.longest() < 500,
+    // The main loop ran all the while: a wait that blocks shows as one gap of most of the time, one that
+    // serves events only now and then as many long ones; a loaded machine makes a few on its own.
+    QVERIFY2(watch.gaps_over(80) <= 4 && watch.longest() < took / 2,
         qPrintable(QStringLiteral("%1 ms gap in %2 ms").arg(watch.longest()).arg(took)));
-    QVERIFY2(watch.ticks() > took / 20, qPrintable(QStringLiteral("%1 ticks in %2 ms").arg(watch.ticks()).arg(took)));
+    QVERIFY2(watch.ticks() > took / 40, qPrintable(QStringLiteral("%1 ticks in %2 ms").arg(watch.ticks()).arg(took)));
 }
 
 void test_core_commands::check_devices_with_nothing_selected_returns_at_once()

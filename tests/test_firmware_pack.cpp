@@ -100,14 +100,16 @@ struct image {
 const QByteArray firmware_one = pattern(300, 1);
 const QByteArray firmware_two = pattern(77, 2);
 
-// Two targets, two blocks; the second target points at the second block.
-image v2_pack_image()
+// Two targets, two blocks; the second target points at the second block. Only a pack has targets.
+image v2_pack_image(quint8 kind = pack::kind_pack)
 {
-    image m { QByteArray("FFCF\x02\x02\x02") + le(1700000000, 4), {} };
-    m.add("reserved", le(0xdeadbeef, 4));
-    m.add("target_count", QByteArray(1, 2));
-    m.add("row0", fake::record("SN-A") + char(0));
-    m.add("row1", fake::record("SN-B") + char(1));
+    image m { QByteArray("FFCF\x02") + char(kind) + char(2) + le(1700000000, 4), {} };
+    if (kind == pack::kind_pack) {
+        m.add("reserved", le(0xdeadbeef, 4));
+        m.add("target_count", QByteArray(1, 2));
+        m.add("row0", fake::record("SN-A") + char(0));
+        m.add("row1", fake::record("SN-B") + char(1));
+    }
     const QByteArray firmwares[] = { firmware_one, firmware_two };
     for (int i = 0; i < 2; ++i) {
         const quint64 session = 0x1111111111111101ull + quint64(i);
@@ -156,6 +158,8 @@ private slots:
     void initTestCase();
     void hand_written_packs_data();
     void hand_written_packs();
+    void blocks_as_written_data();
+    void blocks_as_written();
     void tool_packs_load_data();
     void tool_packs_load();
     void program_writes_pass_tool_check_data();
@@ -191,7 +195,7 @@ void test_firmware_pack::initTestCase()
 void test_firmware_pack::hand_written_packs_data()
 {
     QTest::addColumn<int>("version");
-    QTest::addColumn<QString>("damage"); // "cut <where>", "patch <where> <hex bytes>" or none
+    QTest::addColumn<QString>("damage"); // "cut <where>", "patch <where> <hex bytes>", "kind <kind>" or none
     QTest::addColumn<int>("code"); // error of the load; -1: not a file the class reads
     QTest::addColumn<QString>("position"); // empty: -1
     QTest::newRow("empty file") << 3 << "cut +0" << 1 << "+0";
@@ -202,6 +206,7 @@ void test_firmware_pack::hand_written_packs_data()
     QTest::newRow("no count") << 2 << "cut +6" << 5 << "+6";
     QTest::newRow("timestamp cut short") << 3 << "cut +9" << 6 << "+7";
     QTest::newRow("v2: whole, targets count all blocks") << 2 << "" << 0 << "";
+    QTest::newRow("v2: an unknown kind has no target table") << 2 << "kind 3" << 0 << "";
     QTest::newRow("v2: reserved word cut short") << 2 << "cut reserved+3" << 7 << "reserved";
     QTest::newRow("v2: no target count") << 2 << "cut target_count" << 8 << "target_count";
     QTest::newRow("v2: target record cut short") << 2 << "cut row0+20" << 9 << "row0";
@@ -211,6 +216,7 @@ void test_firmware_pack::hand_written_packs_data()
     QTest::newRow("v2: ident doesn't decrypt") << 2 << "patch ident1 ffff" << 13 << "block1";
     QTest::newRow("v2: block length beyond the file") << 2 << "patch block0 f0ffffff" << 12 << "block0+4294967280";
     QTest::newRow("v3: whole, elements in any order") << 3 << "" << 0 << "";
+    QTest::newRow("v3: a script element of another tag is kept empty") << 3 << "patch script+6 51" << 0 << "";
     QTest::newRow("v3: no block header") << 3 << "cut ate0" << 9 << "ate0";
     QTest::newRow("v3: unknown block kind") << 3 << "patch ate1 07" << 10 << "ate1";
     QTest::newRow("v3: target doesn't decrypt") << 3 << "patch ate1+52 00" << 11 << "ate1";
@@ -228,9 +234,10 @@ void test_firmware_pack::hand_written_packs()
     QFETCH(QString, damage);
     QFETCH(int, code);
     QFETCH(QString, position);
-    image m = version == 2 ? v2_pack_image() : v3_pack_image();
-    m.at.insert("end", m.bytes.size());
     const QStringList what = damage.split(' ');
+    const quint8 kind = what[0] == QLatin1String("kind") ? quint8(what[1].toUInt()) : quint8(pack::kind_pack);
+    image m = version == 2 ? v2_pack_image(kind) : v3_pack_image();
+    m.at.insert("end", m.bytes.size());
     if (what[0] == QLatin1String("cut"))
         m.bytes.truncate(int(m.offset(what[1])));
     if (what[0] == QLatin1String("patch"))
@@ -253,24 +260,58 @@ void test_firmware_pack::hand_written_packs()
     if (code)
         return;
     QCOMPARE(p->version(), quint8(version));
-    QCOMPARE(p->kind(), quint8(pack::kind_pack));
+    QCOMPARE(p->kind(), kind);
     QCOMPARE(p->timestamp(), 1700000000u);
-    QCOMPARE(p->targets(), (target_list { { "SN-A", 0 }, { "SN-B", 1 } }));
+    QCOMPARE(p->targets(), (kind == pack::kind_pack ? target_list { { "SN-A", 0 }, { "SN-B", 1 } } : target_list()));
     QCOMPARE((QStringList { p->ident_at(0), p->ident_at(1), p->ident_at(2) }),
         (QStringList { md5_hex(firmware_one), md5_hex(firmware_two), QString() }));
     // A cut in the last payload is noticed only when that payload is taken out.
     QCOMPARE(p->extract(md5_hex(firmware_one), fake::payload_open), firmware_one);
-    QCOMPARE(p->extract(md5_hex(firmware_two), fake::payload_open), damage.isEmpty() ? firmware_two : QByteArray());
+    QCOMPARE(p->extract(md5_hex(firmware_two), fake::payload_open), what[0] == "cut" ? QByteArray() : firmware_two);
     QVERIFY(p->extract(md5_hex("absent"), fake::payload_open).isEmpty());
     QCOMPARE(p->sdk_type(md5_hex(firmware_one)), version == 3 ? QStringLiteral("xcloud") : QString());
     QCOMPARE(p->sdk_type(md5_hex(firmware_two)), QString());
     if (version == 2) {
-        QCOMPARE(std::static_pointer_cast<pack_v2>(p)->reserved(), 0xdeadbeefu);
+        QCOMPARE(std::static_pointer_cast<pack_v2>(p)->reserved(), kind == pack::kind_pack ? 0xdeadbeefu : 0u);
         return;
     }
     const auto v3 = std::static_pointer_cast<pack_v3>(p);
-    QCOMPARE(v3->scripts(), (pack_v3::script_set { { "reboot all", 9 } }));
+    QCOMPARE(v3->scripts(), (pack_v3::script_set { { what[0] == "patch" ? "" : "reboot all", 9 } }));
     QCOMPARE(v3->idents(), (QStringList { md5_hex(firmware_one), md5_hex(firmware_two) }));
+}
+
+void test_firmware_pack::blocks_as_written_data()
+{
+    QTest::addColumn<int>("version");
+    QTest::addColumn<QByteArray>("block"); // what an add of "kept" puts behind the header
+    const quint64 session = 0x0102030405060708ull;
+    const QByteArray ident = fake::frame("kept");
+    const QByteArray payload = fake::payload_frame("data", session);
+    const QByteArray v2 = le(31 + 16 + 16, 4) + le(11 + 31, 4) + char(1) + le(4, 2) + le(11 + 31 + 16, 4) + le(1, 4)
+        + le(4, 4) + le(session, 8) + ident + payload;
+    const QByteArray v3 = char(1) + le(18 + 26 + 26, 4) + char(3) + element(83, le(session, 8), 8, false)
+        + element(86, ident, 4, true) + element(80, payload, 4, true);
+    QTest::newRow("v2: 31-byte header with absolute offsets, then the frames") << 2 << v2;
+    QTest::newRow("v3: firmware block of Session, Version, Payload") << 3 << v3;
+}
+
+// The writer byte for byte: a cache of one block, its count and time in the header.
+void test_firmware_pack::blocks_as_written()
+{
+    QFETCH(int, version);
+    QFETCH(QByteArray, block);
+    const QString path = m_dir.filePath(QStringLiteral("written.ovpack"));
+    QVERIFY(create(path, quint8(version)));
+    const auto p = make_pack(version);
+    QVERIFY(p->load(path, fake::open_record, fake::unframe));
+    const quint32 before = quint32(QDateTime::currentSecsSinceEpoch());
+    QVERIFY(p->add("kept", "data", fake::frame, fake::payload_frame, 0x0102030405060708ull));
+    const QByteArray bytes = read_file(path);
+    const quint32 stamp = qFromLittleEndian<quint32>(bytes.constData() + 7);
+    QVERIFY(stamp >= before && stamp <= quint32(QDateTime::currentSecsSinceEpoch()));
+    QCOMPARE(p->timestamp(), stamp);
+    const QByteArray header = QByteArray("FFCF") + char(version) + char(pack::kind_cache) + char(1) + le(stamp, 4);
+    QCOMPARE(bytes.toHex(' '), (header + block).toHex(' '));
 }
 
 void test_firmware_pack::tool_packs_load_data()
@@ -285,7 +326,8 @@ void test_firmware_pack::tool_packs_load()
 {
     QFETCH(int, version);
     const QString sdk = version == 3 ? QStringLiteral(":xcloud") : QString();
-    const QMap<QString, QByteArray> files { { "ipc", pattern(70000, 3) }, { "nvr", pattern(1, 4) }, { "empty", {} } };
+    // Past 1 MiB the payload's count of 16-byte units needs more than 16 bits.
+    const QMap<QString, QByteArray> files { { "ipc", pattern(1100000, 3) }, { "nvr", pattern(1, 4) }, { "empty", {} } };
     for (auto f = files.begin(); f != files.end(); ++f)
         QVERIFY(write_file(m_dir.filePath(f.key()), f.value()));
     const auto at = [&](const QString& file) { return m_dir.filePath(file); };

@@ -15,21 +15,6 @@ namespace {
 // A size whose percentages come out whole in single-precision arithmetic (100 / size is 2^-10).
 constexpr int firmware_size = 102400;
 
-// Every text the row's status cell shows from now on, each once in a row.
-void watch_status(fixture& f, const QString& ident, QStringList* seen)
-{
-    main_model* model = f.c->model();
-    QObject::connect(
-        model, &QAbstractItemModel::dataChanged, f.c.get(), [=](const QModelIndex& from, const QModelIndex& to) {
-            const int row = model->row_of(ident);
-            if (row < from.row() || row > to.row() || main_model::col_status < from.column()
-                || main_model::col_status > to.column())
-                return;
-            const QString text = model->data(model->index(row, main_model::col_status)).toString();
-            if (seen->isEmpty() || seen->constLast() != text)
-                *seen << text;
-        });
-}
 
 // The interactive program with the stand-ins in its plugin folder and one simulated device;
 // what the library is given to flash is kept in the fixture's folder.

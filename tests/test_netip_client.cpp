@@ -31,6 +31,9 @@ private slots:
     void password_digest();
     void netcommon_reading_data();
     void netcommon_reading();
+    void netcommon_writing_data();
+    void netcommon_writing();
+    void location_reading();
 
     void login_data();
     void login();
@@ -111,6 +114,8 @@ void test_netip_client::netcommon_reading_data()
     QTest::newRow("texts looked up, an integer flag is a bool")
         << head + "{\"TransferPlan\":\"Fluency\",\"MonMode\":\"UDP\",\"UseHSDownLoad\":5}}"
         << QList<qint64> { 0, 0, 2, 1, 1 } << true;
+    QTest::newRow("an unknown text logs and reads 0") << head + "{\"TransferPlan\":\"nr\",\"HostIP\":\"0x0100000A\"}}"
+                                                      << QList<qint64> { 0x0A000001, 0, 0, 0, 0 } << true;
     QTest::newRow("object without the member is refused")
         << QByteArray("{\"Name\":\"NetWork.NetCommon\",\"Ret\":100}") << QList<qint64>() << false;
 }
@@ -128,6 +133,58 @@ void test_netip_client::netcommon_reading()
     QCOMPARE(flag == text_values, !fields.isEmpty());
     if (!fields.isEmpty())
         QCOMPARE((QList<qint64> { r.HostIP, r.GateWay, r.TransferPlan, r.MonMode, r.UseHSDownLoad }), fields);
+    QCOMPARE(log_count("error, Unknown TransferPlan value: nr"), text.contains("\"nr\"") ? 1 : 0);
+
+    // A MAC text that fills its array is cut there, without a terminator.
+    const QByteArray mac(40, 'm');
+    QVERIFY(dvr_networking::json_to_netcommon_v2(R"({"NetWork.NetCommon":{"MAC":")" + mac + "\"}}", r, flag));
+    QCOMPARE(QByteArray(r.MAC, int(sizeof r.MAC)), mac.left(int(sizeof r.MAC)));
+}
+
+void test_netip_client::netcommon_writing_data()
+{
+    QTest::addColumn<int>("transfer_plan");
+    QTest::addColumn<int>("mon_mode");
+    QTest::addColumn<QString>("texts"); // TransferPlan, MonMode
+    QTest::newRow("first entries") << 0 << 0 << "AutoAdapt TCP";
+    QTest::newRow("last entries") << 3 << 2 << "Transmission MCAST";
+    QTest::newRow("past the tables: Quality and TCP") << 4 << 3 << "Quality TCP";
+}
+
+// Addresses byte-reversed in hexadecimal without padding, the connection limit under its member name.
+void test_netip_client::netcommon_writing()
+{
+    QFETCH(int, transfer_plan);
+    QFETCH(int, mon_mode);
+    SDK_CONFIG_NET_COMMON_V2 r;
+    memset(&r, 0, sizeof r);
+    r.HostIP = 0xC0A8010A;
+    r.Submask = 0xFFFFFF00;
+    r.GateWay = 0x0A000001;
+    r.MaxConn = 7;
+    r.TransferPlan = transfer_plan;
+    r.MonMode = mon_mode;
+    QJsonObject o;
+    QVERIFY(dvr_networking::netcommon_to_json(r, o));
+    QCOMPARE(
+        QStringList({ o.value("HostIP").toString(), o.value("Submask").toString(), o.value("GateWay").toString() }),
+        QStringList({ "a01a8c0", "ffffff", "100000a" }));
+    QCOMPARE(o.value("TCPMaxConn").toInt(), 7);
+    QTEST(o.value("TransferPlan").toString() + ' ' + o.value("MonMode").toString(), "texts");
+}
+
+// Absent date members take their defaults; a text outside a list reads -1.
+void test_netip_client::location_reading()
+{
+    location_config r;
+    QVERIFY(dvr_networking::json_to_location(
+        R"({"General.Location":{"DSTStart":{"Year":2024,"Minute":30},"Language":"Klingon","VideoFormat":"SECAM"}})",
+        r));
+    const auto& s = r.dst_start;
+    QCOMPARE((QList<int> { s.year, s.month, s.week, s.day, s.hour, s.minute }), (QList<int> { 2024, 1, 0, 1, 1, 30 }));
+    QCOMPARE(r.dst_end.year, 0);
+    QCOMPARE((QList<int> { r.language, r.video_format, r.date_format }), (QList<int> { -1, 2, 0 }));
+    QVERIFY(!dvr_networking::json_to_location(R"({"General.Locations":{}})", r));
 }
 
 void test_netip_client::login_data()

@@ -12,8 +12,10 @@
 #include <QtTest>
 
 #include <memory>
+#include <type_traits>
 
 using netip::packet;
+Q_DECLARE_METATYPE(netip::packet)
 
 namespace
 {
@@ -35,11 +37,17 @@ QByteArray payload_of(const packet& p)
     return p.data() ? QByteArray(p.data(), int(p.payload_size())) : QByteArray();
 }
 
-QByteArray frame(uint16_t id, const QByteArray& body, uint32_t session = 0)
+QByteArray frame(uint16_t id, const QByteArray& body)
 {
-    packet p(id, body.constData(), size_t(body.size()));
-    p.session = session;
-    return serialized(p);
+    return serialized(packet(id, body.constData(), size_t(body.size())));
+}
+
+// A login packet with one header field changed.
+template <typename T> packet with(T packet::*field, std::common_type_t<T> value)
+{
+    packet p(1000);
+    p.*field = value;
+    return p;
 }
 
 } // namespace
@@ -51,12 +59,16 @@ private slots:
     void init();
     void cleanup();
 
-    void serialize_layout();
+    void header_fields_data();
+    void header_fields();
     void parse_limits_data();
     void parse_limits();
     void payload_limit();
     void check_ret_data();
     void check_ret();
+
+    void read_whole_frames_data();
+    void read_whole_frames();
 
     void read_failures_data();
     void read_failures();
@@ -102,25 +114,46 @@ int test_netip_packet::log_count(const QString& text) const
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).split('\n').filter(text).size() : -1;
 }
 
-void test_netip_packet::serialize_layout()
+void test_netip_packet::header_fields_data()
 {
-    packet p(1522, "{}", 2);
-    p.session = 0x11223344;
-    p.sequence = 0x01020304;
-    p.current_packet = 1;
-    const QByteArray expected = hex("ff 01 00 00  44332211  04030201  00 01  f205  02000000  7b7d");
+    QTest::addColumn<packet>("p");
+    QTest::addColumn<int>("offset");
+    QTest::addColumn<QByteArray>("bytes"); // what the field puts there, little-endian
+    QTest::newRow("head") << with(&packet::head, 0xfe) << 0 << hex("fe");
+    QTest::newRow("version") << with(&packet::version, 0x7f) << 1 << hex("7f");
+    QTest::newRow("reserved1") << with(&packet::reserved1, 0xa1) << 2 << hex("a1");
+    QTest::newRow("reserved2") << with(&packet::reserved2, 0xa2) << 3 << hex("a2");
+    QTest::newRow("session") << with(&packet::session, 0xd4c3b2a1) << 4 << hex("a1 b2 c3 d4");
+    QTest::newRow("sequence") << with(&packet::sequence, 0x8a7b6c5d) << 8 << hex("5d 6c 7b 8a");
+    QTest::newRow("total_packets") << with(&packet::total_packets, 0xe1) << 12 << hex("e1");
+    QTest::newRow("current_packet") << with(&packet::current_packet, 0xe2) << 13 << hex("e2");
+    QTest::newRow("message_id") << with(&packet::message_id, 0xbeef) << 14 << hex("ef be");
+    QTest::newRow("length, payload behind the header") << packet(1000, "abc", 3) << 16 << hex("03 00 00 00 616263");
+}
+
+// Every field at its width and offset, read back from there, and part of the comparison.
+void test_netip_packet::header_fields()
+{
+    QFETCH(packet, p);
+    QFETCH(int, offset);
+    QFETCH(QByteArray, bytes);
+    const packet login(1000);
+    QByteArray expected = hex("ff 01 00 00  00000000  00000000  00 00  e803  00000000");
+    expected.replace(offset, bytes.size(), bytes);
     QCOMPARE(serialized(p).toHex(' '), expected.toHex(' '));
+    QCOMPARE(packet::detect_payload_size(expected.constData(), size_t(expected.size())), p.length);
+
+    packet back;
+    QVERIFY(back.parse(expected.constData(), size_t(expected.size())));
+    QCOMPARE(serialized(back).toHex(' '), expected.toHex(' '));
+    QVERIFY(back == p);
+    QVERIFY(back != login);
+
     // One byte short of the frame is refused, and the size is left alone.
     QByteArray out(expected.size() - 1, '\0');
     size_t size = size_t(out.size());
     QVERIFY(!p.serialize(out.data(), &size));
     QCOMPARE(size, size_t(out.size()));
-
-    packet back;
-    QVERIFY(back.parse(expected.constData(), size_t(expected.size())));
-    QVERIFY(back == p); // every header field, the id included
-    QCOMPARE(payload_of(back), QByteArray("{}"));
-    QCOMPARE(serialized(back).toHex(' '), expected.toHex(' '));
 }
 
 void test_netip_packet::parse_limits_data()
@@ -137,6 +170,10 @@ void test_netip_packet::parse_limits_data()
         << hex("ff 01 00 00 05000000 00000000 00 00 1504 03000000") << true << 3u << QByteArray("abc") << 0;
     QTest::newRow("length larger than the bytes given")
         << hex("ff 00 00 00 00000000 00000000 00 00 e903 00010000 414243") << true << 256u << QByteArray("ABC") << 0;
+    QTest::newRow("reserved1 set") << hex("ff 01 01 00 00000000 00000000 00 00 e903 00000000") << true << 0u
+                                   << QByteArray("abc") << 1;
+    QTest::newRow("reserved2 isn't looked at")
+        << hex("ff 01 00 07 00000000 00000000 00 00 e903 00000000") << true << 0u << QByteArray("abc") << 0;
     QTest::newRow("version 2") << hex("ff 02 00 00 00000000 00000000 00 00 e903 00000000") << true << 0u
                                << QByteArray("abc") << 1;
     QTest::newRow("head below ff is garbage")
@@ -181,6 +218,11 @@ void test_netip_packet::payload_limit()
     QCOMPARE(payload_of(assigned), QByteArray("keep"));
     QVERIFY(assigned.assign(limit.constData(), size_t(limit.size())));
     QCOMPARE(payload_of(assigned), limit);
+    // A copy of an empty buffer gets a whole one, zeroed.
+    const packet empty(1540, "", 0);
+    packet copy(empty);
+    copy.length = uint32_t(packet::max_payload);
+    QCOMPARE(payload_of(copy), QByteArray(int(packet::max_payload), '\0'));
 }
 
 void test_netip_packet::check_ret_data()
@@ -203,6 +245,35 @@ void test_netip_packet::check_ret()
     QCOMPARE(log_count(QStringLiteral("error, No such member: Ret")), logs_missing ? 1 : 0);
 }
 
+void test_netip_packet::read_whole_frames_data()
+{
+    QTest::addColumn<QByteArray>("wire");
+    QTest::addColumn<QString>("logged");
+    QTest::newRow("the largest payload") << frame(1522, QByteArray(32768, 'x'))
+                                         << "debug, [<<<] Received 32788 bytes, Upgrade data (---)";
+    QTest::newRow("a reply's return code") << frame(1001, QByteArray("{\"Ret\":203}\0", 12))
+                                           << "debug, [<<<] Received 32 bytes, Logout request (Incorrect password)";
+    QTest::newRow("an unknown message") << frame(1530, QByteArray("{\"Ret\":100}\0", 12))
+                                        << "debug, [<<<] Received 32 bytes, -unknown[1530]- (OK)";
+}
+
+// A frame comes whole, header and payload, and the log names it; what is written goes out whole.
+void test_netip_packet::read_whole_frames()
+{
+    QFETCH(QByteArray, wire);
+    QFETCH(QString, logged);
+    packet sent;
+    QVERIFY(sent.parse(wire.constData(), size_t(wire.size())));
+    QVERIFY(packet_wrapper::write_to(m_peer, sent));
+    QVERIFY(m_peer->waitForBytesWritten(1000));
+    QCOMPARE(log_count(QString(logged).replace("[<<<] Received", "[>>>] Sent").section(" (", 0, 0)), 1);
+
+    packet p(1020, "abc", 3);
+    QVERIFY(packet_wrapper::read_from(m_reader.get(), p));
+    QCOMPARE(serialized(p).toHex(), wire.toHex());
+    QCOMPARE(log_count(logged), 1);
+}
+
 void test_netip_packet::read_failures_data()
 {
     QTest::addColumn<QByteArray>("wire");
@@ -221,8 +292,11 @@ void test_netip_packet::read_failures_data()
         << QStringList { "warning, Got 5 bytes, expected 10", failure + "Payload reading failed" } << false;
     QTest::newRow("peer closing ends the read") << hex("ff 01 00 00 00000000") << true << 0 << 2500
                                                 << QStringList { failure + "Header reading failed" } << false;
-    QTest::newRow("oversized length is refused without reading")
+    QTest::newRow("one byte over the payload limit is refused without reading")
         << hex("ff 01 00 00 00000000 00000000 00 00 1304 01800000") + QByteArray(64, 'z') << false << 0 << 2000
+        << QStringList { failure + "Payload size over the limit" } << false;
+    QTest::newRow("a length of 65536 is over the limit too")
+        << hex("ff 01 00 00 00000000 00000000 00 00 1304 00000100") + QByteArray(64, 'z') << false << 0 << 2000
         << QStringList { failure + "Payload size over the limit" } << false;
 }
 

@@ -391,8 +391,8 @@ void test_sapi::wait_serves_the_event_loop()
     f.api->sapi_sleep(0.2f);
     QVERIFY(watch.elapsed() >= 500);
     // The loop ran all the while, never held for a batch of events.
-    QVERIFY2(watch.gaps_over(80) <= 2 && watch.longest() < 500, qPrintable(QString::number(watch.longest())));
-    QVERIFY2(watch.ticks() > 500 / 10, qPrintable(QString::number(watch.ticks())));
+    QVERIFY2(watch.gaps_over(80) <= 4 && watch.longest() < 250, qPrintable(QString::number(watch.longest())));
+    QVERIFY2(watch.ticks() > 500 / 20, qPrintable(QString::number(watch.ticks())));
     bool thrown = false;
     try {
         f.api->sapi_wait({});

@@ -30,8 +30,8 @@ class test_update_flow : public QObject
     Q_OBJECT
 private slots:
     void one_download_serves_two_devices();
-    void verdicts_end_the_flow_data();
-    void verdicts_end_the_flow();
+    void status_cell_through_a_run_data();
+    void status_cell_through_a_run();
     void fetch_only_and_force_update();
     void dropped_service_interrupts_waiting_lines();
     void failed_upload_cancels_confirm();
@@ -66,28 +66,57 @@ void test_update_flow::one_download_serves_two_devices()
     }
 }
 
-void test_update_flow::verdicts_end_the_flow_data()
+void test_update_flow::status_cell_through_a_run_data()
 {
-    QTest::addColumn<QJsonValue>("entry");
-    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("verdict");
+    QTest::addColumn<QStringList>("cells");
+    QTest::addColumn<QString>("log_line");
     QTest::addColumn<bool>("ok");
-    QTest::newRow("denied is a failure") << QJsonValue("denied") << "Denied in service" << false;
-    QTest::newRow("updated") << QJsonValue("updated") << "Updates not found" << true;
+    const QStringList flashed { "Checking updates...", "Downloading update...", "Uploading: 0%", "Uploading: 25%",
+        "Uploading: 50%", "Uploading: 75%", "Uploading: 100%", "Upgrading: 0%", "Upgrading: 25%", "Upgrading: 50%",
+        "Upgrading: 75%", "Upgrading: 100%", "Done upgrading" };
+    QTest::newRow("pending: flashed in four chunks") << "pending" << flashed << "Found updated version for %1 (DVR, legacy functionality)" << true;
+    QTest::newRow("no_binding is a success")
+        << "no_binding" << QStringList { "Checking updates...", "Firmwares not assigned" } << "No updates for the %1: firmwares not assigned"
+        << true;
+    QTest::newRow("updated") << "updated" << QStringList { "Checking updates...", "Updates not found" }
+                             << "No updates for the %1: updates not found" << true;
+    QTest::newRow("denied is a failure") << "denied" << QStringList { "Checking updates...", "Denied in service" }
+                                         << "No updates for the %1: denied in service" << false;
+    QTest::newRow("any other verdict passes through")
+        << "later" << QStringList { "Checking updates...", "E:later" } << "No updates for the %1: E:later" << true;
 }
 
-void test_update_flow::verdicts_end_the_flow()
+// What the status cell shows, in order, its final colour and the log's line for the verdict.
+void test_update_flow::status_cell_through_a_run()
 {
-    QFETCH(QJsonValue, entry);
+    QFETCH(QString, verdict);
+    QFETCH(QStringList, cells);
+    QFETCH(QString, log_line);
+    QFETCH(bool, ok);
     fixture f;
-    QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
+    // Four chunks of 32768 bytes: the upload's percentages are 25 apart.
+    const QByteArray firmware = image(4 * 32768, 'v');
+    const QString path = f.service.add_file("ipc.bin", firmware);
+    QVERIFY2(f.start_devices(1, { { "upgrade_step_ms", 20 } }), qPrintable(f.devices.error()));
+    const QJsonObject offer { { "file", path }, { "type", 2 }, { "sdk_type", "legacy" } };
+    const QJsonObject entry { { "verdict", verdict }, { "offers", verdict == "pending" ? QJsonArray { offer } : QJsonArray {} } };
     QVERIFY2(f.start_service({ { f.serial(0), entry } }), qPrintable(f.service.error()));
-    f.make_core();
+    f.make_core(false, core::interactive);
+    QStringList seen;
+    watch_status(f, f.idents[0], &seen);
     f.c->on_window_run_list();
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 30000);
-    QTEST(f.result(0).text, "text");
-    QTEST(f.result(0).ok, "ok");
-    QCOMPARE(f.service.requests("file").size(), 0);
-    QCOMPARE(f.devices.state(0)["upgrades"].toInt(), 0);
+
+    QCOMPARE(seen.mid(seen.indexOf("Checking updates...")), cells);
+    QCOMPARE(f.result(0).ok, ok);
+    main_model* model = f.c->model();
+    const QModelIndex cell = model->index(model->row_of(f.idents[0]), main_model::col_status);
+    QCOMPARE(model->data(cell, Qt::BackgroundRole).value<QColor>(), main_model::status_color(ok ? 1 : 0));
+    QVERIFY(f.log_text().contains(log_line.arg(f.serial(0))));
+    QCOMPARE(f.service.requests("file").size(), verdict == "pending" ? 1 : 0);
+    QCOMPARE(f.service.requests("confirm").size(), verdict == "pending" ? 1 : 0);
+    QCOMPARE(f.devices.state(0)["upgrades"].toInt(), verdict == "pending" ? 1 : 0);
 }
 
 void test_update_flow::fetch_only_and_force_update()
@@ -362,5 +391,5 @@ void test_update_flow::closed_library_missing()
     QVERIFY(log.contains("xc_support: false, xn_support: false"));
 }
 
-QTEST_GUILESS_MAIN(test_update_flow)
+QTEST_MAIN(test_update_flow)
 #include "test_update_flow.moc"

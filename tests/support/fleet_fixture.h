@@ -3,6 +3,7 @@
 // A core in batch mode in a folder of its own, between simulated devices and a simulated update service, with
 // the flows it ran counted. Header-only: the shared support library doesn't link the core.
 #include "app/core.h"
+#include "ui/main_model.h"
 #include "tests/support/devsim_harness.h"
 #include "tests/support/svcsim_harness.h"
 
@@ -163,5 +164,21 @@ struct fixture
     int started = 0;
     int peak = 0; // the most flows the manager had running, counted as each was admitted
 };
+
+// Every text the row's status cell takes, in order, repeats folded; interactive cores only.
+inline void watch_status(fixture& f, const QString& ident, QStringList* seen)
+{
+    main_model* model = f.c->model();
+    QObject::connect(
+        model, &QAbstractItemModel::dataChanged, f.c.get(), [=](const QModelIndex& from, const QModelIndex& to) {
+            const int row = model->row_of(ident);
+            if (row < from.row() || row > to.row() || main_model::col_status < from.column()
+                || main_model::col_status > to.column())
+                return;
+            const QString text = model->data(model->index(row, main_model::col_status)).toString();
+            if (seen->isEmpty() || seen->constLast() != text)
+                *seen << text;
+        });
+}
 
 } // namespace fleet
