@@ -127,6 +127,9 @@ public:
     // Tells a loaded plugin the language, joins its commands to the command table and hands
     // it the API; false, logged, when it has no instance or refuses to start.
     bool start_plugin(const QString& ident);
+    // A toolbar button bound to a plugin's command ("plugin/number") was pressed; false,
+    // logged, when no plugin has the identifier or the action failed.
+    bool run_plugin_action(const QString& command_text);
     // Where scripted output shows; null while there is none (the log in batch mode).
     scripting::console* console() const;
     // Returns once condition no longer holds, showing message on the console meanwhile;

@@ -42,8 +42,11 @@ bool core::start_plugin(const QString& ident)
 void core::run_plugin_command(const scripting::cmd_id& command, const QStringList& args, const param_list& params)
 {
     plugins::plugin_interface* plugin = m_plugins->instance(command);
-    if (!plugin)
+    // A line read while the plugin was there may run after its unload.
+    if (!plugin) {
+        m_sapi->sapi_error(tr("Bad plugin ident: %1").arg(command.plugin), false);
         return;
+    }
     bool ok = false;
     // What a plugin lets through of the API's refusals ends its command, not the program.
     try {
@@ -55,6 +58,22 @@ void core::run_plugin_command(const scripting::cmd_id& command, const QStringLis
     }
     if (!ok)
         m_sapi->sapi_error(tr("Plugin %1 failed to execute command %2").arg(command.plugin).arg(command.number), false);
+}
+
+bool core::run_plugin_action(const QString& command_text)
+{
+    const QStringList tags { fixed_names::tags::core, fixed_names::tags::plugins };
+    const scripting::cmd_id command = scripting::cmd_id::from_text(command_text);
+    plugins::plugin_interface* plugin = m_plugins->instance(command);
+    if (!plugin) {
+        log(fixed_names::sources::core, tr("Bad plugin ident: %1").arg(command.plugin), tags);
+        return false;
+    }
+    if (!plugin->toolbar_action(command)) {
+        log(fixed_names::sources::core, tr("Plugin action %1 failed").arg(command_text), tags);
+        return false;
+    }
+    return true;
 }
 
 void core::on_plugin_loader_message(const QString& message)

@@ -125,9 +125,18 @@ void test_plugins::example_plugin_starts_runs_and_leaves()
     f.run("site.about");
     QVERIFY2(f.shown().value(0).endsWith("language ru_RU"), qPrintable(f.shown().join('\n')));
     f.c->apply_language("en_US");
+    // A toolbar button bound to a plugin's command.
+    f.console.lines.clear();
+    QVERIFY(f.c->run_plugin_action(site + "/1"));
+    QCOMPARE(f.shown(), QStringList { "Site: Riverside" });
+    QVERIFY(!f.c->run_plugin_action(site + "/9"));
+    QVERIFY(!f.c->run_plugin_action("nobody/1"));
+    for (const QString& line : { "Plugin action " + site + "/9 failed", QString("Bad plugin ident: nobody") })
+        QVERIFY2(f.log_text().contains(line), qPrintable(line + '\n' + f.log_text()));
 
-    f.run("plugins.unload " + site);
-    QCOMPARE(f.shown(), QStringList { "Unloaded plugin " + site + "." });
+    // The second statement was read while the plugin was there.
+    f.run("plugins.unload " + site + "; site.show");
+    QCOMPARE(f.shown(), (QStringList { "Unloaded plugin " + site + ".", "error: Bad plugin ident: " + site }));
     QVERIFY(!node(f.c->command_db().commands_tree(), "site"));
     for (const scripting::cmd_id& id : f.c->command_db().commands_table().keys())
         QVERIFY(id.plugin.isEmpty());

@@ -1004,6 +1004,14 @@ Lower the start address to %2?</source>
             <source>Unloaded plugin %1.</source>
             <translation>Модуль %1 выгружен.</translation>
         </message>
+        <message>
+            <source>Bad plugin ident: %1</source>
+            <translation>Неверный идентификатор плагина: %1</translation>
+        </message>
+        <message>
+            <source>Plugin action %1 failed</source>
+            <translation>Действие плагина %1 не выполнено</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
