@@ -5,7 +5,6 @@
 #include "plugins/loader.h"
 #include "tests/support/script_session.h"
 
-#include <QSignalSpy>
 #include <QtTest>
 
 namespace {
@@ -94,7 +93,6 @@ private slots:
     void bad_plugins_leave_a_record_data();
     void bad_plugins_leave_a_record();
     void commands_join_and_leave_the_tree();
-    void a_second_load_keeps_the_live_plugin();
     void core_functions_run_the_offered_commands();
 };
 
@@ -265,29 +263,6 @@ void test_plugins::commands_join_and_leave_the_tree()
     QCOMPARE(flattened(db.commands_tree()), built);
     QCOMPARE(db.commands_table().size(), rows);
     QVERIFY(!db.commands_descriptions().contains("p/6"));
-}
-
-void test_plugins::a_second_load_keeps_the_live_plugin()
-{
-    plugins::loader loader;
-    QSignalSpy messages(&loader, &plugins::loader::message);
-    QCOMPARE(loader.load_file(EXAMPLE_PLUGIN), site);
-    plugins::plugin_interface* live = loader.instance(site);
-    QVERIFY(live);
-    QCOMPARE(loader.instance(scripting::cmd_id { site, 1 }), live);
-    QCOMPARE(loader.load_file(EXAMPLE_PLUGIN), QString());
-    QCOMPARE(messages.takeLast().value(0).toString(), "Duplicate plugin identificator: " + site);
-    QCOMPARE(loader.state(site), plugins::plugin_state::loaded);
-    QCOMPARE(loader.records(false).size(), 1);
-    QCOMPARE(loader.instance(site), live);
-
-    loader.mark_ready(site);
-    QCOMPARE(loader.state(site), plugins::plugin_state::ready);
-    QVERIFY(loader.unload(site));
-    QCOMPARE(loader.state(site), plugins::plugin_state::unloaded);
-    QVERIFY(!loader.instance(site));
-    QVERIFY(!loader.unload(site));
-    QCOMPARE(loader.load_file(EXAMPLE_PLUGIN), site);
 }
 
 void test_plugins::core_functions_run_the_offered_commands()
