@@ -89,6 +89,7 @@ class test_script_run : public QObject
 private slots:
     void example_scripts_update_a_fleet();
     void autorun_script_in_batch_mode();
+    void lua_autorun_shares_its_state_with_the_script();
     void runs_end_data();
     void runs_end();
     void batch_quits_while_a_script_sleeps();
@@ -168,6 +169,19 @@ void test_script_run::autorun_script_in_batch_mode()
     QVERIFY2(out.contains("[ovscript]: endpoint: admin@127.0.0.5:80, password: -none-, mac: , mtype: 0 (endpoint)"),
         qPrintable(out));
     QVERIFY(app.took >= 500);
+}
+
+void test_script_run::lua_autorun_shares_its_state_with_the_script()
+{
+    installation app;
+    app.autorun("setup.lua");
+    app.write("setup.lua", "site = 'north'\nprint('autorun')\n");
+    app.write("s.lua", "print(site)\n");
+    QVERIFY2(app.run({ "--batch", "--script", "s.lua" }), qPrintable(app.output));
+    QCOMPARE(app.code, 0);
+    const QStringList lines = app.lines();
+    const int autorun = lines.indexOf("[lua]: Runtime message: autorun");
+    QVERIFY2(autorun >= 0 && lines.indexOf("[lua]: Runtime message: north") > autorun, qPrintable(app.output));
 }
 
 void test_script_run::runs_end_data()
