@@ -341,7 +341,7 @@ bool lua_runtime::initialize()
 
 bool lua_runtime::load_file(const QString& path)
 {
-    if (!m_state || isRunning())
+    if (!m_state || m_running)
         return false;
     lua_settop(m_state, 0);
     return loaded(luaL_loadfilex(m_state, path.toUtf8().constData(), nullptr));
@@ -349,7 +349,7 @@ bool lua_runtime::load_file(const QString& path)
 
 bool lua_runtime::load_string(const QString& code)
 {
-    if (!m_state || isRunning())
+    if (!m_state || m_running)
         return false;
     lua_settop(m_state, 0);
     return loaded(luaL_loadstring(m_state, code.toUtf8().constData()));
@@ -367,11 +367,14 @@ bool lua_runtime::loaded(int status)
 
 bool lua_runtime::start_run()
 {
-    if (!m_state || isRunning() || lua_gettop(m_state) != 1 || !lua_isfunction(m_state, 1))
+    if (!m_state || m_running || lua_gettop(m_state) != 1 || !lua_isfunction(m_state, 1))
         return false;
+    // The thread of the run before may still be on its way out.
+    wait();
     m_stop = false;
     m_told_parameters = false;
     lua_sethook(m_state, &entry::stop_hook, LUA_MASKCOUNT, stop_check_interval);
+    m_running = true;
     start();
     return true;
 }
@@ -384,17 +387,14 @@ void lua_runtime::request_stop()
 void lua_runtime::run()
 {
     const int status = lua_pcallk(m_state, 0, LUA_MULTRET, 0, 0, nullptr);
-    if (status == LUA_OK) {
-        lua_settop(m_state, 0);
-        emit completed(true);
-        return;
-    }
-    const QString message = error_text(m_state, -1);
+    const QString message = status == LUA_OK ? QString() : error_text(m_state, -1);
     lua_settop(m_state, 0);
     // A missing parameter was told when it was found, also under pcall.
-    if (!m_told_parameters || message != QLatin1String(not_enough_parameters))
+    if (status != LUA_OK && (!m_told_parameters || message != QLatin1String(not_enough_parameters)))
         emit error(message);
-    emit completed(false);
+    // Whoever learns of the end may load the next chunk at once.
+    m_running = false;
+    emit completed(status == LUA_OK);
 }
 
 void lua_runtime::on_owner_thread(const std::function<void()>& work)

@@ -54,6 +54,9 @@ public:
     // Builds the state and the `orvane` table once; whether the state exists.
     bool initialize();
     bool is_initialized() const { return m_state != nullptr; }
+    // From start_run to the end of the script. The thread itself may linger a moment after
+    // completed(); the state is free by then.
+    bool is_running() const { return m_running.load(); }
     // Compiles a chunk for the next run; false, with the compiler's message as error(),
     // when it doesn't compile or a run is under way.
     bool load_file(const QString& path);
@@ -87,6 +90,7 @@ private:
 
     bindings m_functions;
     lua_State* m_state = nullptr;
+    std::atomic_bool m_running { false };
     std::atomic_bool m_stop { false };
     // A function's check told of a missing parameter in this run: its error isn't told again
     // when it ends the run.

@@ -134,7 +134,7 @@ void sapi::sapi_run_lua(bool code, const QString& text)
     sapi_output(tr("Runtime initialized"), false);
     const QString unable_to_run = code ? tr("Unable to run Lua code %1") : tr("Unable to run Lua script %1");
     // The state belongs to a running script until it ends.
-    if (m_lua->isRunning()) {
+    if (m_lua->is_running()) {
         sapi_error(unable_to_run.arg(text), false);
         return;
     }

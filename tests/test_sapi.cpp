@@ -469,7 +469,7 @@ void test_sapi::lua_needs_an_initialized_runtime()
     f.api->sapi_run_lua_file("s.lua");
     QCOMPARE(f.console.lines,
         QStringList({ "error: Runtime is not initialized", "error: Runtime is not initialized" }));
-    QVERIFY(!lua.isRunning());
+    QVERIFY(!lua.is_running());
 }
 
 void test_sapi::plugins_see_the_slots_in_order()
