@@ -114,9 +114,6 @@ void test_plugins::example_plugin_starts_runs_and_leaves()
     // A plugin command leaves the outcome of the command before it.
     QCOMPARE(f.run("print kept").result, QStringLiteral("kept"));
     QCOMPARE(f.run("site.show").result, QStringLiteral("kept"));
-    f.s->output.clear();
-    f.run("site.?");
-    QVERIFY2(f.s->output.join('\n').endsWith("about, set, show"), qPrintable(f.s->output.join('\n')));
     QCOMPARE(f.c->command_db().commands_descriptions().value(site + "/1").text, QStringLiteral("Print the site name"));
     // The language reaches the plugin.
     f.c->apply_language("ru_RU");
@@ -149,10 +146,6 @@ void test_plugins::example_plugin_starts_runs_and_leaves()
     QCOMPARE(f.shown(), QStringList { "Loaded plugin " + site + "." });
     f.run("site.show");
     QCOMPARE(f.shown(), QStringList { "Site: Riverside" });
-    f.run("plugins.unload nobody");
-    QCOMPARE(f.shown(), QStringList { "error: No such plugin: nobody." });
-    f.run("plugins.load nothing.so");
-    QCOMPARE(f.shown(), QStringList { "error: Failed to load plugin nothing.so." });
     // Loaded without its start: known, but no command of it joins the tree.
     f.run("plugins.unload " + site);
     f.run("plugins.load libsite.so --no-init");
