@@ -6,6 +6,7 @@
 #include "app/log_console.h"
 #include "delivery/service_url.h"
 #include "diagnostics/blackbox.h"
+#include "scripting/lua_runtime.h"
 #include "scripting/sapi.h"
 #include "sdk/device_library.h"
 #include "sdk/legacy.h"
@@ -49,7 +50,7 @@ core::core(const QString& own_checksum, const QString& application_path)
 {
     m_portable = app_paths::is_portable(QCoreApplication::applicationDirPath());
     // The closed device libraries sit where plugins do, or beside the program.
-    sdk::device_library::set_folders({ app_paths::plugin_folder(m_portable, m_application_path), m_application_path });
+    sdk::device_library::set_folders({ plugin_folder(), m_application_path });
     register_meta_types();
 
     for (const QString& name : { QStringLiteral("en_US"), QStringLiteral("ru_RU") }) {
@@ -96,6 +97,9 @@ core::core(const QString& own_checksum, const QString& application_path)
     m_worker_steps.removeAll(tasks::names::check_updates);
     m_worker_steps.removeAll(tasks::names::confirm);
 
+    build_lua();
+    m_plugins = std::make_unique<plugins::loader>();
+    connect(m_plugins.get(), &plugins::loader::message, this, &core::on_plugin_loader_message);
     build_interpreter();
 
     m_settings = std::make_unique<QSettings>(settings_path(), QSettings::IniFormat);
@@ -130,8 +134,11 @@ core::core(const QString& own_checksum, const QString& application_path)
 
 core::~core()
 {
-    // First: the interpreter calls into this object until its thread has ended.
+    // First: the interpreter calls into this object until its thread has ended, and so
+    // does a Lua script.
     stop_interpreter();
+    m_lua->disconnect(this);
+    m_lua.reset();
     m_registration_queue.clear();
     m_registration_threads.waitForDone();
     m_script_watch.stop();
@@ -161,6 +168,7 @@ core::~core()
     m_model.reset();
     m_splash.reset();
     m_sapi.reset();
+    m_plugins.reset();
     m_log_console.reset();
     m_settings.reset();
     blackbox::set_global(nullptr);
@@ -204,6 +212,11 @@ QString core::log_path() const
     return app_paths::log_file(m_portable, m_application_path);
 }
 
+QString core::plugin_folder() const
+{
+    return app_paths::plugin_folder(m_portable, m_application_path);
+}
+
 bool core::operate(operation_mode mode, bool offline)
 {
     m_mode = mode;
@@ -219,8 +232,14 @@ bool core::operate(operation_mode mode, bool offline)
     std::mt19937_64 engine { std::random_device { "default" }() };
     m_session_number = std::uniform_int_distribution<quint64> { 1, std::numeric_limits<quint64>::max() }(engine);
 
+    start_plugins();
+
     stage(tr("Service client"));
     configure_service(offline);
+
+    stage(tr("Lua runtime"));
+    if (!m_lua->initialize())
+        log(fixed_names::sources::core, tr("Unable to initialize Lua runtime."));
 
     if (offline) {
         switch_remote(false);
@@ -354,6 +373,10 @@ void core::apply_language(const QString& locale_name)
         QCoreApplication::installTranslator(m_translator.get());
     m_current_language = locale_name;
     m_cmddb.describe();
+    for (const plugins::plugin_record& r : m_plugins->records(true)) {
+        r.interface->set_language(locale_name);
+        m_cmddb.describe(r.ident, *r.interface);
+    }
 }
 
 void core::on_window_option_menu_executed(const QString& cmd, const QVariantList& args, bool checked)

@@ -8,6 +8,8 @@
 #include "diagnostics/log_history.h"
 #include "diagnostics/loggable.h"
 #include "firmware_pack/pack_v3.h"
+#include "plugins/core_functions.h"
+#include "plugins/loader.h"
 #include "scripting/autorun.h"
 #include "scripting/cmd_processor.h"
 #include "scripting/cmddb.h"
@@ -37,6 +39,7 @@
 class QTemporaryDir;
 class apply_pack;
 class blackbox;
+class lua_runtime;
 class main_model;
 class main_model_filter;
 class main_window;
@@ -69,7 +72,7 @@ public:
     using loggable::log;
     void log(const QString& source, const QString& text, const QStringList& tags = { QStringLiteral("core") });
 
-    // Loads the Qt and own translations of a locale and remembers it.
+    // Loads the Qt and own translations of a locale, remembers it and tells the plugins.
     void apply_language(const QString& locale_name);
     QString current_language() const { return m_current_language; }
     // "English name (native name)" by locale name, as the language menu offers them.
@@ -119,6 +122,16 @@ public:
     void set_last_result(bool ok, const QString& result);
     // The API that commands, Lua and plugins use.
     sapi& api() { return *m_sapi; }
+    lua_runtime& lua() { return *m_lua; }
+    plugins::loader& plugin_loader() { return *m_plugins; }
+    // The built-in commands seen as a plugin.
+    plugins::core_functions& builtin_functions() { return *m_core_functions; }
+    // Tells a loaded plugin the language, joins its commands to the command table and hands
+    // it the API; false, logged, when it has no instance or refuses to start.
+    bool start_plugin(const QString& ident);
+    // A toolbar button bound to a plugin's command ("plugin/number") was pressed; false,
+    // logged, when no plugin has the identifier or the action failed.
+    bool run_plugin_action(const QString& command_text);
     // Where scripted output shows; null while there is none (the log in batch mode).
     scripting::console* console() const;
     // Returns once condition no longer holds, showing message on the console meanwhile;
@@ -148,6 +161,7 @@ public:
     bool portable() const { return m_portable; }
     QString settings_path() const;
     QString log_path() const;
+    QString plugin_folder() const;
 
     // The window family; null in batch mode.
     main_window* window() const { return m_window.get(); }
@@ -230,6 +244,9 @@ private slots:
     void on_updater_new_update_available(const updater::update_info& info);
     void on_updater_downloaded();
     void on_updater_download_failed(const QString& text);
+    void on_lua_runtime_error(const QString& message);
+    void on_lua_runtime_log(const QString& message);
+    void on_plugin_loader_message(const QString& message);
     void on_cmd_processor_output(const QString& message);
     void on_cmd_processor_parse_error(const QUuid& ident, const QString& message);
     // Runs one interpreter command while the interpreter thread waits for it.
@@ -364,6 +381,12 @@ private:
     void stop_interpreter();
     // The scripting API with what it calls back here.
     void build_api();
+    // The Lua runtime with the functions its `orvane` table calls here.
+    void build_lua();
+    // Stages "Loading plugins" and "Starting plugins".
+    void start_plugins();
+    // A command of a plugin goes to the plugin that owns it.
+    void run_plugin_command(const scripting::cmd_id& command, const QStringList& args, const param_list& params);
     // Stage "Script autorun": the enabled files of the autorun list, when autorun is on.
     void run_autorun();
     // Quits a batch script run once the script and every flow have ended.
@@ -434,6 +457,9 @@ private:
     std::shared_ptr<blackbox> m_blackbox;
     scripting::cmddb m_cmddb;
     std::unique_ptr<cmd_processor> m_processor;
+    std::unique_ptr<lua_runtime> m_lua;
+    std::unique_ptr<plugins::loader> m_plugins;
+    std::unique_ptr<plugins::core_functions> m_core_functions;
     std::unique_ptr<sapi> m_sapi;
     std::unique_ptr<scripting::console> m_log_console; // batch mode's console
     scripting::autorun m_autorun;

@@ -31,6 +31,13 @@ const command_table& command_handlers()
 void core::build_interpreter()
 {
     m_cmddb.build();
+    // Outside the queue, as a toolbar button runs them: the outcome is the button's alone.
+    m_core_functions = std::make_unique<plugins::core_functions>(m_cmddb,
+        [this](const scripting::cmd_id& id, const QStringList& args, const param_list& params) {
+            return execute_processor_command(QUuid::createUuid(), 1, 1, m_cmddb.command_name(id), id, args, params,
+                cmd_processor::execution_mode::plain)
+                .ok;
+        });
     m_processor = std::make_unique<cmd_processor>(m_cmddb);
     // Blocking: the interpreter thread stands still until the command has run here.
     connect(m_processor.get(), &cmd_processor::command, this, &core::on_cmd_processor_command,
@@ -84,10 +91,11 @@ void core::on_cmd_processor_command(QUuid ident, uint command_n, size_t commands
             out->show_input(line);
         out->status(ident, command_n, commands_total, line);
     }
-    // A plugin command belongs to the plugin that owns it, and leaves the last result alone;
-    // without a plugin loader nobody owns one.
-    if (!command.plugin.isEmpty())
+    // A plugin command belongs to the plugin that owns it, and leaves the last result alone.
+    if (!command.plugin.isEmpty()) {
+        run_plugin_command(command, args, params);
         return;
+    }
     const scripting::command_result r
         = execute_processor_command(ident, command_n, commands_total, line, command, args, params, mode);
     set_last_result(r.ok, r.result);

@@ -6,11 +6,13 @@
 #include "app/caps.h"
 #include "app/fixed_names.h"
 #include "app/log_console.h"
+#include "scripting/lua_runtime.h"
 #include "scripting/sapi.h"
 #include "scripting/wait.h"
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QUrl>
 
 namespace {
 
@@ -48,8 +50,51 @@ void core::build_api()
             { QStringLiteral("operator_mac"), r.operator_mac },
             { QStringLiteral("operator_ip"), r.operator_ip.toString() } };
     };
-    // Lua, plugins, the video player and script widgets plug in here once they exist.
+    f.plugin_list = [this] {
+        QList<QVariantMap> list;
+        for (const plugins::plugin_record& r : m_plugins->records(false))
+            list << QVariantMap { { QStringLiteral("ident"), r.ident }, { QStringLiteral("filename"), r.file },
+                { QStringLiteral("status"), plugins::loader::state_word(r.state) } };
+        return list;
+    };
+    // The video player and script widgets plug in here once they exist.
     m_sapi = std::make_unique<sapi>(std::move(f), m_manager, *m_settings);
+    m_sapi->set_lua(m_lua.get());
+}
+
+void core::build_lua()
+{
+    // Each runs on the main thread while the script waits; the API exists by the time a script runs.
+    lua_runtime::bindings b;
+    b.caps = [this] { return m_sapi->sapi_caps(); };
+    b.version = [this] { return m_sapi->sapi_version(); };
+    b.download_file = [this](const QString& url, const QString& file) {
+        return m_sapi->sapi_download_file(QUrl::fromUserInput(url), file);
+    };
+    b.url_contents = [this](const QString& url) { return m_sapi->sapi_url_contents(QUrl::fromUserInput(url)); };
+    b.pack_list = [this] { return m_sapi->sapi_pack_list(); };
+    b.devices_scan = [this] { return m_sapi->sapi_devices_scan(); };
+    b.devices_import = [this](const QString& file) { return m_sapi->sapi_devices_import(file); };
+    // As devices.export: the rows the user ticked.
+    b.devices_export = [this](const QString& file) { return m_sapi->sapi_devices_export(file, true); };
+    m_lua = std::make_unique<lua_runtime>(std::move(b));
+    connect(m_lua.get(), &lua_runtime::error, this, &core::on_lua_runtime_error);
+    connect(m_lua.get(), &lua_runtime::log, this, &core::on_lua_runtime_log);
+}
+
+void core::on_lua_runtime_error(const QString& message)
+{
+    log(fixed_names::sources::lua, tr("Runtime error: %1").arg(message), { fixed_names::tags::lua });
+    // Without windows the log is the console: said once is enough.
+    if (console() != m_log_console.get())
+        m_sapi->sapi_error(message, false);
+}
+
+void core::on_lua_runtime_log(const QString& message)
+{
+    log(fixed_names::sources::lua, tr("Runtime message: %1").arg(message), { fixed_names::tags::lua });
+    if (console() != m_log_console.get())
+        m_sapi->sapi_output(message.toHtmlEscaped(), false);
 }
 
 scripting::console* core::console() const
@@ -103,10 +148,6 @@ bool core::run_script_file(const QString& path)
 
 bool core::run_batch_script(const QString& path)
 {
-    if (is_lua(path) && !m_sapi->available(sapi::feature::lua)) {
-        log(fixed_names::sources::core, sapi::unavailable_text(sapi::feature::lua));
-        return false;
-    }
     if (!run_script_file(path))
         return false;
     m_script_run = true;

@@ -5,6 +5,7 @@
 #include "scripting/sapi.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 
 using scripting::command_result;
@@ -22,8 +23,8 @@ public:
         t.insert(qint64(c::describe_pack), &describe_pack);
         t.insert(qint64(c::list_packs), &list_packs);
         t.insert(qint64(c::list_plugins), &list_plugins);
-        t.insert(qint64(c::plugin_load), &plugins_unavailable);
-        t.insert(qint64(c::plugin_unload), &plugins_unavailable);
+        t.insert(qint64(c::plugin_load), &plugin_load);
+        t.insert(qint64(c::plugin_unload), &plugin_unload);
         t.insert(qint64(c::run_lua_script), &run_lua_script);
         t.insert(qint64(c::runline_lua_script), &runline_lua_script);
     }
@@ -80,8 +81,6 @@ private:
 
     static command_result list_plugins(command_context& x)
     {
-        if (!x.api.available(sapi::feature::plugins))
-            return plugins_unavailable(x);
         for (const QVariantMap& plugin : x.api.sapi_plugin_list()) {
             const QString ident = plugin.value(QStringLiteral("ident")).toString();
             x.output(QStringLiteral("%1 [%2, %3]")
@@ -93,24 +92,48 @@ private:
         return command_result::success();
     }
 
-    // The plugin loader is built later; loading and unloading plug in here.
-    static command_result plugins_unavailable(command_context& x)
+    // A file as given, else one of that name in the plugin folder.
+    static command_result plugin_load(command_context& x)
     {
-        return x.error(sapi::unavailable_text(sapi::feature::plugins));
+        const QString name = x.arg(0);
+        const QString file
+            = QFileInfo::exists(name) || QDir::isAbsolutePath(name) ? name : QDir(x.c.plugin_folder()).filePath(name);
+        const QString ident = x.c.plugin_loader().load_file(file);
+        if (ident.isEmpty())
+            return x.error(tr("Failed to load plugin %1.").arg(name));
+        if (!x.has_param(QStringLiteral("no-init")) && !x.c.start_plugin(ident))
+            return x.error(tr("Failed to register plugin %1.").arg(ident));
+        x.output(tr("Loaded plugin %1.").arg(ident).toHtmlEscaped());
+        return { true, name };
+    }
+
+    static command_result plugin_unload(command_context& x)
+    {
+        const QString ident = x.arg(0);
+        plugins::loader& loader = x.c.plugin_loader();
+        const plugins::plugin_state state = loader.state(ident);
+        if (state == plugins::plugin_state::unloaded)
+            return x.error(tr("No such plugin: %1.").arg(ident));
+        if (state == plugins::plugin_state::ready) {
+            plugins::plugin_interface* plugin = loader.instance(ident);
+            if (!plugin)
+                return x.error(tr("Failed to unregister plugin %1.").arg(ident));
+            x.c.command_db().remove_plugin(ident, *plugin);
+        }
+        if (!loader.unload(ident))
+            return x.error(tr("Failed to unload plugin %1.").arg(ident));
+        x.output(tr("Unloaded plugin %1.").arg(ident).toHtmlEscaped());
+        return command_result::success();
     }
 
     static command_result run_lua_script(command_context& x)
     {
-        if (!x.api.available(sapi::feature::lua))
-            return x.error(sapi::unavailable_text(sapi::feature::lua));
         x.api.sapi_run_lua_file(x.arg(0));
         return { true, x.arg(0) };
     }
 
     static command_result runline_lua_script(command_context& x)
     {
-        if (!x.api.available(sapi::feature::lua))
-            return x.error(sapi::unavailable_text(sapi::feature::lua));
         x.api.sapi_run_lua_line(x.arg(0));
         return { true, x.arg(0) };
     }

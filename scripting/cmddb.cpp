@@ -1,5 +1,7 @@
 #include "scripting/cmddb.h"
 
+#include "plugins/plugin_interface.h"
+
 #include <utility>
 
 namespace scripting {
@@ -216,6 +218,65 @@ QMap<c, QString> description_texts()
     };
 }
 
+// A plugin's tree is its own data: a cycle in it must not run away.
+constexpr int deepest_plugin_command = 16;
+
+// A copy of a plugin's text in the program's own memory: a literal's data lies in the
+// plugin's library, which may be unloaded while the copy lives on.
+QString own(const QString& text)
+{
+    return QString(text.constData(), text.size());
+}
+
+// The identity of a plugin's command in the program: a pure branch has none.
+cmd_id plugin_id(const QString& ident, const plugins::plugin_command& command)
+{
+    return command.id.number == 0 ? cmd_id() : cmd_id { ident, command.id.number };
+}
+
+void add_commands(cmddb::table& rows, cmddb::tree& level, const QString& ident,
+    const QList<plugins::plugin_command*>& commands, int depth = 0)
+{
+    if (depth > deepest_plugin_command)
+        return;
+    for (const plugins::plugin_command* command : commands) {
+        if (!command)
+            continue;
+        const cmd_id id = plugin_id(ident, *command);
+        auto node = level.find(command->tree_name);
+        if (node == level.end())
+            node = level.insert(own(command->tree_name), tree_node { id, {}, false });
+        if (!id.is_null())
+            rows.insert(id,
+                command_row { command->min_args, command->max_args, command->args, command->name_arguments,
+                    own(command->row_name) });
+        add_commands(rows, node->children, ident, command->children, depth + 1);
+    }
+}
+
+void remove_commands(cmddb::table& rows, cmddb::tree& level, const QString& ident,
+    const QList<plugins::plugin_command*>& commands, int depth = 0)
+{
+    if (depth > deepest_plugin_command)
+        return;
+    for (const plugins::plugin_command* command : commands) {
+        if (!command)
+            continue;
+        const cmd_id id = plugin_id(ident, *command);
+        if (!id.is_null())
+            rows.remove(id);
+        auto node = level.find(command->tree_name);
+        if (node == level.end())
+            continue;
+        remove_commands(rows, node->children, ident, command->children, depth + 1);
+        // A node of the program or of another plugin stays, and so does a branch that still holds theirs.
+        if (node->command.plugin == ident)
+            node->command = cmd_id();
+        if (node->command.is_null() && node->children.isEmpty())
+            level.erase(node);
+    }
+}
+
 } // namespace
 
 void cmddb::build()
@@ -241,6 +302,31 @@ void cmddb::describe()
         auto found = m_descriptions.find(id.text());
         if (found != m_descriptions.end())
             found->text = it.value();
+    }
+}
+
+void cmddb::describe(const QString& ident, plugins::plugin_interface& plugin)
+{
+    for (const plugins::description_row& row : plugin.descriptions()) {
+        const cmd_id id { ident, row.id.number };
+        m_descriptions.insert(id.text(), { id, own(row.name), own(plugin.description(id)) });
+    }
+}
+
+void cmddb::add_plugin(const QString& ident, plugins::plugin_interface& plugin)
+{
+    add_commands(m_table, m_tree, ident, plugin.commands());
+    describe(ident, plugin);
+}
+
+void cmddb::remove_plugin(const QString& ident, plugins::plugin_interface& plugin)
+{
+    remove_commands(m_table, m_tree, ident, plugin.commands());
+    for (auto it = m_descriptions.begin(); it != m_descriptions.end();) {
+        if (it->id.plugin == ident)
+            it = m_descriptions.erase(it);
+        else
+            ++it;
     }
 }
 

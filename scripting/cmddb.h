@@ -1,6 +1,8 @@
 #pragma once
 
-#include "scripting/cmd_id.h"
+#include "plugins/cmd_id.h"
+#include "plugins/command_argument.h"
+#include "plugins/plugin_command.h"
 #include "scripting/commands.h"
 
 #include <QCoreApplication>
@@ -8,16 +10,11 @@
 #include <QMap>
 #include <QString>
 
+namespace plugins {
+class plugin_interface;
+}
+
 namespace scripting {
-
-// What an argument position holds; its word names it in "Not enough arguments".
-enum class argument_kind { file_name = 0, host, identifier, line, list, password, port, subnet, type, url, user, value };
-
-struct command_argument
-{
-    argument_kind kind = argument_kind::value;
-    bool required = true;
-};
 
 struct command_row
 {
@@ -37,13 +34,6 @@ struct tree_node
     bool hidden = false; // works, but "?" doesn't list it
 };
 
-struct description_row
-{
-    cmd_id command;
-    QString name;
-    QString text;
-};
-
 // The vocabulary of OVScript: command rows, the tree of dotted names and the few
 // described commands. Built once before the interpreter; plugins add to and remove from
 // it while the interpreter stands still, so it has no lock.
@@ -53,12 +43,20 @@ class cmddb
 public:
     using table = QMap<cmd_id, command_row>;
     using tree = QMap<QString, tree_node>;
-    using descriptions = QMap<QString, description_row>; // keyed by the cmd_id's text
+    using descriptions = QMap<QString, plugins::description_row>; // keyed by the cmd_id's text
 
     // Replaces all three maps with the built-in vocabulary.
     void build();
-    // Fills the descriptions with texts in the current language.
+    // Fills the descriptions of the built-in commands with texts in the current language.
     void describe();
+    // Adds or refreshes the descriptions of a plugin's commands, in its current language.
+    void describe(const QString& ident, plugins::plugin_interface& plugin);
+
+    // Joins a plugin's commands to the tree and the table, under its identifier, and
+    // describes them. A name the tree has already keeps its node.
+    void add_plugin(const QString& ident, plugins::plugin_interface& plugin);
+    // Takes a plugin's commands and descriptions out again; the nodes of others stay.
+    void remove_plugin(const QString& ident, plugins::plugin_interface& plugin);
 
     table& commands_table() { return m_table; }
     const table& commands_table() const { return m_table; }

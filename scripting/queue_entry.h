@@ -1,6 +1,6 @@
 #pragma once
 
-#include "scripting/cmd_id.h"
+#include "plugins/cmd_id.h"
 #include "tasks/parameters.h"
 
 #include <QList>

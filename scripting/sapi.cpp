@@ -1,5 +1,6 @@
 #include "scripting/sapi.h"
 
+#include "scripting/lua_runtime.h"
 #include "scripting/text_values.h"
 #include "scripting/wait.h"
 #include "tasks/manager.h"
@@ -94,10 +95,6 @@ uint sapi::to_unsigned(const QString& text)
 bool sapi::available(feature f) const
 {
     switch (f) {
-    case feature::lua:
-        return bool(m_functions.run_lua);
-    case feature::plugins:
-        return bool(m_functions.plugin_list);
     case feature::video:
         return bool(m_functions.play_video);
     case feature::widgets:
@@ -109,10 +106,6 @@ bool sapi::available(feature f) const
 QString sapi::unavailable_text(feature f)
 {
     switch (f) {
-    case feature::lua:
-        return tr("Lua is not available in this build");
-    case feature::plugins:
-        return tr("Plugins are not available in this build");
     case feature::video:
         return tr("Video playback is not available in this build");
     case feature::widgets:
@@ -134,11 +127,40 @@ bool sapi::echo() const
 
 void sapi::sapi_run_lua(bool code, const QString& text)
 {
-    if (!available(feature::lua)) {
-        refuse(feature::lua);
+    if (!m_lua || !m_lua->is_initialized()) {
+        sapi_error(tr("Runtime is not initialized"), false);
         return;
     }
-    m_functions.run_lua(code, text);
+    sapi_output(tr("Runtime initialized"), false);
+    const QString unable_to_run = code ? tr("Unable to run Lua code %1") : tr("Unable to run Lua script %1");
+    // The state belongs to a running script until it ends.
+    if (m_lua->is_running()) {
+        sapi_error(unable_to_run.arg(text), false);
+        return;
+    }
+    if (!(code ? m_lua->load_string(text) : m_lua->load_file(text))) {
+        sapi_error((code ? tr("Unable to load Lua code %1") : tr("Unable to load Lua script %1")).arg(text), false);
+        return;
+    }
+    sapi_output(code ? tr("Code loaded") : tr("Script loaded"), false);
+
+    // The end as the main thread learns it: what the script told before it has arrived then.
+    bool ended = false;
+    const QMetaObject::Connection end
+        = connect(m_lua, &lua_runtime::completed, this, [&ended] { ended = true; }, Qt::QueuedConnection);
+    if (!m_lua->start_run()) {
+        disconnect(end);
+        sapi_error(unable_to_run.arg(text), false);
+        return;
+    }
+    const auto running = [&ended] { return !ended; };
+    if (m_console)
+        m_console->wait(running, code ? tr("Code is executing...") : tr("Script is executing..."), true,
+            scripting::console::spinning);
+    else
+        sapi_wait(running);
+    disconnect(end);
+    sapi_done();
 }
 
 void sapi::sapi_done()
@@ -251,10 +273,6 @@ void sapi::sapi_play_video(const QUrl& url, const param_list& params)
 
 QList<QVariantMap> sapi::sapi_plugin_list()
 {
-    if (!available(feature::plugins)) {
-        refuse(feature::plugins);
-        return {};
-    }
     return m_functions.plugin_list();
 }
 

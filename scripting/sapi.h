@@ -17,6 +17,7 @@
 class QNetworkReply;
 class QSettings;
 class QTemporaryFile;
+class lua_runtime;
 
 namespace tasks {
 class manager;
@@ -44,7 +45,7 @@ public:
     };
 
     // Subsystems that scripts can ask for and that may be missing from a build.
-    enum class feature { lua, plugins, video, widgets };
+    enum class feature { video, widgets };
 
     // What the program does for the API; the later subsystems stay empty until built,
     // and their operations then say so.
@@ -68,9 +69,8 @@ public:
         std::function<bool(const QString& serial, const QString& first, const QString& second)> register_device;
         std::function<QVariantMap(const QString& serial, short port, const QString& mac, const QHostAddress& address)>
             register_mac;
-
-        std::function<void(bool code, const QString& text)> run_lua;
         std::function<QList<QVariantMap>()> plugin_list;
+
         std::function<void(const QUrl& url, const param_list& params)> play_video;
         std::function<bool(const QString& name, const QString& operation, const QStringList& args,
             const param_list& params)>
@@ -86,6 +86,8 @@ public:
     // Where output goes; none until a console exists.
     void set_console(scripting::console* console) { m_console = console; }
     scripting::console* console() const { return m_console; }
+    // What runs Lua; none until given, and Lua then says that its runtime isn't initialised.
+    void set_lua(lua_runtime* runtime) { m_lua = runtime; }
 
     // Text conversions of every script layer; each throws unsupported_value_exception for
     // a text it can't read.
@@ -156,6 +158,7 @@ private:
     tasks::manager& m_manager;
     QSettings& m_settings;
     scripting::console* m_console = nullptr;
+    lua_runtime* m_lua = nullptr;
     // Images fetched for the console stay until the API goes.
     std::vector<std::unique_ptr<QTemporaryFile>> m_images;
 };

@@ -93,7 +93,6 @@ if [ "${2:-}" = --installed ]; then
 fi
 
 build=$(cd "$1" && pwd)
-src=$(cd "$(dirname "$0")/.." && pwd)
 [ "$(id -u)" = 0 ] || { echo "needs root for the mount namespace"; exit 77; }
 work=$(mktemp -d /tmp/orvane-packages.XXXXXX)
 trap 'rm -rf "$work"' EXIT
@@ -118,7 +117,7 @@ for size in "${sizes[@]}"; do expected+=(orvane:/usr/share/icons/hicolor/${size}
 for tool in devsim svcsim packtool; do
     expected+=(orvane-tools:/usr/bin/orvane-$tool orvane-tools:/usr/share/man/man1/orvane-$tool.1.gz)
 done
-for header in $(cd "$src" && ls plugins/*.h 2>/dev/null); do
+for header in $(cat "$build/public_headers.txt"); do
     expected+=(orvane-dev:/usr/include/orvane/$header)
 done
 for package in "${!deb[@]}"; do

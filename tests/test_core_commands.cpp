@@ -211,10 +211,15 @@ void test_core_commands::commands_data()
                                   << QStringList { "error: Error loading firmware package" };
     QTest::newRow("reboot parses and does nothing") << QStringList { "devices.add 10.0.0.1" } << "devices.reboot x"
                                                     << false << failure << QStringList {};
-    QTest::newRow("lua") << none << "script.lua.runline x" << false << failure
-                         << QStringList { "error: Lua is not available in this build" };
-    QTest::newRow("plugins") << none << "plugins.list" << false << failure
-                             << QStringList { "error: Plugins are not available in this build" };
+    QTest::newRow("Lua code that doesn't compile") << none << "script.lua.runline 1" << true << "1"
+                                                  << QStringList { "Runtime initialized",
+                                                         "error: [string \"1\"]:1: unexpected symbol near '1'",
+                                                         "error: Unable to load Lua code 1" };
+    QTest::newRow("no plugins") << none << "plugins.list" << true << "" << QStringList {};
+    QTest::newRow("plugin unknown") << none << "plugins.unload x" << false << failure
+                                    << QStringList { "error: No such plugin: x." };
+    QTest::newRow("plugin file missing") << none << "plugins.load /no/such.so" << false << failure
+                                         << QStringList { "error: Failed to load plugin /no/such.so." };
     QTest::newRow("video") << none << "play x.mp4" << false << failure
                            << QStringList { "error: Video playback is not available in this build" };
     QTest::newRow("event without action") << none << "events.attach tasks_done" << false << failure

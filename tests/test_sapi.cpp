@@ -1,6 +1,8 @@
 // The scripting API on its own: text conversions, tone synthesis, web requests against a local server, the
 // console forms and their echo switch, refusals, the autorun list, and the order plugins are built against.
+#include "plugins/plugin_interface.h"
 #include "scripting/autorun.h"
+#include "scripting/lua_runtime.h"
 #include "scripting/sapi.h"
 #include "tasks/manager.h"
 #include "tests/support/http_server.h"
@@ -93,6 +95,7 @@ private slots:
     void autorun_list();
     void autorun_stops_at_the_first_failure();
     void autorun_list_needs_quotes_in_the_file();
+    void lua_needs_an_initialized_runtime();
     void plugins_see_the_slots_in_order();
 };
 
@@ -457,6 +460,18 @@ void test_sapi::autorun_list_needs_quotes_in_the_file()
     QCOMPARE(again.entries(), a.entries());
 }
 
+void test_sapi::lua_needs_an_initialized_runtime()
+{
+    api_fixture f;
+    f.api->sapi_run_lua_line("x = 1");
+    lua_runtime lua({});
+    f.api->set_lua(&lua);
+    f.api->sapi_run_lua_file("s.lua");
+    QCOMPARE(f.console.lines,
+        QStringList({ "error: Runtime is not initialized", "error: Runtime is not initialized" }));
+    QVERIFY(!lua.is_running());
+}
+
 void test_sapi::plugins_see_the_slots_in_order()
 {
     using i = plugins::sapi_interface;
@@ -477,6 +492,16 @@ void test_sapi::plugins_see_the_slots_in_order()
     QCOMPARE(order.size(), 33);
     for (int slot = 1; slot <= order.size(); ++slot)
         QVERIFY2(order[slot - 1] == slot + 1, qPrintable(QStringLiteral("slot %1 at %2").arg(slot).arg(order[slot - 1])));
+
+    // And the other way: what the program calls of a plugin.
+    using p = plugins::plugin_interface;
+    const QList<std::ptrdiff_t> plugin_order { vtable_index(&p::version), vtable_index(&p::initialize),
+        vtable_index(&p::set_language), vtable_index(&p::ident), vtable_index(&p::commands),
+        vtable_index(&p::descriptions), vtable_index(&p::description), vtable_index(&p::toolbar_action),
+        vtable_index(&p::execute) };
+    for (int slot = 1; slot <= plugin_order.size(); ++slot)
+        QVERIFY2(plugin_order[slot - 1] == slot + 1,
+            qPrintable(QStringLiteral("plugin slot %1 at %2").arg(slot).arg(plugin_order[slot - 1])));
 }
 
 QTEST_GUILESS_MAIN(test_sapi)

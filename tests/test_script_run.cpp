@@ -89,6 +89,7 @@ class test_script_run : public QObject
 private slots:
     void example_scripts_update_a_fleet();
     void autorun_script_in_batch_mode();
+    void lua_autorun_shares_its_state_with_the_script();
     void runs_end_data();
     void runs_end();
     void batch_quits_while_a_script_sleeps();
@@ -170,6 +171,19 @@ void test_script_run::autorun_script_in_batch_mode()
     QVERIFY(app.took >= 500);
 }
 
+void test_script_run::lua_autorun_shares_its_state_with_the_script()
+{
+    installation app;
+    app.autorun("setup.lua");
+    app.write("setup.lua", "site = 'north'\nprint('autorun')\n");
+    app.write("s.lua", "print(site)\n");
+    QVERIFY2(app.run({ "--batch", "--script", "s.lua" }), qPrintable(app.output));
+    QCOMPARE(app.code, 0);
+    const QStringList lines = app.lines();
+    const int autorun = lines.indexOf("[lua]: Runtime message: autorun");
+    QVERIFY2(autorun >= 0 && lines.indexOf("[lua]: Runtime message: north") > autorun, qPrintable(app.output));
+}
+
 void test_script_run::runs_end_data()
 {
     QTest::addColumn<QStringList>("args");
@@ -192,8 +206,10 @@ void test_script_run::runs_end_data()
     QTest::newRow("a missing script") << QStringList { "--batch", "--script", "missing.ovscript" } << "" << 1
                                       << QStringList { "Unable to open script missing.ovscript: No such file or directory" }
                                       << QStringList {};
-    QTest::newRow("Lua") << QStringList { "--batch", "--script", "s.lua" } << "" << 1
-                         << QStringList { "Lua is not available in this build" } << QStringList {};
+    QTest::newRow("Lua") << QStringList { "--batch", "--script", "s.lua" }
+                         << "print(orvane.version())\nerror('late', 0)\n" << 0
+                         << QStringList { "[lua]: Runtime message: 0.5, build #1964", "[lua]: Runtime error: late" }
+                         << QStringList {};
     QTest::newRow("a script needs batch mode") << QStringList { "--script", "s.ovscript" } << "print x\n" << 0
                                                << QStringList { "--script <file>", "taskfile.csv" }
                                                << QStringList { "[ovscript]" };
@@ -210,7 +226,7 @@ void test_script_run::runs_end()
     QFETCH(QStringList, present);
     QFETCH(QStringList, absent);
     installation app;
-    app.write("s.ovscript", script);
+    app.write(args.contains("s.lua") ? "s.lua" : "s.ovscript", script);
     app.write("list.csv", "127.0.0.7,34567,admin,\n127.0.0.8,34567,admin,\n");
     QVERIFY2(app.run(args, 20000), qPrintable(app.output));
     QCOMPARE(app.code, code);

@@ -940,6 +940,86 @@ Lower the start address to %2?</source>
             <source>Previous values</source>
             <translation>Прежние значения</translation>
         </message>
+        <message>
+            <source>Lua runtime</source>
+            <translation>Среда Lua</translation>
+        </message>
+        <message>
+            <source>Unable to initialize Lua runtime.</source>
+            <translation>Не удалось инициализировать среду Lua.</translation>
+        </message>
+        <message>
+            <source>Loading plugins</source>
+            <translation>Загрузка подключаемых модулей</translation>
+        </message>
+        <message>
+            <source>Loaded %1 plugins</source>
+            <translation>Загружено подключаемых модулей: %1</translation>
+        </message>
+        <message>
+            <source>Starting plugins</source>
+            <translation>Запуск подключаемых модулей</translation>
+        </message>
+        <message>
+            <source>Initialized %1 plugins</source>
+            <translation>Запущено подключаемых модулей: %1</translation>
+        </message>
+        <message>
+            <source>Plugin %1 command integration error</source>
+            <translation>Ошибка встраивания команд модуля %1</translation>
+        </message>
+        <message>
+            <source>Plugin %1 initialization error</source>
+            <translation>Ошибка инициализации модуля %1</translation>
+        </message>
+        <message>
+            <source>Plugin %1 failed to execute command %2</source>
+            <translation>Модулю %1 не удалось выполнить команду %2</translation>
+        </message>
+        <message>
+            <source>Runtime error: %1</source>
+            <translation>Ошибка выполнения: %1</translation>
+        </message>
+        <message>
+            <source>Runtime message: %1</source>
+            <translation>Сообщение сценария: %1</translation>
+        </message>
+        <message>
+            <source>Failed to load plugin %1.</source>
+            <translation>Не удалось загрузить модуль %1.</translation>
+        </message>
+        <message>
+            <source>Failed to register plugin %1.</source>
+            <translation>Не удалось зарегистрировать модуль %1.</translation>
+        </message>
+        <message>
+            <source>Loaded plugin %1.</source>
+            <translation>Модуль %1 загружен.</translation>
+        </message>
+        <message>
+            <source>No such plugin: %1.</source>
+            <translation>Нет такого модуля: %1.</translation>
+        </message>
+        <message>
+            <source>Failed to unregister plugin %1.</source>
+            <translation>Не удалось отменить регистрацию модуля %1.</translation>
+        </message>
+        <message>
+            <source>Failed to unload plugin %1.</source>
+            <translation>Не удалось выгрузить модуль %1.</translation>
+        </message>
+        <message>
+            <source>Unloaded plugin %1.</source>
+            <translation>Модуль %1 выгружен.</translation>
+        </message>
+        <message>
+            <source>Bad plugin ident: %1</source>
+            <translation>Неверный идентификатор плагина: %1</translation>
+        </message>
+        <message>
+            <source>Plugin action %1 failed</source>
+            <translation>Действие плагина %1 не выполнено</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
@@ -985,6 +1065,13 @@ Lower the start address to %2?</source>
         <message>
             <source>Configuration file</source>
             <translation>Файл конфигурации</translation>
+        </message>
+    </context>
+    <context>
+        <name>lua_runtime</name>
+        <message>
+            <source>Not enough parameters.</source>
+            <translation>Недостаточно параметров.</translation>
         </message>
     </context>
     <context>
@@ -1197,6 +1284,64 @@ Lower the start address to %2?</source>
         </message>
     </context>
     <context>
+        <name>plugins::core_functions</name>
+        <message>
+            <source>Core functions</source>
+            <translation>Основные функции</translation>
+        </message>
+    </context>
+    <context>
+        <name>plugins::loader</name>
+        <message>
+            <source>Duplicate plugin identificator: %1</source>
+            <translation>Повторяющийся идентификатор модуля: %1</translation>
+        </message>
+        <message>
+            <source>Failed to load plugin: %1</source>
+            <translation>Не удалось загрузить модуль: %1</translation>
+        </message>
+        <message>
+            <source>Failed to interface the plugin %1</source>
+            <translation>Модуль %1 не предоставляет интерфейс программы</translation>
+        </message>
+        <message>
+            <source>Incompatible plugin version, system version %1, plugin version %2</source>
+            <translation>Несовместимая версия модуля: версия системы %1, версия модуля %2</translation>
+        </message>
+        <message>
+            <source>Plugin "%1" loaded</source>
+            <translation>Модуль "%1" загружен</translation>
+        </message>
+        <message>
+            <source>unloaded</source>
+            <translation>выгружен</translation>
+        </message>
+        <message>
+            <source>found</source>
+            <translation>найден</translation>
+        </message>
+        <message>
+            <source>failed</source>
+            <translation>ошибка</translation>
+        </message>
+        <message>
+            <source>incompatible</source>
+            <translation>несовместим</translation>
+        </message>
+        <message>
+            <source>duplicate</source>
+            <translation>дубликат</translation>
+        </message>
+        <message>
+            <source>loaded</source>
+            <translation>загружен</translation>
+        </message>
+        <message>
+            <source>ready</source>
+            <translation>готов</translation>
+        </message>
+    </context>
+    <context>
         <name>port_setup</name>
         <message>
             <source>Port selection</source>
@@ -1276,14 +1421,6 @@ Lower the start address to %2?</source>
             <translation>Не удалось воспроизвести звуковой файл %1</translation>
         </message>
         <message>
-            <source>Lua is not available in this build</source>
-            <translation>Lua недоступен в этой сборке</translation>
-        </message>
-        <message>
-            <source>Plugins are not available in this build</source>
-            <translation>Плагины недоступны в этой сборке</translation>
-        </message>
-        <message>
             <source>Video playback is not available in this build</source>
             <translation>Воспроизведение видео недоступно в этой сборке</translation>
         </message>
@@ -1306,6 +1443,46 @@ Lower the start address to %2?</source>
         <message>
             <source>Unknown operation: %1</source>
             <translation>Неизвестная операция: %1</translation>
+        </message>
+        <message>
+            <source>Runtime is not initialized</source>
+            <translation>Среда выполнения не инициализирована</translation>
+        </message>
+        <message>
+            <source>Runtime initialized</source>
+            <translation>Среда выполнения инициализирована</translation>
+        </message>
+        <message>
+            <source>Unable to run Lua code %1</source>
+            <translation>Не удалось выполнить код Lua %1</translation>
+        </message>
+        <message>
+            <source>Unable to run Lua script %1</source>
+            <translation>Не удалось выполнить сценарий Lua %1</translation>
+        </message>
+        <message>
+            <source>Unable to load Lua code %1</source>
+            <translation>Не удалось загрузить код Lua %1</translation>
+        </message>
+        <message>
+            <source>Unable to load Lua script %1</source>
+            <translation>Не удалось загрузить сценарий Lua %1</translation>
+        </message>
+        <message>
+            <source>Code loaded</source>
+            <translation>Код загружен</translation>
+        </message>
+        <message>
+            <source>Script loaded</source>
+            <translation>Сценарий загружен</translation>
+        </message>
+        <message>
+            <source>Code is executing...</source>
+            <translation>Код выполняется...</translation>
+        </message>
+        <message>
+            <source>Script is executing...</source>
+            <translation>Сценарий выполняется...</translation>
         </message>
     </context>
     <context>

@@ -2,13 +2,16 @@
 
 // Runs script lines through a core's interpreter. Header-only: the shared support library doesn't link the core.
 #include "app/core.h"
+#include "scripting/sapi.h"
 #include "tests/support/fleet_fixture.h"
 #include "tests/support/recording_console.h"
 
+#include <QDir>
 #include <QEventLoop>
 #include <QMutex>
 #include <QTimer>
 
+#include <functional>
 #include <optional>
 
 // Runs lines through the core's interpreter and keeps the arguments each command was
@@ -57,10 +60,16 @@ struct session
 // A core among simulated devices (when asked for) whose console keeps what scripts show.
 struct scripted : fleet::fixture
 {
-    explicit scripted(core::operation_mode mode = core::batch, int devices = 0, const QJsonObject& device_defaults = {})
+    // Gets the program's folder ready (its plugins, its files) before the program starts.
+    using preparation = std::function<void(const QDir& folder)>;
+
+    explicit scripted(core::operation_mode mode = core::batch, int devices = 0, const QJsonObject& device_defaults = {},
+        const preparation& prepare = {})
     {
         if (devices > 0)
             devices_up = start_devices(devices, device_defaults);
+        if (prepare)
+            prepare(QDir(dir.path()));
         make_core(false, mode);
         c->api().set_console(&console);
         s.emplace(*c);

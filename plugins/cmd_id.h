@@ -3,8 +3,6 @@
 #include <QMetaType>
 #include <QString>
 
-#include <cstdint>
-
 namespace scripting {
 
 // A command's identity: the plugin that owns it (empty for built-in commands) and its number.
@@ -14,15 +12,24 @@ struct cmd_id
     qint64 number = 0;
 
     // "plugin/number"; split again on the first "/".
-    QString text() const;
-    static cmd_id from_text(const QString& text);
+    QString text() const { return plugin + QLatin1Char('/') + QString::number(number); }
+    static cmd_id from_text(const QString& text)
+    {
+        const int slash = text.indexOf(QLatin1Char('/'));
+        if (slash < 0)
+            return { QString(), text.toLongLong() };
+        return { text.left(slash), text.mid(slash + 1).toLongLong() };
+    }
     // The number 0 with no plugin: no command at all.
     bool is_null() const { return plugin.isEmpty() && number == 0; }
 
     bool operator==(const cmd_id& other) const { return plugin == other.plugin && number == other.number; }
     bool operator!=(const cmd_id& other) const { return !(*this == other); }
     // Plugin identifiers first, then numbers.
-    bool operator<(const cmd_id& other) const;
+    bool operator<(const cmd_id& other) const
+    {
+        return plugin != other.plugin ? plugin < other.plugin : number < other.number;
+    }
 };
 
 } // namespace scripting
