@@ -50,6 +50,7 @@ videoplayer::videoplayer(QWidget* parent)
     m_status->setObjectName(QStringLiteral("status"));
     // A long error text must neither widen the window nor change the picture's height.
     m_status->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    m_status->setContentsMargins(6, 3, 6, 3);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
