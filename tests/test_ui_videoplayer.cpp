@@ -46,7 +46,7 @@ private slots:
 
 private:
     QTemporaryDir m_dir;
-    QString m_stream; // 320x240, two seconds, Theora in Ogg
+    QString m_stream; // 320x240, one second, Theora in Ogg
 };
 
 void test_ui_videoplayer::initTestCase()
@@ -59,7 +59,7 @@ void test_ui_videoplayer::initTestCase()
     m_stream = m_dir.filePath("test.ogv");
     QProcess make;
     make.start(gst,
-        { "-q", "videotestsrc", "num-buffers=20", "!", "video/x-raw,width=320,height=240,framerate=10/1", "!",
+        { "-q", "videotestsrc", "num-buffers=10", "!", "video/x-raw,width=320,height=240,framerate=10/1", "!",
             "theoraenc", "!", "oggmux", "!", "filesink", "location=" + m_stream });
     QVERIFY(make.waitForFinished(60000));
     QCOMPARE(make.exitCode(), 0);
