@@ -35,7 +35,6 @@ help::help(QSettings& settings, QWidget* parent)
 
     m_search = new QLineEdit(this);
     m_search->setObjectName(QStringLiteral("search"));
-    m_search->setClearButtonEnabled(true);
     m_index = new QTreeWidget(this);
     m_index->setObjectName(QStringLiteral("index"));
     m_index->setHeaderHidden(true);
