@@ -49,14 +49,8 @@ void core::build_api()
             { QStringLiteral("operator_mac"), r.operator_mac },
             { QStringLiteral("operator_ip"), r.operator_ip.toString() } };
     };
-    f.play_video = [this](const QUrl& url, const param_list& params) {
-        if (m_mode == batch) {
-            m_sapi->sapi_error(tr("Video playback needs a window; there is none in batch mode"), false);
-            return;
-        }
-        // The player lives by itself and deletes itself when closed.
-        (new videoplayer)->play(url, params);
-    };
+    // The player lives by itself and deletes itself when closed.
+    f.play_video = [](const QUrl& url, const param_list& params) { (new videoplayer)->play(url, params); };
     // Lua, plugins and script widgets plug in here once they exist.
     m_sapi = std::make_unique<sapi>(std::move(f), m_manager, *m_settings);
 }

@@ -198,10 +198,6 @@ void test_window_commands::play_opens_a_player_window()
     QCOMPARE(player->windowTitle(), QStringLiteral("Gate"));
     player->close();
     QTRY_VERIFY(!player);
-
-    scripted batch;
-    batch.run("play file:///nonexistent/camera.ogv");
-    QCOMPARE(batch.shown(), QStringList { "error: Video playback needs a window; there is none in batch mode" });
 }
 
 void test_window_commands::about_names_the_build()

@@ -968,10 +968,6 @@ Lower the start address to %2?</source>
             <translation>Прежние значения</translation>
         </message>
         <message>
-            <source>Video playback needs a window; there is none in batch mode</source>
-            <translation>Для видео нужно окно; в пакетном режиме его нет</translation>
-        </message>
-        <message>
             <source>Command copied to the clipboard: %1</source>
             <translation>Команда скопирована в буфер обмена: %1</translation>
         </message>
