@@ -102,7 +102,7 @@ QString help::read_resource(const QString& base, const QString& language)
 void help::on_index_itemActivated(QTreeWidgetItem* item, int column)
 {
     const QString base = item ? item->data(0, Qt::UserRole).toString() : QString();
-    if (!base.isEmpty() && (base != m_page || m_stale))
+    if (!base.isEmpty())
         open_page(base);
 }
 
@@ -154,15 +154,16 @@ void help::changeEvent(QEvent* event)
         m_search->setPlaceholderText(tr("Search..."));
         build_tree();
         // The settings page shows its values in the program's language.
-        refresh();
+        if (isVisible())
+            load_page();
     }
     QDialog::changeEvent(event);
 }
 
 void help::showEvent(QShowEvent* event)
 {
-    if (m_stale)
-        load_page();
+    // The settings window may have changed the language or the click setting meanwhile.
+    load_page();
     QDialog::showEvent(event);
 }
 
@@ -184,13 +185,6 @@ void help::build_tree()
     m_index->expandAll();
 }
 
-void help::refresh()
-{
-    m_stale = true;
-    if (isVisible())
-        load_page();
-}
-
 void help::load_page()
 {
     m_doc->setHtml(QStringLiteral("<h1 style='color: green; text-align: center;'>%1</h1>").arg(tr("Loading...")));
@@ -201,7 +195,6 @@ void help::load_page()
     for (auto it = values.cbegin(); it != values.cend(); ++it)
         page.replace(QStringLiteral("%%%1%%").arg(it.key()), it.value());
     m_doc->setHtml(page);
-    m_stale = false;
 }
 
 QMap<QString, QString> help::variables() const

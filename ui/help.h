@@ -55,8 +55,6 @@ protected:
 
 private:
     void build_tree();
-    // Loads the current page now when the dialog shows, else at its next showing.
-    void refresh();
     void load_page();
     // The values of the "%%name%%" places of a page.
     QMap<QString, QString> variables() const;
@@ -68,5 +66,4 @@ private:
     QLineEdit* m_search = nullptr;
     QSplitter* m_splitter = nullptr;
     QString m_page;
-    bool m_stale = true; // the page shown isn't the current one in the current language
 };
