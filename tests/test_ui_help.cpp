@@ -31,10 +31,7 @@ struct help_fixture
     }
 
     QTextBrowser* doc() const { return dialog.findChild<QTextBrowser*>("doc"); }
-    void click(const QString& url)
-    {
-        QMetaObject::invokeMethod(&dialog, "on_doc_anchorClicked", Q_ARG(QUrl, QUrl(url)));
-    }
+    void click(const QString& url) { QMetaObject::invokeMethod(&dialog, "on_doc_anchorClicked", Q_ARG(QUrl, url)); }
 
     QTemporaryDir dir;
     QSettings settings;
@@ -61,21 +58,11 @@ void test_ui_help::page_language_data()
     QTest::addColumn<QString>("system");
     QTest::addColumn<QString>("override");
     QTest::addColumn<QString>("heading");
-    QTest::newRow("override ru_RU on an English system") << "en_US"
-                                                         << "ru_RU"
-                                                         << "Встроенные команды";
-    QTest::newRow("override en_US on a Russian system") << "ru_RU"
-                                                        << "en_US"
-                                                        << "Built-in commands";
-    QTest::newRow("default follows a Russian system") << "ru_RU"
-                                                      << ""
-                                                      << "Встроенные команды";
-    QTest::newRow("a locale without pages falls back") << "de_DE"
-                                                       << ""
-                                                       << "Built-in commands";
-    QTest::newRow("an override without pages falls back") << "ru_RU"
-                                                          << "fr_FR"
-                                                          << "Built-in commands";
+    QTest::newRow("override ru_RU on an English system") << "en_US" << "ru_RU" << "Встроенные команды";
+    QTest::newRow("override en_US on a Russian system") << "ru_RU" << "en_US" << "Built-in commands";
+    QTest::newRow("default follows a Russian system") << "ru_RU" << "" << "Встроенные команды";
+    QTest::newRow("a locale without pages falls back") << "de_DE" << "" << "Built-in commands";
+    QTest::newRow("an override without pages falls back") << "ru_RU" << "fr_FR" << "Built-in commands";
 }
 
 void test_ui_help::page_language()
