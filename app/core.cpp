@@ -11,7 +11,9 @@
 #include "sdk/device_library.h"
 #include "sdk/legacy.h"
 #include "tasks/sdk_type.h"
+#include "ui/about.h"
 #include "ui/apply_pack.h"
+#include "ui/help.h"
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
 #include "ui/main_window.h"
@@ -160,7 +162,9 @@ core::~core()
     m_retired_workers.clear();
     // Windows go before the models they show, and the log pane before the history that feeds it.
     m_history.remove_listener(0);
+    m_about.reset();
     m_apply_pack.reset();
+    m_help.reset();
     m_task_edit.reset();
     m_problems.reset();
     m_window.reset();

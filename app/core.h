@@ -37,8 +37,10 @@
 #include <vector>
 
 class QTemporaryDir;
+class about;
 class apply_pack;
 class blackbox;
+class help;
 class lua_runtime;
 class main_model;
 class main_model_filter;
@@ -208,6 +210,9 @@ public slots:
     void on_window_copy_status(const QString& ident);
     void on_window_selection_request(model_structures::selection_type type);
     void on_window_about();
+    void on_window_help();
+    // A command clicked in the help: run at once, or offered in the console's input.
+    void on_help_cmd_clicked(const QString& cmd, bool execute);
     void on_window_error_list();
     void on_window_lang();
     void on_window_scan();
@@ -434,6 +439,8 @@ private:
     std::unique_ptr<problem_report> m_problems;
     std::unique_ptr<task_edit> m_task_edit;
     std::unique_ptr<apply_pack> m_apply_pack;
+    std::unique_ptr<about> m_about;
+    std::unique_ptr<help> m_help;
     firmware_pack::pack_v3 m_cache;
     // Firmware checked against its identifier, one copy shared by every line that needs it.
     QHash<QString, QByteArray> m_checked_firmware;

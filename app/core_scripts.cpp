@@ -9,6 +9,7 @@
 #include "scripting/lua_runtime.h"
 #include "scripting/sapi.h"
 #include "scripting/wait.h"
+#include "ui/videoplayer.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -57,7 +58,9 @@ void core::build_api()
                 { QStringLiteral("status"), plugins::loader::state_word(r.state) } };
         return list;
     };
-    // The video player and script widgets plug in here once they exist.
+    // The player lives by itself and deletes itself when closed.
+    f.play_video = [](const QUrl& url, const param_list& params) { (new videoplayer)->play(url, params); };
+    // Script widgets plug in here once they exist.
     m_sapi = std::make_unique<sapi>(std::move(f), m_manager, *m_settings);
     m_sapi->set_lua(m_lua.get());
 }

@@ -3,7 +3,10 @@
 
 #include "app/caps.h"
 #include "app/fixed_names.h"
+#include "scripting/sapi.h"
+#include "ui/about.h"
 #include "ui/apply_pack.h"
+#include "ui/help.h"
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
 #include "ui/main_window.h"
@@ -52,6 +55,7 @@ void core::build_interface()
     connect(w, &main_window::selection_request, this, &core::on_window_selection_request);
     connect(w, &main_window::copy_status, this, &core::on_window_copy_status);
     connect(w, &main_window::about, this, &core::on_window_about);
+    connect(w, &main_window::help, this, &core::on_window_help);
     connect(w, &main_window::lang, this, &core::on_window_lang);
     connect(w, &main_window::option_menu_executed, this, &core::on_window_option_menu_executed);
     connect(w, &main_window::error_list, this, &core::on_window_error_list);
@@ -64,6 +68,9 @@ void core::build_interface()
     connect(m_model.get(), &main_model::selection_changed, this, &core::on_window_model_selection_changed);
     w->set_offline(!m_remote_enabled);
 
+    m_about = std::make_unique<about>(w);
+    m_help = std::make_unique<help>(*m_settings, w);
+    connect(m_help.get(), &help::cmd_clicked, this, &core::on_help_cmd_clicked);
     m_problems = std::make_unique<problem_report>(w);
     m_task_edit = std::make_unique<task_edit>(w);
     connect(m_task_edit.get(), &task_edit::added, this, &core::on_task_edit_added);
@@ -212,10 +219,42 @@ void core::on_window_selection_request(model_structures::selection_type type)
 
 void core::on_window_about()
 {
-    QMessageBox::about(m_window.get(), tr("About %1").arg(fixed_names::display_name),
-        QStringLiteral("<h3>%1 %2</h3><p>%3</p><p>%4</p>")
-            .arg(fixed_names::display_name, caps::version_text(), caps::platform_text(),
-                caps::text(true).toHtmlEscaped().replace(QLatin1Char('\n'), QLatin1String("<br>"))));
+    if (!m_about)
+        return;
+    about::contents c { fixed_names::display_name, caps::version_text(), caps::platform_text(), caps::table(), {}, {} };
+    if (m_sapi->available(sapi::feature::plugins))
+        c.plugins = m_sapi->sapi_plugin_list();
+    else
+        c.plugins_note = sapi::unavailable_text(sapi::feature::plugins);
+    m_about->set_contents(c);
+    m_about->show();
+    m_about->raise();
+}
+
+void core::on_window_help()
+{
+    if (!m_help)
+        return;
+    m_help->show();
+    m_help->raise();
+    m_help->activateWindow();
+}
+
+void core::on_help_cmd_clicked(const QString& cmd, bool execute)
+{
+    scripting::console* out = console();
+    if (execute) {
+        const QUuid ident = QUuid::createUuid();
+        if (out)
+            out->remember_line(ident, cmd);
+        m_processor->execute_line(ident, cmd);
+    } else if (out) {
+        out->set_input(cmd);
+    } else {
+        // No console to complete it in: the clipboard keeps it for wherever it goes next.
+        QGuiApplication::clipboard()->setText(cmd);
+        show_status_message(tr("Command copied to the clipboard: %1").arg(cmd));
+    }
 }
 
 void core::on_window_lang()

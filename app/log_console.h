@@ -16,6 +16,7 @@ public:
     void append(const QString& html, bool replace_last) override;
     void append_error(const QString& text, bool replace_last) override;
     void show_input(const QString& line) override;
+    void set_input(const QString& line) override {}
     void status(const QUuid& ident, uint n, size_t total, const QString& line) override {}
     void wait(const std::function<bool()>& condition, const QString& message, bool replace_last,
         animation kind) override;

@@ -23,6 +23,8 @@ public:
     virtual void append_error(const QString& text, bool replace_last) = 0;
     // A line as the user typed it.
     virtual void show_input(const QString& line) = 0;
+    // Puts a line into the input, for the user to complete and send.
+    virtual void set_input(const QString& line) = 0;
     // The command now running: its number among total, and its line.
     virtual void status(const QUuid& ident, uint n, size_t total, const QString& line) = 0;
     // Returns once condition no longer holds, the event loop running meanwhile and the

@@ -96,7 +96,8 @@ bool sapi::available(feature f) const
 {
     switch (f) {
     case feature::video:
-        return bool(m_functions.play_video);
+        // A player is a window: a run without windows has none to offer.
+        return m_functions.play_video && !(m_functions.batch && m_functions.batch());
     case feature::widgets:
         return bool(m_functions.toolbar);
     }

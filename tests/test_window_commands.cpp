@@ -1,8 +1,13 @@
 // Commands in the window: the address assignment asks where a batch run refuses, and the display commands
-// reach the table, the log pane and the menus.
+// reach the table, the log pane and the menus; F1 and About open their dialogs, help links reach the console and
+// "play" opens a player.
+#include "app/caps.h"
 #include "scripting/sapi.h"
 #include "tests/support/script_session.h"
+#include "ui/about.h"
+#include "ui/help.h"
 #include "ui/main_window.h"
+#include "ui/videoplayer.h"
 
 #include <QtTest>
 #include <QtWidgets>
@@ -62,6 +67,9 @@ private slots:
     void assign_addresses_asks_data();
     void assign_addresses_asks();
     void display_commands_reach_the_window();
+    void help_commands_reach_the_console();
+    void play_opens_a_player_window();
+    void about_names_the_build();
 };
 
 void test_window_commands::assign_addresses_asks_data()
@@ -150,6 +158,60 @@ void test_window_commands::display_commands_reach_the_window()
     QCOMPARE(f.console.lines, QStringList { "<div style='font-style: italic; color: green;'>shown in the console</div>" });
     QVERIFY(f.run("display.console.font.mono yes").ok);
     QCOMPARE(f.console.fonts, QList<bool> { true });
+}
+
+void test_window_commands::help_commands_reach_the_console()
+{
+    window_core f;
+    QAction* act_help = f.c->window()->findChild<QAction*>("act_help");
+    QCOMPARE(act_help->shortcut(), QKeySequence(Qt::Key_F1));
+    act_help->trigger();
+    auto* dialog = f.c->window()->findChild<help*>();
+    QVERIFY(dialog && dialog->isVisible());
+    const auto click = [dialog] {
+        QMetaObject::invokeMethod(dialog, "on_doc_anchorClicked", Q_ARG(QUrl, QUrl("special://ov_command/aliases")));
+    };
+
+    click();
+    QCOMPARE(f.console.offered, QStringList { "aliases" });
+    QVERIFY(f.console.inputs.isEmpty());
+
+    f.c->processor().execute_line(QUuid::createUuid(), "%up devices.scan");
+    QTRY_VERIFY(f.c->processor().idle());
+    QMetaObject::invokeMethod(dialog, "on_doc_anchorClicked", Q_ARG(QUrl, QUrl("special://execute_commands/1")));
+    click();
+    QTRY_VERIFY2(f.console.plain().contains("up: devices.scan"), qPrintable(f.console.plain().join("|")));
+    QCOMPARE(f.console.inputs, QStringList { "aliases" });
+    QCOMPARE(f.console.offered, QStringList { "aliases" });
+}
+
+void test_window_commands::play_opens_a_player_window()
+{
+    window_core f;
+    QVERIFY(f.run("play file:///nonexistent/camera.ogv --title=Gate --mute").ok);
+    QPointer<videoplayer> player;
+    for (QWidget* top : QApplication::topLevelWidgets()) {
+        if (auto* found = qobject_cast<videoplayer*>(top))
+            player = found;
+    }
+    QVERIFY(player && player->isVisible());
+    QCOMPARE(player->windowTitle(), QStringLiteral("Gate"));
+    player->close();
+    QTRY_VERIFY(!player);
+}
+
+void test_window_commands::about_names_the_build()
+{
+    window_core f;
+    f.c->window()->findChild<QAction*>("act_about")->trigger();
+    auto* box = f.c->window()->findChild<about*>();
+    QVERIFY(box && box->isVisible());
+    const QString text = scripting::console::plain_text(box->html());
+    QVERIFY(text.contains("Version: " + caps::version_text() + "\nPlatform: " + caps::platform_text()));
+    const parameters table = caps::table();
+    for (auto it = table.cbegin(); it != table.cend(); ++it)
+        QVERIFY2(text.contains(it.key()), qPrintable(it.key()));
+    QVERIFY(text.contains("Plugins are not available in this build"));
 }
 
 QTEST_MAIN(test_window_commands)

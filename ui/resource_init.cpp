@@ -7,4 +7,5 @@ void init_ui_resources()
 {
     Q_INIT_RESOURCE(icons);
     Q_INIT_RESOURCE(arts);
+    Q_INIT_RESOURCE(docs);
 }

@@ -2,6 +2,45 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="ru_RU">
     <context>
+        <name>about</name>
+        <message>
+            <source>About %1</source>
+            <translation>О программе %1</translation>
+        </message>
+        <message>
+            <source>Version: %1</source>
+            <translation>Версия: %1</translation>
+        </message>
+        <message>
+            <source>Platform: %1</source>
+            <translation>Платформа: %1</translation>
+        </message>
+        <message>
+            <source>Capabilities</source>
+            <translation>Возможности</translation>
+        </message>
+        <message>
+            <source>Plugins</source>
+            <translation>Модули</translation>
+        </message>
+        <message>
+            <source>No plugins are loaded.</source>
+            <translation>Модули не загружены.</translation>
+        </message>
+        <message>
+            <source>Identifier</source>
+            <translation>Идентификатор</translation>
+        </message>
+        <message>
+            <source>File</source>
+            <translation>Файл</translation>
+        </message>
+        <message>
+            <source>State</source>
+            <translation>Состояние</translation>
+        </message>
+    </context>
+    <context>
         <name>apply_pack</name>
         <message>
             <source>Applying firmware packages</source>
@@ -541,10 +580,6 @@
             <translation>Выполняется задач: %1 из %2</translation>
         </message>
         <message>
-            <source>About %1</source>
-            <translation>О программе %1</translation>
-        </message>
-        <message>
             <source>Choose language</source>
             <translation>Выбор языка</translation>
         </message>
@@ -1020,6 +1055,10 @@ Lower the start address to %2?</source>
             <source>Plugin action %1 failed</source>
             <translation>Действие плагина %1 не выполнено</translation>
         </message>
+        <message>
+            <source>Command copied to the clipboard: %1</source>
+            <translation>Команда скопирована в буфер обмена: %1</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
@@ -1065,6 +1104,57 @@ Lower the start address to %2?</source>
         <message>
             <source>Configuration file</source>
             <translation>Файл конфигурации</translation>
+        </message>
+    </context>
+    <context>
+        <name>help</name>
+        <message>
+            <source>Help</source>
+            <translation>Справка</translation>
+        </message>
+        <message>
+            <source>Search...</source>
+            <translation>Поиск...</translation>
+        </message>
+        <message>
+            <source>Scripting</source>
+            <translation>Скрипты</translation>
+        </message>
+        <message>
+            <source>Built-in commands</source>
+            <translation>Встроенные команды</translation>
+        </message>
+        <message>
+            <source>Lua reference</source>
+            <translation>Справка по Lua</translation>
+        </message>
+        <message>
+            <source>Settings</source>
+            <translation>Настройки</translation>
+        </message>
+        <message>
+            <source>Loading...</source>
+            <translation>Загрузка...</translation>
+        </message>
+        <message>
+            <source>default</source>
+            <translation>по умолчанию</translation>
+        </message>
+        <message>
+            <source>disable</source>
+            <translation>выключить</translation>
+        </message>
+        <message>
+            <source>enable</source>
+            <translation>включить</translation>
+        </message>
+        <message>
+            <source>enabled</source>
+            <translation>включено</translation>
+        </message>
+        <message>
+            <source>disabled</source>
+            <translation>выключено</translation>
         </message>
     </context>
     <context>
@@ -1863,6 +1953,61 @@ If the device behaves unstable, if the power of the device is unstable, if the E
         <message>
             <source>Do not show this warning again</source>
             <translation>Больше не показывать это предупреждение</translation>
+        </message>
+    </context>
+    <context>
+        <name>videoplayer</name>
+        <message>
+            <source>Video player</source>
+            <translation>Видеоплеер</translation>
+        </message>
+        <message>
+            <source>Unknown state</source>
+            <translation>Неизвестное состояние</translation>
+        </message>
+        <message>
+            <source>No media</source>
+            <translation>Нет медиа</translation>
+        </message>
+        <message>
+            <source>Loading...</source>
+            <translation>Загрузка...</translation>
+        </message>
+        <message>
+            <source>Loaded</source>
+            <translation>Загружено</translation>
+        </message>
+        <message>
+            <source>Stalled</source>
+            <translation>Ожидание данных</translation>
+        </message>
+        <message>
+            <source>Buffering...</source>
+            <translation>Буферизация...</translation>
+        </message>
+        <message>
+            <source>Playing</source>
+            <translation>Воспроизведение</translation>
+        </message>
+        <message>
+            <source>Ended</source>
+            <translation>Завершено</translation>
+        </message>
+        <message>
+            <source>Invalid media</source>
+            <translation>Недопустимый медиафайл</translation>
+        </message>
+        <message>
+            <source>Pause</source>
+            <translation>Пауза</translation>
+        </message>
+        <message>
+            <source>Mute</source>
+            <translation>Без звука</translation>
+        </message>
+        <message>
+            <source>Autoclose</source>
+            <translation>Автозакрытие</translation>
         </message>
     </context>
 </TS>

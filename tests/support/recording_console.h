@@ -18,6 +18,7 @@ struct recording_console final : scripting::console
     }
     void append_error(const QString& text, bool replace_last) override { append("error: " + text, replace_last); }
     void show_input(const QString& line) override { inputs << line; }
+    void set_input(const QString& line) override { offered << line; }
     void status(const QUuid&, uint, size_t, const QString&) override {}
     void wait(const std::function<bool()>& condition, const QString& message, bool, animation kind) override
     {
@@ -40,6 +41,7 @@ struct recording_console final : scripting::console
 
     QStringList lines;
     QStringList inputs;
+    QStringList offered;
     QStringList waits;
     QList<bool> fonts;
     QHash<QUuid, QString> known;
