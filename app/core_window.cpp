@@ -221,11 +221,8 @@ void core::on_window_about()
 {
     if (!m_about)
         return;
-    about::contents c { fixed_names::display_name, caps::version_text(), caps::platform_text(), caps::table(), {}, {} };
-    if (m_sapi->available(sapi::feature::plugins))
-        c.plugins = m_sapi->sapi_plugin_list();
-    else
-        c.plugins_note = sapi::unavailable_text(sapi::feature::plugins);
+    about::contents c { fixed_names::display_name, caps::version_text(), caps::platform_text(), caps::table(),
+        m_sapi->sapi_plugin_list() };
     m_about->set_contents(c);
     m_about->show();
     m_about->raise();

@@ -78,8 +78,7 @@ void about::render()
 
     out += QStringLiteral("<h3>%1</h3>").arg(tr("Plugins"));
     if (m_contents.plugins.isEmpty()) {
-        const QString note = m_contents.plugins_note.isEmpty() ? tr("No plugins are loaded.") : m_contents.plugins_note;
-        out += QStringLiteral("<p>%1</p>").arg(note.toHtmlEscaped());
+        out += QStringLiteral("<p>%1</p>").arg(tr("No plugins are loaded."));
     } else {
         out += QStringLiteral("<table cellpadding='2'><tr><th>%1</th><th>%2</th><th>%3</th></tr>")
                    .arg(tr("Identifier"), tr("File"), tr("State"));

@@ -22,8 +22,6 @@ public:
         parameters capabilities;
         // Each with "ident", "filename" and "status", as the scripting API lists them.
         QList<QVariantMap> plugins;
-        // Shown instead of the plugin table when there is no list to show.
-        QString plugins_note;
     };
 
     explicit about(QWidget* parent = nullptr);
