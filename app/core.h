@@ -134,6 +134,9 @@ public:
     // A toolbar button bound to a plugin's command ("plugin/number") was pressed; false,
     // logged, when no plugin has the identifier or the action failed.
     bool run_plugin_action(const QString& command_text);
+    // True while a flow runs or the registrations that follow the flows go on: the run is
+    // over, and "-- all done --" said, only once this is false.
+    bool flows_busy() const;
     // Where scripted output shows; null while there is none (the log in batch mode).
     scripting::console* console() const;
     // Returns once condition no longer holds, showing message on the console meanwhile;

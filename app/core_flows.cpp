@@ -161,9 +161,14 @@ void core::on_task_manager_flow_ended(const QString& ident)
     end_if_idle();
 }
 
+bool core::flows_busy() const
+{
+    return m_manager.running_count() != 0 || registrations_pending();
+}
+
 void core::end_if_idle()
 {
-    if (m_manager.running_count() != 0 || registrations_pending())
+    if (flows_busy())
         return;
     log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
     raise_event(QStringLiteral("tasks_done"));

@@ -163,7 +163,7 @@ bool core::run_batch_script(const QString& path)
 
 void core::end_script_run_if_done()
 {
-    if (!m_script_run || m_manager.running_count() != 0 || registrations_pending() || !m_processor->idle())
+    if (!m_script_run || flows_busy() || !m_processor->idle())
         return;
     m_script_watch.stop();
     QCoreApplication::quit();

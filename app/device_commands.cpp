@@ -205,9 +205,9 @@ private:
         if (x.has_param(QStringLiteral("jobs")))
             jobs = sapi::to_unsigned(x.call.params.value(QStringLiteral("jobs")));
         x.c.launch(idents, false, mode == QLatin1String("fetch"), mode == QLatin1String("force"), jobs);
-        tasks::manager& m = x.c.task_manager();
-        const bool active = m.running_count() > 0;
-        x.c.wait_while([&m] { return m.running_count() > 0; }, tr("Executing..."), scripting::console::spinning);
+        const bool active = x.c.flows_busy();
+        // Until the run is over, registrations included, so the next line follows "-- all done --".
+        x.c.wait_while([&x] { return x.c.flows_busy(); }, tr("Executing..."), scripting::console::spinning);
         if (active && x.plain())
             x.api.sapi_done();
         return command_result::success();
