@@ -113,6 +113,7 @@ private slots:
     void menus_read_in_order_and_follow_the_language();
     void options_are_shown_and_stored_data();
     void options_are_shown_and_stored();
+    void options_changed_elsewhere_show_in_the_menu();
     void entries_reach_the_selected_devices_data();
     void entries_reach_the_selected_devices();
     void without_autorun_the_tasks_wait_for_run();
@@ -248,6 +249,18 @@ void test_ui_menus::options_are_shown_and_stored()
     QCOMPARE(d.c->options().autorun_tasks, reread.autorun_tasks);
     QCOMPARE(d.c->options().log_filter, reread.log_filter);
     QCOMPARE(d.c->options().preferred_subnet, reread.preferred_subnet);
+}
+
+void test_ui_menus::options_changed_elsewhere_show_in_the_menu()
+{
+    desk d;
+    QVERIFY(d.start(0));
+    d.c->set_log_filters({ "core", "lua" });
+    QVERIFY(entry(d.options(), "Log filtering:/lua")->isChecked());
+    QVERIFY(!entry(d.options(), "Log filtering:/tasks")->isChecked());
+    d.c->settings().setValue("Extended/menu_options/autorun_tasks", false);
+    d.c->reload_settings();
+    QVERIFY(!entry(d.options(), "Autorun tasks")->isChecked());
 }
 
 void test_ui_menus::entries_reach_the_selected_devices_data()
