@@ -2,7 +2,8 @@
 
 #include <QMenu>
 
-namespace dynmenu {
+namespace dynmenu
+{
 
 void actions_menu::build()
 {

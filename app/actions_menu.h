@@ -2,7 +2,8 @@
 
 #include "app/menu_prototype.h"
 
-namespace dynmenu {
+namespace dynmenu
+{
 
 // The device operations, each a command on the selected rows.
 class actions_menu final : public menu_prototype

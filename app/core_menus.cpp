@@ -8,10 +8,10 @@
 
 #include <QFileDialog>
 
-namespace {
-
-struct port_kind
+namespace
 {
+
+struct port_kind {
     QString entry;
     QString type;
     quint16 default_port;
@@ -34,6 +34,11 @@ void core::on_window_action_menu_executed(scripting::commands cmd, const QVarian
 {
     using c = scripting::commands;
     const auto reboot_if = [](bool wanted) { return wanted ? chained_reboot() : follow_up(); };
+    // The entry's argument as the task's one parameter; an entry without one does nothing.
+    const auto with_argument = [&](const QString& task, const QString& key, bool reboot_after) {
+        if (!args.isEmpty())
+            run_on_selection(task, { { key, args.constFirst() } }, reboot_if(reboot_after));
+    };
     switch (cmd) {
     case c::add_device:
         on_window_add_element();
@@ -58,9 +63,8 @@ void core::on_window_action_menu_executed(scripting::commands cmd, const QVarian
             change_port_of_selection(args.constFirst().toString());
         return;
     case c::change_transfer_policy:
-        if (!args.isEmpty())
-            run_on_selection(tasks::names::change_transfer_policy, { { tasks::args::policy, args.constFirst().toString() } },
-                reboot_if(m_options.reboot_after_transfer_policy));
+        with_argument(
+            tasks::names::change_transfer_policy, tasks::args::policy, m_options.reboot_after_transfer_policy);
         return;
     case c::clear_devices:
         m_sapi->sapi_devices_clear();
@@ -77,24 +81,22 @@ void core::on_window_action_menu_executed(scripting::commands cmd, const QVarian
         run_on_selection(tasks::names::reboot, {});
         return;
     case c::reset_device_configuration:
-        run_on_selection(
-            tasks::names::reset_configuration, { { tasks::args::network_only, m_options.reset_only_network_settings } });
+        run_on_selection(tasks::names::reset_configuration,
+            { { tasks::args::network_only, m_options.reset_only_network_settings } });
         return;
     case c::scan_devices:
         play_menu_macro(fixed_names::continuous_scan_macro,
             tr("Variable %1, containing name of the continuous scan macro, requied"));
         return;
     case c::set_language:
-        if (!args.isEmpty())
-            run_on_selection(tasks::names::set_language, { { tasks::args::language, args.constFirst().toString() } },
-                reboot_if(m_options.reboot_after_language));
+        with_argument(tasks::names::set_language, tasks::args::language, m_options.reboot_after_language);
         return;
     case c::set_dhcp:
-        if (!args.isEmpty())
-            run_on_selection(tasks::names::dhcp, { { tasks::args::enable, args.constFirst().toBool() } });
+        with_argument(tasks::names::dhcp, tasks::args::enable, false);
         return;
     case c::change_subnet:
-        run_on_selection(tasks::names::change_subnet, { { tasks::args::subnet, QVariant::fromValue(m_options.preferred_subnet) } });
+        run_on_selection(
+            tasks::names::change_subnet, { { tasks::args::subnet, QVariant::fromValue(m_options.preferred_subnet) } });
         return;
     default:
         log(fixed_names::sources::core, tr("Unknown action menu ident: %1").arg(qint64(cmd)));
@@ -118,8 +120,8 @@ void core::change_port_of_selection(const QString& entry)
     const int chosen = m_port_setup->port();
     const uint value = chosen == 0 ? kind->default_port : uint(chosen);
     // A port asked for is meant now, whatever autorun_tasks says.
-    add_task_to_selection(tasks::names::change_port, { { tasks::args::type, kind->type }, { tasks::args::value, value } },
-        {}, false);
+    add_task_to_selection(
+        tasks::names::change_port, { { tasks::args::type, kind->type }, { tasks::args::value, value } }, {}, false);
 }
 
 void core::play_menu_macro(const QString& variable, const QString& missing_text)

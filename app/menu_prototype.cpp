@@ -4,7 +4,8 @@
 #include <QEvent>
 #include <QMenu>
 
-namespace dynmenu {
+namespace dynmenu
+{
 
 menu_prototype::menu_prototype(QMenu* target, QObject* parent)
     : QObject(parent)

@@ -10,7 +10,8 @@ class QAction;
 class QMenu;
 class QSettings;
 
-namespace dynmenu {
+namespace dynmenu
+{
 
 // A menu built from data: each entry is a command number with its arguments, so that a
 // click reaches the core as the same command a script would name.
@@ -19,8 +20,7 @@ class menu_prototype : public QObject
     Q_OBJECT
 public:
     enum kind { item = 0, separator = 1 };
-    struct entry
-    {
+    struct entry {
         kind type = item;
         scripting::commands command = scripting::commands::null_command;
         QVariantList args;

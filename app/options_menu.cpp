@@ -8,32 +8,34 @@
 #include <QMenu>
 #include <QSettings>
 
-namespace dynmenu {
+namespace dynmenu
+{
 
-namespace {
+namespace
+{
 
-enum ident {
-    main_section,
-    reset_only_network,
-    reboot_after,
-    reboot_transfer_policy,
-    reboot_language,
-    reboot_config,
-    wait_after_reboot,
-    subnet_mask,
-    mask_24,
-    mask_16,
-    check_mask,
-    register_devices,
-    register_macs,
-    log_filter,
-    tasks_section,
-    autorun_tasks,
-    first_filter // one item per log tag from here on
-};
+    enum ident {
+        main_section,
+        reset_only_network,
+        reboot_after,
+        reboot_transfer_policy,
+        reboot_language,
+        reboot_config,
+        wait_after_reboot,
+        subnet_mask,
+        mask_24,
+        mask_16,
+        check_mask,
+        register_devices,
+        register_macs,
+        log_filter,
+        tasks_section,
+        autorun_tasks,
+        first_filter // one item per log tag from here on
+    };
 
-const QString mask_24_text = QStringLiteral("255.255.255.0");
-const QString mask_16_text = QStringLiteral("255.255.0.0");
+    const QString mask_24_text = QStringLiteral("255.255.255.0");
+    const QString mask_16_text = QStringLiteral("255.255.0.0");
 
 } // namespace
 

@@ -4,7 +4,8 @@
 
 struct menu_options;
 
-namespace dynmenu {
+namespace dynmenu
+{
 
 // Check boxes that shape the device operations, shown from Extended/menu_options. Each
 // entry's first argument is the option ident the core knows; the rest is its value.

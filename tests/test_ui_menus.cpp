@@ -3,6 +3,7 @@
 #include "app/options_menu.h"
 #include "scripting/sapi.h"
 #include "tests/support/answer_modal.h"
+#include "tests/support/broadcast_record.h"
 #include "tests/support/fleet_fixture.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/test_network.h"
@@ -15,7 +16,8 @@
 using namespace fleet;
 using scripting::commands;
 
-namespace {
+namespace
+{
 
 // The entry that a path of menu texts ("Change port/HTTP port") names; null when there is none.
 QAction* entry(QMenu* menu, const QString& path)
@@ -47,29 +49,9 @@ QStringList outline(const QMenu* menu, const QString& indent = QString())
     return out;
 }
 
-QString wire_address(const QHostAddress& a)
-{
-    return QString::asprintf("0x%08X", qbswap(a.toIPv4Address()));
-}
-
-// The configurations by broadcast that named this device (every device hears them all).
-QList<QJsonObject> broadcasts_for(devsim_harness& sim, int device)
-{
-    const QString mac = sim.state(device).value("mac").toString();
-    QList<QJsonObject> out;
-    for (const QJsonValue& r : sim.requests_of(device, 1532)) {
-        const QString text = r.toObject().value("body").toString().section(QChar(0), 0, 0);
-        const QJsonObject body = QJsonDocument::fromJson(text.trimmed().toUtf8()).object();
-        if (body.value("DvrMac").toString().compare(mac, Qt::CaseInsensitive) == 0)
-            out << body;
-    }
-    return out;
-}
-
 // A core with its window among simulated devices, the options stored before it starts, and every row but
 // the middle one selected.
-struct desk : fixture
-{
+struct desk : fixture {
     bool start(int count, const QVariantMap& options = {}, const QJsonObject& device_defaults = {})
     {
         if (count > 0 && !start_devices(count, device_defaults))
@@ -178,10 +160,10 @@ void test_ui_menus::menus_read_in_order_and_follow_the_language()
         "Import configuration..." };
     QCOMPARE(outline(d.actions()), actions);
     const QStringList options { "Main", "Reset only network settings", "Reboot after:", "  Transfer policy changed",
-        "  Language changed", "  Configuration import", "Wait for device after reboot", "Preferred subnet mask:",
-        "  255.255.255.0", "  255.255.0.0", "Check after changing IP-address", "Register devices",
-        "Register MAC-addresses", "Log filtering:", "  core", "  tasks", "  diagnostics", "  lua", "  plugins",
-        "  sapi", "  scripting", "  ovscript", "Tasks", "Autorun tasks" };
+        "  Language changed", "  Configuration import", "Wait for device after reboot",
+        "Preferred subnet mask:", "  255.255.255.0", "  255.255.0.0", "Check after changing IP-address",
+        "Register devices", "Register MAC-addresses", "Log filtering:", "  core", "  tasks", "  diagnostics", "  lua",
+        "  plugins", "  sapi", "  scripting", "  ovscript", "Tasks", "Autorun tasks" };
     QCOMPARE(outline(d.options()), options);
 
     d.c->apply_language("ru_RU");
@@ -203,17 +185,17 @@ void test_ui_menus::options_are_shown_and_stored_data()
     QTest::addColumn<QString>("key");
     QTest::addColumn<QVariant>("after"); // stored once clicked
 
-    QTest::newRow("off by default, switched on") << QVariantMap {} << "Reset only network settings" << false
-                                                 << "reset_only_network" << QVariant(true);
+    QTest::newRow("off by default, switched on")
+        << QVariantMap {} << "Reset only network settings" << false << "reset_only_network" << QVariant(true);
     QTest::newRow("on by default, switched off")
         << QVariantMap {} << "Reboot after:/Language changed" << true << "reboot_after/language" << QVariant(false);
     QTest::newRow("stored off, switched on")
         << QVariantMap { { "autorun_tasks", false } } << "Autorun tasks" << false << "autorun_tasks" << QVariant(true);
-    QTest::newRow("kept but unused option") << QVariantMap { { "wait_after_reboot", true } }
-                                            << "Wait for device after reboot" << true << "wait_after_reboot"
-                                            << QVariant(false);
-    QTest::newRow("the other mask") << QVariantMap {} << "Preferred subnet mask:/255.255.0.0" << false
-                                    << "subnet_mask" << QVariant("255.255.0.0");
+    QTest::newRow("kept but unused option")
+        << QVariantMap { { "wait_after_reboot", true } } << "Wait for device after reboot" << true
+        << "wait_after_reboot" << QVariant(false);
+    QTest::newRow("the other mask") << QVariantMap {} << "Preferred subnet mask:/255.255.0.0" << false << "subnet_mask"
+                                    << QVariant("255.255.0.0");
     QTest::newRow("mask back to /24") << QVariantMap { { "subnet_mask", "255.255.0.0" } }
                                       << "Preferred subnet mask:/255.255.255.0" << false << "subnet_mask"
                                       << QVariant("255.255.255.0");
@@ -281,9 +263,9 @@ void test_ui_menus::entries_reach_the_selected_devices_data()
         << "Set language to:/2. English" << QVariantMap { { "reboot_after/language", false } } << 1040 << "English"
         << false;
     QTest::newRow("transfer policy") << "Set transfer policy/Quality" << none << 1040 << "Quality" << false;
-    QTest::newRow("transfer policy, rebooting after") << "Set transfer policy/Quality"
-                                                      << QVariantMap { { "reboot_after/transfer_policy", true } }
-                                                      << 1040 << "Quality" << true;
+    QTest::newRow("transfer policy, rebooting after")
+        << "Set transfer policy/Quality" << QVariantMap { { "reboot_after/transfer_policy", true } } << 1040
+        << "Quality" << true;
     QTest::newRow("dhcp on") << "DHCP management/Enable" << none << 1040 << "NetWork.DHCP" << false;
     QTest::newRow("configuration import") << "Import configuration..." << none << 1540 << "" << true;
 }
@@ -359,10 +341,12 @@ void test_ui_menus::macro_entries_data()
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("variable");
     QTest::addColumn<QString>("missing");
-    QTest::newRow("assign addresses") << "Assign addresses" << "__seq_assign_macro"
+    QTest::newRow("assign addresses") << "Assign addresses"
+                                      << "__seq_assign_macro"
                                       << "Variable __seq_assign_macro, containing name of the address assignment "
                                          "macro, required";
-    QTest::newRow("continuous scan") << "Find devices" << "__continuous_scan_macro"
+    QTest::newRow("continuous scan") << "Find devices"
+                                     << "__continuous_scan_macro"
                                      << "Variable __continuous_scan_macro, containing name of the continuous scan "
                                         "macro, requied";
 }
@@ -401,7 +385,8 @@ void test_ui_menus::broadcast_entries_reach_the_selected_devices_data()
         << "Assign addresses:/192.168.1.9" << 0
         << QJsonObject { { "HostIP", wire_address(QHostAddress("192.168.1.9")) }, { "Submask", "0x00FFFFFF" } };
     QTest::newRow("the preferred mask") << "Set subnet mask" << 0 << QJsonObject { { "Submask", "0x00FFFFFF" } };
-    QTest::newRow("a port typed in the dialog") << "Change port/HTTP port" << 8088 << QJsonObject { { "HttpPort", 8088 } };
+    QTest::newRow("a port typed in the dialog")
+        << "Change port/HTTP port" << 8088 << QJsonObject { { "HttpPort", 8088 } };
     QTest::newRow("the default port") << "Change port/SSL port" << 0 << QJsonObject { { "SSLPort", 8443 } };
     QTest::newRow("the dialog refused") << "Change port/NETIP UDP port" << -1 << QJsonObject {};
 }
@@ -445,8 +430,8 @@ void test_ui_menus::broadcast_entries_reach_the_selected_devices()
         QCOMPARE(broadcasts.size(), 1);
         for (auto it = sent.constBegin(); it != sent.constEnd(); ++it)
             QCOMPARE(broadcasts.at(0).value(it.key()), it.value());
-        QTRY_COMPARE_WITH_TIMEOUT(d.devices.state(i)["net"].toObject().value(sent.constBegin().key()),
-            sent.constBegin().value(), 3000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            d.devices.state(i)["net"].toObject().value(sent.constBegin().key()), sent.constBegin().value(), 3000);
     }
     QVERIFY(broadcasts_for(d.devices, 1).isEmpty());
     QCOMPARE(d.devices.state(1)["net"].toObject().value("Submask").toString(), QStringLiteral("0x0000FFFF"));
