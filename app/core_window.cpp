@@ -63,8 +63,7 @@ void core::build_interface()
     connect(w, &main_window::option_menu_executed, this, &core::on_window_option_menu_executed);
     m_actions_menu = std::make_unique<dynmenu::actions_menu>(w->menu_actions());
     m_actions_menu->build();
-    connect(m_actions_menu.get(), &dynmenu::menu_prototype::menu_executed, this,
-        [this](scripting::commands cmd, const QVariantList& args) { on_window_action_menu_executed(cmd, args); });
+    connect(m_actions_menu.get(), &dynmenu::menu_prototype::menu_executed, this, &core::on_window_action_menu_executed);
     m_options_menu = std::make_unique<dynmenu::options_menu>(w->menu_options());
     m_options_menu->build();
     m_options_menu->load(*m_settings);
@@ -91,8 +90,8 @@ void core::build_interface()
     connect(m_task_edit.get(), &task_edit::added, this, &core::on_task_edit_added);
     connect(m_task_edit.get(), &task_edit::edited, this, &core::on_task_edit_edited);
     m_apply_pack = std::make_unique<apply_pack>(w);
-    m_port_setup = std::make_unique<port_setup>(w);
     connect(m_apply_pack.get(), &apply_pack::pack_accepted, this, &core::on_apply_pack_accepted);
+    m_port_setup = std::make_unique<port_setup>(w);
     w->show();
 }
 
