@@ -99,6 +99,8 @@ private slots:
     void entries_reach_the_selected_devices_data();
     void entries_reach_the_selected_devices();
     void without_autorun_the_tasks_wait_for_run();
+    void faulty_entries_compose_nothing_data();
+    void faulty_entries_compose_nothing();
     void macro_entries_data();
     void macro_entries();
     void broadcast_entries_reach_the_selected_devices_data();
@@ -334,6 +336,36 @@ void test_ui_menus::without_autorun_the_tasks_wait_for_run()
     for (int i : { 0, 2 })
         QTRY_COMPARE_WITH_TIMEOUT(d.devices.state(i)["boot_count"].toInt(), 2, 5000);
     QCOMPARE(d.devices.requests(1).size(), 0);
+}
+
+void test_ui_menus::faulty_entries_compose_nothing_data()
+{
+    QTest::addColumn<commands>("command");
+    QTest::addColumn<QVariantList>("args");
+    QTest::addColumn<QString>("logged"); // empty: silently nothing
+    QTest::newRow("unknown port type") << commands::change_port << QVariantList { "FTP" } << "Unknown port type: FTP";
+    QTest::newRow("a command of no entry") << commands::version << QVariantList {} << "Unknown action menu ident: 76";
+    QTest::newRow("dhcp without its argument") << commands::set_dhcp << QVariantList {} << "";
+    QTest::newRow("language without its argument") << commands::set_language << QVariantList {} << "";
+    QTest::newRow("address without its argument") << commands::assign_addresses << QVariantList {} << "";
+}
+
+void test_ui_menus::faulty_entries_compose_nothing()
+{
+    QFETCH(commands, command);
+    QFETCH(QVariantList, args);
+    QFETCH(QString, logged);
+    desk d;
+    QVERIFY(d.start(3));
+    const int lines_before = d.log_text().count('\n');
+    d.c->on_window_action_menu_executed(command, args);
+    QCOMPARE(QList<int>({ d.queued(0), d.queued(1), d.queued(2) }), QList<int>({ 0, 0, 0 }));
+    QCOMPARE(d.started, 0);
+    QCOMPARE(QApplication::activeModalWidget(), nullptr);
+    if (logged.isEmpty())
+        QCOMPARE(d.log_text().count('\n'), lines_before);
+    else
+        QVERIFY2(d.log_text().endsWith(logged), qPrintable(d.log_text()));
 }
 
 void test_ui_menus::macro_entries_data()
