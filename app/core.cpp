@@ -1,9 +1,11 @@
 #include "app/core.h"
 
+#include "app/actions_menu.h"
 #include "app/app_paths.h"
 #include "app/caps.h"
 #include "app/fixed_names.h"
 #include "app/log_console.h"
+#include "app/options_menu.h"
 #include "delivery/service_url.h"
 #include "diagnostics/blackbox.h"
 #include "scripting/lua_runtime.h"
@@ -17,6 +19,7 @@
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
 #include "ui/main_window.h"
+#include "ui/port_setup.h"
 #include "ui/problem_report.h"
 #include "ui/splash.h"
 #include "ui/task_edit.h"
@@ -164,6 +167,9 @@ core::~core()
     m_history.remove_listener(0);
     m_about.reset();
     m_apply_pack.reset();
+    m_port_setup.reset();
+    m_actions_menu.reset();
+    m_options_menu.reset();
     m_help.reset();
     m_task_edit.reset();
     m_problems.reset();

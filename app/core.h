@@ -45,10 +45,15 @@ class lua_runtime;
 class main_model;
 class main_model_filter;
 class main_window;
+class port_setup;
 class problem_report;
 class sapi;
 class splash;
 class task_edit;
+namespace dynmenu {
+class actions_menu;
+class options_menu;
+}
 
 // The switchboard: owns every subsystem, turns launches into flows and worker
 // reports into row states, and keeps the log the whole program shares.
@@ -205,6 +210,8 @@ public slots:
     void on_window_run_list(bool no_add);
     void on_window_run_list();
     void on_window_option_menu_executed(const QString& cmd, const QVariantList& args, bool checked);
+    // An entry of the Actions menu: its operation goes on every selected row.
+    void on_window_action_menu_executed(scripting::commands cmd, const QVariantList& args);
     void on_window_quit();
     void on_window_import(const QString& file);
     void on_window_export(const QString& file);
@@ -400,6 +407,11 @@ private:
     // Quits a batch script run once the script and every flow have ended.
     void end_script_run_if_done();
 
+    // Asks for a port of the type an Actions entry names, then changes it on the selection.
+    void change_port_of_selection(const QString& entry);
+    // Plays the macro whose name the variable holds; without one, the text with the variable's name.
+    void play_menu_macro(const QString& variable, const QString& missing_text);
+
     void register_meta_types();
     void stage(const QString& text);
     void read_mirrors();
@@ -442,6 +454,9 @@ private:
     std::unique_ptr<problem_report> m_problems;
     std::unique_ptr<task_edit> m_task_edit;
     std::unique_ptr<apply_pack> m_apply_pack;
+    std::unique_ptr<port_setup> m_port_setup;
+    std::unique_ptr<dynmenu::actions_menu> m_actions_menu;
+    std::unique_ptr<dynmenu::options_menu> m_options_menu;
     std::unique_ptr<about> m_about;
     std::unique_ptr<help> m_help;
     firmware_pack::pack_v3 m_cache;

@@ -6,6 +6,7 @@
 #include "app/caps.h"
 #include "app/fixed_names.h"
 #include "app/log_console.h"
+#include "app/options_menu.h"
 #include "scripting/lua_runtime.h"
 #include "scripting/sapi.h"
 #include "scripting/wait.h"
@@ -193,11 +194,15 @@ void core::set_log_filters(const QStringList& tags)
     m_options.log_filter = tags;
     m_options.save(*m_settings);
     m_history.set_filter(0, tags);
+    if (m_options_menu)
+        m_options_menu->show_options(m_options);
 }
 
 void core::reload_settings()
 {
     m_options.load(*m_settings);
+    if (m_options_menu)
+        m_options_menu->show_options(m_options);
     read_mirrors();
     for (const QString& ident : m_manager.lines())
         set_row_address(ident);

@@ -1,8 +1,10 @@
 // The interactive side of core: the window, the table's rows and the status bar.
 #include "app/core.h"
 
+#include "app/actions_menu.h"
 #include "app/caps.h"
 #include "app/fixed_names.h"
+#include "app/options_menu.h"
 #include "scripting/sapi.h"
 #include "ui/about.h"
 #include "ui/apply_pack.h"
@@ -10,6 +12,7 @@
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
 #include "ui/main_window.h"
+#include "ui/port_setup.h"
 #include "ui/problem_report.h"
 #include "ui/task_edit.h"
 
@@ -58,6 +61,17 @@ void core::build_interface()
     connect(w, &main_window::help, this, &core::on_window_help);
     connect(w, &main_window::lang, this, &core::on_window_lang);
     connect(w, &main_window::option_menu_executed, this, &core::on_window_option_menu_executed);
+    m_actions_menu = std::make_unique<dynmenu::actions_menu>(w->menu_actions());
+    m_actions_menu->build();
+    connect(m_actions_menu.get(), &dynmenu::menu_prototype::menu_executed, this, &core::on_window_action_menu_executed);
+    m_options_menu = std::make_unique<dynmenu::options_menu>(w->menu_options());
+    m_options_menu->build();
+    m_options_menu->load(*m_settings);
+    // An option entry carries the option's ident first, then its value.
+    connect(m_options_menu.get(), &dynmenu::menu_prototype::menu_executed, w,
+        [w](scripting::commands, const QVariantList& args, bool checked) {
+            emit w->option_menu_executed(args.value(0).toString(), args.mid(1), checked);
+        });
     connect(w, &main_window::error_list, this, &core::on_window_error_list);
     connect(w, &main_window::apply_pack, this, &core::on_window_apply_pack);
 
@@ -77,6 +91,7 @@ void core::build_interface()
     connect(m_task_edit.get(), &task_edit::edited, this, &core::on_task_edit_edited);
     m_apply_pack = std::make_unique<apply_pack>(w);
     connect(m_apply_pack.get(), &apply_pack::pack_accepted, this, &core::on_apply_pack_accepted);
+    m_port_setup = std::make_unique<port_setup>(w);
     w->show();
 }
 

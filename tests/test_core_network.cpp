@@ -1,3 +1,4 @@
+#include "tests/support/broadcast_record.h"
 #include "tests/support/fleet_fixture.h"
 #include "tests/support/test_network.h"
 
@@ -10,25 +11,6 @@ using namespace fleet;
 
 namespace
 {
-
-QString wire_address(const QHostAddress& a)
-{
-    return QString::asprintf("0x%08X", qbswap(a.toIPv4Address()));
-}
-
-// The configurations by broadcast that named this device (every device hears them all).
-QList<QJsonObject> broadcasts_for(devsim_harness& sim, int device)
-{
-    const QString mac = sim.state(device).value("mac").toString();
-    QList<QJsonObject> out;
-    for (const QJsonValue& r : sim.requests_of(device, 1532)) {
-        const QString text = r.toObject().value("body").toString().section(QChar(0), 0, 0);
-        const QJsonObject body = QJsonDocument::fromJson(text.trimmed().toUtf8()).object();
-        if (body.value("DvrMac").toString().compare(mac, Qt::CaseInsensitive) == 0)
-            out << body;
-    }
-    return out;
-}
 
 // Inside: a core with a row added by hand for each device where start_devices put it.
 void add_rows(fixture& f, int count)

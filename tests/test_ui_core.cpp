@@ -1,5 +1,6 @@
 // The program with its window: start-up dialogs, a run seen in the table, and the language.
 #include "app/core.h"
+#include "tests/support/answer_modal.h"
 #include "tests/support/devsim_harness.h"
 #include "tests/support/svcsim_harness.h"
 #include "ui/main_model.h"
@@ -19,23 +20,6 @@ task_element row_at(const QString& host)
     endpoint ep;
     ep.host = host;
     return task_element(ep, device());
-}
-
-// Answers the next modal dialog when it shows up: the handler gets it and closes it. The
-// watch ends with the returned object, so a handler never outlives what it refers to.
-std::unique_ptr<QTimer> answer_modal(std::function<void(QWidget*)> handler)
-{
-    auto timer = std::make_unique<QTimer>();
-    timer->setInterval(20);
-    QTimer* t = timer.get();
-    QObject::connect(t, &QTimer::timeout, [t, handler] {
-        if (QWidget* modal = QApplication::activeModalWidget()) {
-            t->stop();
-            handler(modal);
-        }
-    });
-    t->start();
-    return timer;
 }
 
 QString cell(const main_model& model, int row, int column)

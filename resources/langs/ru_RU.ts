@@ -1059,6 +1059,180 @@ Lower the start address to %2?</source>
             <source>Command copied to the clipboard: %1</source>
             <translation>Команда скопирована в буфер обмена: %1</translation>
         </message>
+        <message>
+            <source>Variable %1, containing name of the address assignment macro, required</source>
+            <translation>Переменная %1, содержащая имя макроса назначения адресов, обязательна</translation>
+        </message>
+        <message>
+            <source>Select configuration file</source>
+            <translation>Выбор файла конфигурации</translation>
+        </message>
+        <message>
+            <source>Variable %1, containing name of the continuous scan macro, requied</source>
+            <translation>Переменная %1, содержащая имя макроса непрерывного поиска, обязательна</translation>
+        </message>
+        <message>
+            <source>Unknown action menu ident: %1</source>
+            <translation>Неизвестный идентификатор меню действий: %1</translation>
+        </message>
+        <message>
+            <source>Unknown port type: %1</source>
+            <translation>Неизвестный тип порта: %1</translation>
+        </message>
+        <message>
+            <source>Specify port value for %1</source>
+            <translation>Укажите значение порта %1</translation>
+        </message>
+    </context>
+    <context>
+        <name>dynmenu::actions_menu</name>
+        <message>
+            <source>Find devices</source>
+            <translation>Найти устройства</translation>
+        </message>
+        <message>
+            <source>Add device...</source>
+            <translation>Добавить устройство...</translation>
+        </message>
+        <message>
+            <source>Assign addresses</source>
+            <translation>Назначить адреса</translation>
+        </message>
+        <message>
+            <source>Reset configuration</source>
+            <translation>Сбросить конфигурацию</translation>
+        </message>
+        <message>
+            <source>Clear</source>
+            <translation>Очистить</translation>
+        </message>
+        <message>
+            <source>Assign addresses:</source>
+            <translation>Назначить адрес:</translation>
+        </message>
+        <message>
+            <source>Set transfer policy</source>
+            <translation>Политика передачи</translation>
+        </message>
+        <message>
+            <source>Quality</source>
+            <translation>Качество</translation>
+        </message>
+        <message>
+            <source>Set language to:</source>
+            <translation>Установить язык:</translation>
+        </message>
+        <message>
+            <source>1. Russian</source>
+            <translation>1. Русский</translation>
+        </message>
+        <message>
+            <source>2. English</source>
+            <translation>2. Английский</translation>
+        </message>
+        <message>
+            <source>Set subnet mask</source>
+            <translation>Установить маску подсети</translation>
+        </message>
+        <message>
+            <source>Change port</source>
+            <translation>Изменить порт</translation>
+        </message>
+        <message>
+            <source>NETIP TCP port</source>
+            <translation>Порт NETIP TCP</translation>
+        </message>
+        <message>
+            <source>NETIP UDP port</source>
+            <translation>Порт NETIP UDP</translation>
+        </message>
+        <message>
+            <source>SSL port</source>
+            <translation>Порт SSL</translation>
+        </message>
+        <message>
+            <source>HTTP port</source>
+            <translation>Порт HTTP</translation>
+        </message>
+        <message>
+            <source>DHCP management</source>
+            <translation>Управление DHCP</translation>
+        </message>
+        <message>
+            <source>Enable</source>
+            <translation>Включить</translation>
+        </message>
+        <message>
+            <source>Disable</source>
+            <translation>Выключить</translation>
+        </message>
+        <message>
+            <source>Reboot</source>
+            <translation>Перезагрузить</translation>
+        </message>
+        <message>
+            <source>Import configuration...</source>
+            <translation>Импорт конфигурации...</translation>
+        </message>
+    </context>
+    <context>
+        <name>dynmenu::options_menu</name>
+        <message>
+            <source>Main</source>
+            <translation>Основные</translation>
+        </message>
+        <message>
+            <source>Reset only network settings</source>
+            <translation>Сбрасывать только сетевые настройки</translation>
+        </message>
+        <message>
+            <source>Reboot after:</source>
+            <translation>Перезагружать после:</translation>
+        </message>
+        <message>
+            <source>Transfer policy changed</source>
+            <translation>Смены политики передачи</translation>
+        </message>
+        <message>
+            <source>Language changed</source>
+            <translation>Смены языка</translation>
+        </message>
+        <message>
+            <source>Configuration import</source>
+            <translation>Импорта конфигурации</translation>
+        </message>
+        <message>
+            <source>Wait for device after reboot</source>
+            <translation>Ждать устройство после перезагрузки</translation>
+        </message>
+        <message>
+            <source>Preferred subnet mask:</source>
+            <translation>Предпочтительная маска подсети:</translation>
+        </message>
+        <message>
+            <source>Check after changing IP-address</source>
+            <translation>Проверять после смены IP-адреса</translation>
+        </message>
+        <message>
+            <source>Register devices</source>
+            <translation>Регистрировать устройства</translation>
+        </message>
+        <message>
+            <source>Register MAC-addresses</source>
+            <translation>Регистрировать MAC-адреса</translation>
+        </message>
+        <message>
+            <source>Log filtering:</source>
+            <translation>Фильтр журнала:</translation>
+        </message>
+        <message>
+            <source>Tasks</source>
+            <translation>Задачи</translation>
+        </message>
+        <message>
+            <source>Autorun tasks</source>
+            <translation>Автозапуск задач</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>

@@ -1,0 +1,473 @@
+// The Actions and Options menus of the window, driven as a user clicks them, against simulated devices.
+#include "app/actions_menu.h"
+#include "app/options_menu.h"
+#include "scripting/sapi.h"
+#include "tests/support/answer_modal.h"
+#include "tests/support/broadcast_record.h"
+#include "tests/support/fleet_fixture.h"
+#include "tests/support/recording_console.h"
+#include "tests/support/test_network.h"
+#include "ui/main_window.h"
+#include "ui/port_setup.h"
+
+#include <QtTest>
+#include <QtWidgets>
+
+using namespace fleet;
+using scripting::commands;
+
+namespace
+{
+
+// The entry that a path of menu texts ("Change port/HTTP port") names; null when there is none.
+QAction* entry(QMenu* menu, const QString& path)
+{
+    const QStringList parts = path.split('/');
+    QAction* found = nullptr;
+    for (const QString& part : parts) {
+        if (!menu)
+            return nullptr;
+        const QList<QAction*> actions = menu->actions();
+        const auto it = std::find_if(actions.begin(), actions.end(), [&](QAction* a) { return a->text() == part; });
+        if (it == actions.end())
+            return nullptr;
+        found = *it;
+        menu = found->menu();
+    }
+    return found;
+}
+
+// The menu as a user reads it: "-" for a separator, submenu entries indented.
+QStringList outline(const QMenu* menu, const QString& indent = QString())
+{
+    QStringList out;
+    for (const QAction* a : menu->actions()) {
+        out << indent + (a->isSeparator() && a->text().isEmpty() ? QStringLiteral("-") : a->text());
+        if (a->menu())
+            out << outline(a->menu(), indent + "  ");
+    }
+    return out;
+}
+
+// A core with its window among simulated devices, the options stored before it starts, and every row but
+// the middle one selected.
+struct desk : fixture {
+    bool start(int count, const QVariantMap& options = {}, const QJsonObject& device_defaults = {})
+    {
+        if (count > 0 && !start_devices(count, device_defaults))
+            return false;
+        {
+            QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
+            for (auto it = options.cbegin(); it != options.cend(); ++it)
+                s.setValue("Extended/menu_options/" + it.key(), it.value());
+        }
+        make_core(false, core::interactive);
+        c->api().set_console(&console);
+        if (count > 2)
+            c->on_window_model_selection_changed(idents[1], false);
+        return true;
+    }
+
+    QMenu* actions() const { return c->window()->menu_actions(); }
+    QMenu* options() const { return c->window()->menu_options(); }
+    bool click(QMenu* menu, const QString& path)
+    {
+        QAction* a = entry(menu, path);
+        if (!a)
+            return false;
+        a->trigger();
+        return true;
+    }
+    // The tasks composed on a line and not yet run.
+    int queued(int row) const { return line(idents[row])->pending(); }
+
+    recording_console console;
+};
+
+} // namespace
+
+class test_ui_menus : public QObject
+{
+    Q_OBJECT
+private slots:
+    void actions_menu_entries_data();
+    void actions_menu_entries();
+    void menus_read_in_order_and_follow_the_language();
+    void options_are_shown_and_stored_data();
+    void options_are_shown_and_stored();
+    void options_changed_elsewhere_show_in_the_menu();
+    void entries_reach_the_selected_devices_data();
+    void entries_reach_the_selected_devices();
+    void without_autorun_the_tasks_wait_for_run();
+    void faulty_entries_compose_nothing_data();
+    void faulty_entries_compose_nothing();
+    void macro_entries_data();
+    void macro_entries();
+    void broadcast_entries_reach_the_selected_devices_data();
+    void broadcast_entries_reach_the_selected_devices();
+};
+
+void test_ui_menus::actions_menu_entries_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<commands>("command");
+    QTest::addColumn<QVariantList>("args");
+    QTest::newRow("scan") << "Find devices" << commands::scan_devices << QVariantList {};
+    QTest::newRow("add") << "Add device..." << commands::add_device << QVariantList {};
+    QTest::newRow("assign by macro") << "Assign addresses" << commands::assign_addresses << QVariantList { "seq" };
+    QTest::newRow("reset") << "Reset configuration" << commands::reset_device_configuration << QVariantList {};
+    QTest::newRow("clear") << "Clear" << commands::clear_devices << QVariantList {};
+    QTest::newRow("factory address") << "Assign addresses:/192.168.1.10" << commands::assign_addresses
+                                     << QVariantList { "192.168.1.10" };
+    QTest::newRow("policy") << "Set transfer policy/Quality" << commands::change_transfer_policy
+                            << QVariantList { "quality" };
+    QTest::newRow("russian") << "Set language to:/1. Russian" << commands::set_language << QVariantList { "ru/RU" };
+    QTest::newRow("english") << "Set language to:/2. English" << commands::set_language << QVariantList { "en/US" };
+    QTest::newRow("mask") << "Set subnet mask" << commands::change_subnet << QVariantList {};
+    QTest::newRow("udp port") << "Change port/NETIP UDP port" << commands::change_port << QVariantList { "NETIP UDP" };
+    QTest::newRow("http port") << "Change port/HTTP port" << commands::change_port << QVariantList { "HTTP" };
+    QTest::newRow("dhcp off") << "DHCP management/Disable" << commands::set_dhcp << QVariantList { false };
+    QTest::newRow("reboot") << "Reboot" << commands::reboot_device << QVariantList {};
+    QTest::newRow("import") << "Import configuration..." << commands::import_configuration << QVariantList {};
+}
+
+void test_ui_menus::actions_menu_entries()
+{
+    QFETCH(QString, path);
+    QMenu menu;
+    dynmenu::actions_menu actions(&menu);
+    actions.build();
+    QSignalSpy executed(&actions, &dynmenu::menu_prototype::menu_executed);
+    QAction* a = entry(&menu, path);
+    QVERIFY2(a, qPrintable(path));
+    a->trigger();
+    QCOMPARE(executed.size(), 1);
+    QTEST(executed.at(0).at(0).value<commands>(), "command");
+    QTEST(executed.at(0).at(1).toList(), "args");
+    // A submenu's own action is no command.
+    if (a->parentWidget() != &menu) {
+        static_cast<QMenu*>(a->parentWidget())->menuAction()->trigger();
+        QCOMPARE(executed.size(), 1);
+    }
+}
+
+void test_ui_menus::menus_read_in_order_and_follow_the_language()
+{
+    desk d;
+    QVERIFY(d.start(0));
+    const QStringList actions { "Find devices", "Add device...", "Assign addresses", "Reset configuration", "-",
+        "Clear", "-", "Assign addresses:", "  192.168.1.9", "  192.168.1.10", "Set transfer policy", "  Quality",
+        "Set language to:", "  1. Russian", "  2. English", "Set subnet mask", "Change port", "  NETIP TCP port",
+        "  NETIP UDP port", "  SSL port", "  HTTP port", "DHCP management", "  Enable", "  Disable", "Reboot", "-",
+        "Import configuration..." };
+    QCOMPARE(outline(d.actions()), actions);
+    const QStringList options { "Main", "Reset only network settings", "Reboot after:", "  Transfer policy changed",
+        "  Language changed", "  Configuration import", "Wait for device after reboot",
+        "Preferred subnet mask:", "  255.255.255.0", "  255.255.0.0", "Check after changing IP-address",
+        "Register devices", "Register MAC-addresses", "Log filtering:", "  core", "  tasks", "  diagnostics", "  lua",
+        "  plugins", "  sapi", "  scripting", "  ovscript", "Tasks", "Autorun tasks" };
+    QCOMPARE(outline(d.options()), options);
+
+    d.c->apply_language("ru_RU");
+    QTRY_VERIFY(entry(d.actions(), "Reboot") == nullptr);
+    const QStringList translated = outline(d.actions());
+    QCOMPARE(translated.size(), actions.size());
+    QVERIFY(!translated.contains("Reboot") && !translated.contains("Change port"));
+    QCOMPARE(translated.at(8), actions.at(8)); // an address reads the same
+    QVERIFY(!outline(d.options()).contains("Autorun tasks"));
+    d.c->apply_language("en_US");
+    QTRY_COMPARE(outline(d.actions()), actions);
+}
+
+void test_ui_menus::options_are_shown_and_stored_data()
+{
+    QTest::addColumn<QVariantMap>("stored"); // before the start
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<bool>("shown"); // checked at start
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QVariant>("after"); // stored once clicked
+
+    QTest::newRow("off by default, switched on")
+        << QVariantMap {} << "Reset only network settings" << false << "reset_only_network" << QVariant(true);
+    QTest::newRow("on by default, switched off")
+        << QVariantMap {} << "Reboot after:/Language changed" << true << "reboot_after/language" << QVariant(false);
+    QTest::newRow("stored off, switched on")
+        << QVariantMap { { "autorun_tasks", false } } << "Autorun tasks" << false << "autorun_tasks" << QVariant(true);
+    QTest::newRow("kept but unused option")
+        << QVariantMap { { "wait_after_reboot", true } } << "Wait for device after reboot" << true
+        << "wait_after_reboot" << QVariant(false);
+    QTest::newRow("the other mask") << QVariantMap {} << "Preferred subnet mask:/255.255.0.0" << false << "subnet_mask"
+                                    << QVariant("255.255.0.0");
+    QTest::newRow("mask back to /24") << QVariantMap { { "subnet_mask", "255.255.0.0" } }
+                                      << "Preferred subnet mask:/255.255.255.0" << false << "subnet_mask"
+                                      << QVariant("255.255.255.0");
+    QTest::newRow("a log tag added") << QVariantMap {} << "Log filtering:/lua" << false << "log_filter"
+                                     << QVariant(QStringList { "core", "tasks", "lua" });
+    QTest::newRow("a log tag removed") << QVariantMap { { "log_filter", QStringList { "core", "tasks", "sapi" } } }
+                                       << "Log filtering:/tasks" << true << "log_filter"
+                                       << QVariant(QStringList { "core", "sapi" });
+}
+
+void test_ui_menus::options_are_shown_and_stored()
+{
+    QFETCH(QVariantMap, stored);
+    QFETCH(QString, path);
+    QFETCH(QString, key);
+    QFETCH(QVariant, after);
+    desk d;
+    QVERIFY(d.start(0, stored));
+    QAction* a = entry(d.options(), path);
+    QVERIFY2(a && a->isCheckable(), qPrintable(path));
+    QTEST(a->isChecked(), "shown");
+    a->trigger();
+    QCOMPARE(d.c->settings().value("Extended/menu_options/" + key).toString(), after.toString());
+    QCOMPARE(d.c->settings().value("Extended/menu_options/" + key).toStringList(), after.toStringList());
+    // The core acts on it at once, and a menu built anew shows it.
+    menu_options reread;
+    reread.load(d.c->settings());
+    QMenu menu;
+    dynmenu::options_menu again(&menu);
+    again.build();
+    again.load(d.c->settings());
+    QCOMPARE(entry(&menu, path)->isChecked(), a->isChecked());
+    QCOMPARE(d.c->options().autorun_tasks, reread.autorun_tasks);
+    QCOMPARE(d.c->options().log_filter, reread.log_filter);
+    QCOMPARE(d.c->options().preferred_subnet, reread.preferred_subnet);
+}
+
+void test_ui_menus::options_changed_elsewhere_show_in_the_menu()
+{
+    desk d;
+    QVERIFY(d.start(0));
+    d.c->set_log_filters({ "core", "lua" });
+    QVERIFY(entry(d.options(), "Log filtering:/lua")->isChecked());
+    QVERIFY(!entry(d.options(), "Log filtering:/tasks")->isChecked());
+    d.c->settings().setValue("Extended/menu_options/autorun_tasks", false);
+    d.c->reload_settings();
+    QVERIFY(!entry(d.options(), "Autorun tasks")->isChecked());
+}
+
+void test_ui_menus::entries_reach_the_selected_devices_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QVariantMap>("options");
+    QTest::addColumn<int>("id"); // the request the operation sends
+    QTest::addColumn<QString>("word"); // in the body of one request; empty: not looked for
+    QTest::addColumn<bool>("reboots"); // a reboot follows
+
+    const QVariantMap none;
+    QTest::newRow("reboot") << "Reboot" << none << 1450 << "OPMachine" << true;
+    QTest::newRow("reboot with the wait option, which nothing reads")
+        << "Reboot" << QVariantMap { { "wait_after_reboot", true } } << 1450 << "OPMachine" << true;
+    QTest::newRow("reset, all of it") << "Reset configuration" << none << 1450 << "OPDefaultConfig" << false;
+    QTest::newRow("language, rebooting after") << "Set language to:/1. Russian" << none << 1040 << "Russian" << true;
+    QTest::newRow("language, no reboot asked")
+        << "Set language to:/2. English" << QVariantMap { { "reboot_after/language", false } } << 1040 << "English"
+        << false;
+    QTest::newRow("transfer policy") << "Set transfer policy/Quality" << none << 1040 << "Quality" << false;
+    QTest::newRow("transfer policy, rebooting after")
+        << "Set transfer policy/Quality" << QVariantMap { { "reboot_after/transfer_policy", true } } << 1040
+        << "Quality" << true;
+    QTest::newRow("dhcp on") << "DHCP management/Enable" << none << 1040 << "NetWork.DHCP" << false;
+    QTest::newRow("configuration import") << "Import configuration..." << none << 1540 << "" << true;
+}
+
+void test_ui_menus::entries_reach_the_selected_devices()
+{
+    QFETCH(QString, path);
+    QFETCH(QVariantMap, options);
+    QFETCH(int, id);
+    QFETCH(QString, word);
+    QFETCH(bool, reboots);
+    desk d;
+    QVERIFY2(d.start(3, options,
+                 { { "language", "German" }, { "reboot_ms", 100 },
+                     { "net", QJsonObject { { "TransferPlan", "Fluency" } } } }),
+        qPrintable(d.devices.error()));
+    const QString file = d.dir.filePath("camera.cfg");
+    {
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write("[NetWork]\nHostName=cam\n") > 0);
+    }
+    const auto watch = answer_modal([&](QWidget* modal) {
+        auto* dialog = qobject_cast<QFileDialog*>(modal);
+        QVERIFY(dialog);
+        QCOMPARE(dialog->windowTitle(), QStringLiteral("Select configuration file"));
+        // Typed in, as the folder's listing may not have been read yet.
+        dialog->findChild<QLineEdit*>("fileNameEdit")->setText(file);
+        QCOMPARE(dialog->selectedFiles(), QStringList { file });
+        dialog->QDialog::accept();
+    });
+    QVERIFY(d.click(d.actions(), path));
+    QTRY_COMPARE_WITH_TIMEOUT(d.ended, 2, 20000);
+    for (int i : { 0, 2 }) {
+        QVERIFY2(d.result(i).ok, qPrintable(d.result(i).text));
+        const QJsonArray sent = d.devices.requests_of(i, id);
+        QVERIFY2(!sent.isEmpty(), qPrintable(QString::number(i)));
+        if (!word.isEmpty()) {
+            QVERIFY2(std::any_of(sent.begin(), sent.end(),
+                         [&](const QJsonValue& r) { return r.toObject().value("body").toString().contains(word); }),
+                qPrintable(QJsonDocument(sent).toJson()));
+        }
+        const int boots = reboots ? 2 : 1;
+        QTRY_COMPARE_WITH_TIMEOUT(d.devices.state(i)["boot_count"].toInt(), boots, 5000);
+    }
+    // The row that wasn't selected: its device heard nothing at all.
+    QCOMPARE(d.devices.requests(1).size(), 0);
+    QVERIFY(!d.log_text().contains("await_device"));
+}
+
+void test_ui_menus::without_autorun_the_tasks_wait_for_run()
+{
+    desk d;
+    QVERIFY(d.start(3, { { "autorun_tasks", false } }, { { "reboot_ms", 100 } }));
+    QVERIFY(d.click(d.actions(), "Reboot"));
+    QCOMPARE(d.started, 0);
+    QCOMPARE(QList<int>({ d.queued(0), d.queued(1), d.queued(2) }), QList<int>({ 1, 0, 1 }));
+    // A port asked for goes at once all the same; a refused dialog composes nothing.
+    const auto watch = answer_modal([](QWidget* modal) { static_cast<QDialog*>(modal)->reject(); });
+    QVERIFY(d.click(d.actions(), "Change port/SSL port"));
+    QTRY_VERIFY(!watch->isActive());
+    QCOMPARE(d.started, 0);
+    QCOMPARE(QList<int>({ d.queued(0), d.queued(1), d.queued(2) }), QList<int>({ 1, 0, 1 }));
+
+    d.c->on_window_run_list(true);
+    QTRY_COMPARE_WITH_TIMEOUT(d.ended, 2, 20000);
+    for (int i : { 0, 2 })
+        QTRY_COMPARE_WITH_TIMEOUT(d.devices.state(i)["boot_count"].toInt(), 2, 5000);
+    QCOMPARE(d.devices.requests(1).size(), 0);
+}
+
+void test_ui_menus::faulty_entries_compose_nothing_data()
+{
+    QTest::addColumn<commands>("command");
+    QTest::addColumn<QVariantList>("args");
+    QTest::addColumn<QString>("logged"); // empty: silently nothing
+    QTest::newRow("unknown port type") << commands::change_port << QVariantList { "FTP" } << "Unknown port type: FTP";
+    QTest::newRow("a command of no entry") << commands::version << QVariantList {} << "Unknown action menu ident: 76";
+    QTest::newRow("dhcp without its argument") << commands::set_dhcp << QVariantList {} << "";
+    QTest::newRow("language without its argument") << commands::set_language << QVariantList {} << "";
+    QTest::newRow("address without its argument") << commands::assign_addresses << QVariantList {} << "";
+}
+
+void test_ui_menus::faulty_entries_compose_nothing()
+{
+    QFETCH(commands, command);
+    QFETCH(QVariantList, args);
+    QFETCH(QString, logged);
+    desk d;
+    QVERIFY(d.start(3));
+    const int lines_before = d.log_text().count('\n');
+    d.c->on_window_action_menu_executed(command, args);
+    QCOMPARE(QList<int>({ d.queued(0), d.queued(1), d.queued(2) }), QList<int>({ 0, 0, 0 }));
+    QCOMPARE(d.started, 0);
+    QCOMPARE(QApplication::activeModalWidget(), nullptr);
+    if (logged.isEmpty())
+        QCOMPARE(d.log_text().count('\n'), lines_before);
+    else
+        QVERIFY2(d.log_text().endsWith(logged), qPrintable(d.log_text()));
+}
+
+void test_ui_menus::macro_entries_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("variable");
+    QTest::addColumn<QString>("missing");
+    QTest::newRow("assign addresses") << "Assign addresses"
+                                      << "__seq_assign_macro"
+                                      << "Variable __seq_assign_macro, containing name of the address assignment "
+                                         "macro, required";
+    QTest::newRow("continuous scan") << "Find devices"
+                                     << "__continuous_scan_macro"
+                                     << "Variable __continuous_scan_macro, containing name of the continuous scan "
+                                        "macro, requied";
+}
+
+void test_ui_menus::macro_entries()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, variable);
+    QFETCH(QString, missing);
+    desk d;
+    QVERIFY(d.start(3));
+    QVERIFY(d.click(d.actions(), path));
+    QCOMPARE(d.console.plain(), QStringList { "error: " + missing });
+    QCOMPARE(QList<int>({ d.queued(0), d.queued(1), d.queued(2) }), QList<int>({ 0, 0, 0 }));
+    QCOMPARE(d.started, 0);
+
+    // A recorded macro that the variable names is played; here it asks the range of its own.
+    for (const QString& line : { QStringLiteral("macro.record range"), QStringLiteral("print played from the menu"),
+             QStringLiteral("macro.stop"), variable + "=range" })
+        d.c->processor().execute_line(QUuid::createUuid(), line);
+    QTRY_VERIFY(d.c->processor().idle() && d.c->processor().variable(variable).found);
+    d.console.lines.clear();
+    QVERIFY(d.click(d.actions(), path));
+    QTRY_COMPARE(d.console.plain().filter("played from the menu").size(), 1);
+    QVERIFY(d.console.plain().filter("error:").isEmpty());
+    QCOMPARE(d.started, 0);
+}
+
+void test_ui_menus::broadcast_entries_reach_the_selected_devices_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<int>("port"); // typed into the port dialog; 0: its default taken, -1: refused
+    QTest::addColumn<QJsonObject>("sent"); // members of each broadcast; empty: none goes out
+
+    QTest::newRow("an address of the menu")
+        << "Assign addresses:/192.168.1.9" << 0
+        << QJsonObject { { "HostIP", wire_address(QHostAddress("192.168.1.9")) }, { "Submask", "0x00FFFFFF" } };
+    QTest::newRow("the preferred mask") << "Set subnet mask" << 0 << QJsonObject { { "Submask", "0x00FFFFFF" } };
+    QTest::newRow("a port typed in the dialog")
+        << "Change port/HTTP port" << 8088 << QJsonObject { { "HttpPort", 8088 } };
+    QTest::newRow("the default port") << "Change port/SSL port" << 0 << QJsonObject { { "SSLPort", 8443 } };
+    QTest::newRow("the dialog refused") << "Change port/NETIP UDP port" << -1 << QJsonObject {};
+}
+
+void test_ui_menus::broadcast_entries_reach_the_selected_devices()
+{
+    TEST_NETWORK_IN_ISOLATION();
+    QFETCH(QString, path);
+    QFETCH(int, port);
+    QFETCH(QJsonObject, sent);
+    desk d;
+    const QJsonObject net { { "Submask", "0x0000FFFF" }, { "HttpPort", 80 }, { "SSLPort", 443 } };
+    QVERIFY2(d.start(3, {}, { { "net_apply_ms", 50 }, { "net", net } }), qPrintable(d.devices.error()));
+    // The worker learns a device's MAC, which a broadcast names, when it identifies it.
+    d.c->run_on_selection(tasks::names::identify, {});
+    QTRY_COMPARE_WITH_TIMEOUT(d.ended, 2, 20000);
+
+    QString asked;
+    const auto watch = answer_modal([&](QWidget* modal) {
+        auto* dialog = qobject_cast<port_setup*>(modal);
+        QVERIFY(dialog);
+        asked = dialog->findChild<QLabel*>("l_info")->text();
+        if (port < 0)
+            return dialog->reject();
+        if (port > 0)
+            dialog->findChild<QSpinBox*>("i_port")->setValue(port);
+        dialog->accept();
+    });
+    QVERIFY(d.click(d.actions(), path));
+    if (path.startsWith("Change port"))
+        QCOMPARE(asked, "Specify port value for " + path.section('/', 1).chopped(5));
+    if (sent.isEmpty()) {
+        QCOMPARE(d.started, 2);
+        QCOMPARE(QList<int>({ d.queued(0), d.queued(2) }), QList<int>({ 0, 0 }));
+        return;
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(d.ended, 4, 20000);
+    for (int i : { 0, 2 }) {
+        QVERIFY2(d.result(i).ok, qPrintable(d.result(i).text));
+        const QList<QJsonObject> broadcasts = broadcasts_for(d.devices, i);
+        QCOMPARE(broadcasts.size(), 1);
+        for (auto it = sent.constBegin(); it != sent.constEnd(); ++it)
+            QCOMPARE(broadcasts.at(0).value(it.key()), it.value());
+        QTRY_COMPARE_WITH_TIMEOUT(
+            d.devices.state(i)["net"].toObject().value(sent.constBegin().key()), sent.constBegin().value(), 3000);
+    }
+    QVERIFY(broadcasts_for(d.devices, 1).isEmpty());
+    QCOMPARE(d.devices.state(1)["net"].toObject().value("Submask").toString(), QStringLiteral("0x0000FFFF"));
+}
+
+QTEST_MAIN(test_ui_menus)
+#include "test_ui_menus.moc"
