@@ -369,7 +369,7 @@ void core::apply_language(const QString& locale_name)
             QCoreApplication::removeTranslator(old);
     }
     m_qt_translator = std::make_unique<QTranslator>();
-    if (m_qt_translator->load(QStringLiteral("qtbase_%1").arg(locale_name), QLibraryInfo::location(QLibraryInfo::TranslationsPath)))
+    if (m_qt_translator->load(QStringLiteral("qt_%1").arg(locale_name), QLibraryInfo::location(QLibraryInfo::TranslationsPath)))
         QCoreApplication::installTranslator(m_qt_translator.get());
     m_translator = std::make_unique<QTranslator>();
     init_translation_resources();
