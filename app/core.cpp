@@ -94,6 +94,7 @@ core::core(const QString& own_checksum, const QString& application_path)
         { tasks::names::reboot, &core::dt_reboot },
         { tasks::names::reset_configuration, &core::dt_reset_configuration },
         { tasks::names::set_language, &core::dt_set_language },
+        { tasks::names::verify_flash, &core::dt_verify_flash },
     };
     m_worker_steps = m_dispatch.keys();
     m_worker_steps.removeAll(tasks::names::check_updates);
