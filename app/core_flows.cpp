@@ -62,15 +62,14 @@ void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bo
             m_manager.add_task(ident, identify);
             m_manager.add_task(ident, check);
             if (update_mode != 0) {
-                const tasks::task flash(tasks::names::flash, check);
-                m_manager.add_task(ident, flash);
+                tasks::task last(tasks::names::flash, check);
+                m_manager.add_task(ident, last);
                 // With the check, the service hears of a flash only once the device runs the new version.
-                const tasks::task confirm_after = m_options.verify_after_flash
-                    ? tasks::task(tasks::names::verify_flash, flash)
-                    : flash;
-                if (m_options.verify_after_flash)
-                    m_manager.add_task(ident, confirm_after);
-                m_manager.add_task(ident, tasks::task(tasks::names::confirm, confirm_after));
+                if (m_options.verify_after_flash) {
+                    last = tasks::task(tasks::names::verify_flash, last);
+                    m_manager.add_task(ident, last);
+                }
+                m_manager.add_task(ident, tasks::task(tasks::names::confirm, last));
             }
         }
     }

@@ -69,28 +69,12 @@ for i in $(seq 101 160); do echo "127.0.0.$i,34567,admin,"; done > "$work/run/de
 printf 'devices.import devices.csv\ndevices.check full all\nreport.export handover.csv\nreport.export handover.html\n' \
     > "$work/run/start.ovscript"
 
-display=:$((90 + RANDOM % 100))
-run_in_background Xvfb "$display" -screen 0 1100x720x24 -nolisten tcp > "$work/xvfb.log" 2>&1
-export DISPLAY=$display XDG_RUNTIME_DIR=$work/xdg
-mkdir -m 700 "$XDG_RUNTIME_DIR"
-sleep 1
-cd "$work/run"
-run_in_background ./orvane > "$work/orvane.log" 2>&1
-cd "$root"
-
-window=""
-for _ in $(seq 50); do
-    window=$(xdotool search --name "^Kelmar" 2>/dev/null | head -1) && [ -n "$window" ] && break
-    sleep 0.2
-done
-[ -n "$window" ] || { echo "the window did not appear" >&2; exit 1; }
-xdotool windowsize "$window" 1100 720
-xdotool windowmove "$window" 0 0
+start_window 1100x720
 # The script writes the report once every flow has ended.
 for _ in $(seq 600); do [ -f "$work/run/handover.html" ] && break; sleep 0.2; done
 [ -f "$work/run/handover.html" ] || { echo "the run did not end" >&2; exit 1; }
 sleep 1
-for problems in $(xdotool search --name "Issues report" 2>/dev/null) $(xdotool search --name "Отчёт" 2>/dev/null); do
+for problems in $(xdotool search --name "Issues report" 2>/dev/null) $(xdotool search --name "Отчёт о проблемах" 2>/dev/null); do
     xdotool windowunmap "$problems" || true
 done
 xdotool windowfocus --sync "$window" || true
