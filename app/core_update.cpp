@@ -317,6 +317,8 @@ void core::verify_version(const QString& ident, const parameters& p)
     }
     const auto l = m_manager.find(ident);
     const QString before = l->get(tasks::keys::version_before).toString();
+    // What the device says it runs, rather than the identifier of what it was sent.
+    l->set(tasks::keys::version, version);
     if (version == before) {
         // The device took the image and kept its firmware: the service isn't told of a flash.
         fail_step(ident, { tasks::names::verify_flash },
@@ -326,7 +328,6 @@ void core::verify_version(const QString& ident, const parameters& p)
     }
     log(source_of(ident), tr("The device runs version %1 after the flash (it had %2)").arg(version, before),
         { fixed_names::tags::tasks });
-    l->set(tasks::keys::version, version);
     const QString serial = l->get(tasks::keys::serial).toString().toUpper();
     set_row_info(ident, serial, tr("%1 version %2, %3").arg(serial, version, p.value(QStringLiteral("build")).toString()));
     m_verify_deadlines.remove(ident);

@@ -1,6 +1,7 @@
 // What a run leaves behind: its summary by outcome, the handover report, and the check of the
 // version a device comes back with after a flash.
 #include "tests/support/fleet_fixture.h"
+#include "tests/support/script_session.h"
 
 #include <QTextDocument>
 #include <QtTest>
@@ -30,8 +31,9 @@ private slots:
     void csv_fields_data();
     void csv_fields();
     void html_is_escaped_and_written_whole();
-    void mixed_fleet_summary_and_report();
+    // Before any batch run: a batch core's quit at the end of its run stops every later event loop.
     void post_flash_check();
+    void mixed_fleet_summary_and_report();
 };
 
 void test_run_outcomes::csv_fields_data()
@@ -146,6 +148,7 @@ void test_run_outcomes::mixed_fleet_summary_and_report()
         QVERIFY2(started.isValid() && ended.isValid() && started <= ended, qPrintable(row));
     }
     QCOMPARE(f.c->export_report(f.dir.filePath("missing/handover.csv")), -1);
+
 }
 
 // With the check on, a device that took the image but kept its version ends red and unconfirmed; one that
@@ -185,6 +188,21 @@ void test_run_outcomes::post_flash_check()
     QCOMPARE(cell(1, main_model::col_status, Qt::BackgroundRole).value<QColor>(), main_model::status_color(0));
     QCOMPARE(f.service.requests("confirm", f.serial(1)).size(), 0);
     QCOMPARE(f.c->summary().count(run_summary::failed), 1);
+
+    // How a script leaves the record of its run.
+    recording_console console;
+    f.c->api().set_console(&console);
+    session script(*f.c);
+    const QString page = f.dir.filePath("handover.html");
+    QVERIFY(script.run("report.export " + page));
+    QVERIFY2(console.plain().join('\n').contains(QStringLiteral("Devices in the report: 2")),
+        qPrintable(console.plain().join('\n')));
+    QCOMPARE(f.c->resolve_variable(QStringLiteral("last/result")), QStringLiteral("2"));
+    const QString html = read_all(page);
+    QCOMPARE(html.count(QStringLiteral("<tr>")), 1 + 2);
+    // Version before and after: the same on the device that kept it, the new one on the other.
+    QVERIFY(html.contains(QStringLiteral("<td>%1</td><td>%1</td>").arg(old_version)));
+    QVERIFY(html.contains(QStringLiteral("<td>%1</td><td>%2</td>").arg(old_version, new_version)));
 }
 
 QTEST_MAIN(test_run_outcomes)
