@@ -2,7 +2,8 @@
 # Pictures of a fleet run as an installer sees it: 60 simulated devices of which 5 refuse
 # the upload, in the window of a virtual X server, inside a network namespace of its own.
 # After the run: the whole table, the table sorted by the Operation column, and the
-# failure filter; beside them the handover report the run wrote, as CSV and as a page.
+# failure filter; beside them the handover report the run wrote, as CSV, as a page and
+# as a picture of the page.
 #   tools/screenshot_fleet.sh [language] [output folder]   (default en_US, /tmp/orvane-fleet)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -98,4 +99,5 @@ sleep 0.7
 import -window root "$out/fleet_failures_$language.png"
 cp "$work/run/handover.csv" "$out/handover_$language.csv"
 cp "$work/run/handover.html" "$out/handover_$language.html"
+"$build/tools/render_page/orvane-render-page" "$out/handover_$language.html" "$out/handover_$language.png"
 echo "screenshots and reports in $out"
