@@ -97,6 +97,7 @@ core::core(const QString& own_checksum, const QString& application_path)
         { tasks::names::reboot, &core::dt_reboot },
         { tasks::names::reset_configuration, &core::dt_reset_configuration },
         { tasks::names::set_language, &core::dt_set_language },
+        { tasks::names::verify_flash, &core::dt_verify_flash },
     };
     m_worker_steps = m_dispatch.keys();
     m_worker_steps.removeAll(tasks::names::check_updates);
@@ -375,7 +376,7 @@ void core::apply_language(const QString& locale_name)
             QCoreApplication::removeTranslator(old);
     }
     m_qt_translator = std::make_unique<QTranslator>();
-    if (m_qt_translator->load(QStringLiteral("qtbase_%1").arg(locale_name), QLibraryInfo::location(QLibraryInfo::TranslationsPath)))
+    if (m_qt_translator->load(QStringLiteral("qt_%1").arg(locale_name), QLibraryInfo::location(QLibraryInfo::TranslationsPath)))
         QCoreApplication::installTranslator(m_qt_translator.get());
     m_translator = std::make_unique<QTranslator>();
     init_translation_resources();

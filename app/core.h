@@ -1,6 +1,8 @@
 #pragma once
 
 #include "app/menu_options.h"
+#include "app/run_report.h"
+#include "app/run_summary.h"
 #include "delivery/client.h"
 #include "delivery/pack_crypto.h"
 #include "delivery/registration.h"
@@ -22,6 +24,7 @@
 #include "ui/model_structures.h"
 #include "ui/pack_list_model.h"
 
+#include <QDeadlineTimer>
 #include <QMutex>
 #include <QObject>
 #include <QSet>
@@ -93,6 +96,13 @@ public:
     int import_task_file(const QString& path);
     // Writes the selected lines as a task list; the number written.
     int export_task_file(const QString& path, bool selected_only);
+    // The rows of the last launch by outcome.
+    run_summary summary() const;
+    // Every line as the handover report shows it, by address.
+    QList<run_report::row> report_rows() const;
+    // Writes the handover report (HTML when the name ends in .html, else CSV); the number
+    // of rows, or -1, logged, when it can't be written.
+    int export_report(const QString& path);
 
     // A function of the flow ident and the task just made, giving a further task.
     using follow_up = std::function<std::optional<tasks::task>(const QString& ident, const tasks::task& made)>;
@@ -215,6 +225,7 @@ public slots:
     void on_window_quit();
     void on_window_import(const QString& file);
     void on_window_export(const QString& file);
+    void on_window_export_report(const QString& file);
     void on_window_add_element();
     void on_window_edit_element(const QString& ident);
     void on_window_copy_status(const QString& ident);
@@ -325,6 +336,17 @@ private:
     // that isn't the file its offer names (empty, or another MD5) fails the step instead.
     void apply_firmware(const QString& ident, const QByteArray& data);
     void finish_flash(const QString& ident, bool ok, const QString& text);
+    // After a flash, asks the device again (once it is back) which version it runs.
+    void dt_verify_flash(const QString& ident);
+    void try_verify_flash(const QString& ident);
+    // The device didn't answer at verify_flash: asked again later, until the time is up.
+    void retry_verify_flash(const QString& ident, const QString& reason);
+    // The answer of the device at verify_flash: a new version passes, the old one fails.
+    void verify_version(const QString& ident, const parameters& p);
+    // The flows of these lines start again from waiting in the summary.
+    void begin_outcomes(const QStringList& idents);
+    // Keeps what a flow ended with for the summary and the report.
+    void record_outcome(const QString& ident, const tasks::common_data& result);
     // The offer a line works with: the first of its new_version.
     static client::update_resp::offer offer_of(const tasks::line& line);
     // The lines standing at flash for this firmware.
@@ -443,6 +465,7 @@ private:
     QHash<QString, QString> m_devices_in_work; // device key -> the flow working on it
     QHash<QString, QSet<QString>> m_keys_in_work; // flow -> the device keys it has claimed
     QHash<QString, registration_item> m_identified; // by flow ident, until the flow ends
+    QHash<QString, QDeadlineTimer> m_verify_deadlines; // by flow ident, while verify_flash waits for the device
     QList<registration_item> m_registration_queue;
     QSet<QString> m_serials_registering; // handed to a registration thread, not yet back
     std::vector<std::unique_ptr<sdk::prototype>> m_retired_workers; // of deleted lines, still working

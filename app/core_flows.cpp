@@ -51,6 +51,7 @@ void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bo
     raise_open_file_limit(limit == 0 ? at_once : std::min<quint64>(at_once, limit));
     set_running_state(true);
     m_manager.set_launch_list(idents);
+    begin_outcomes(idents);
     if (!no_add) {
         for (const QString& ident : idents) {
             if (!m_manager.contains(ident))
@@ -61,9 +62,14 @@ void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bo
             m_manager.add_task(ident, identify);
             m_manager.add_task(ident, check);
             if (update_mode != 0) {
-                const tasks::task flash(tasks::names::flash, check);
-                m_manager.add_task(ident, flash);
-                m_manager.add_task(ident, tasks::task(tasks::names::confirm, flash));
+                tasks::task last(tasks::names::flash, check);
+                m_manager.add_task(ident, last);
+                // With the check, the service hears of a flash only once the device runs the new version.
+                if (m_options.verify_after_flash) {
+                    last = tasks::task(tasks::names::verify_flash, last);
+                    m_manager.add_task(ident, last);
+                }
+                m_manager.add_task(ident, tasks::task(tasks::names::confirm, last));
             }
         }
     }
@@ -102,6 +108,8 @@ void core::on_task_manager_flow_started(const QString& ident)
 {
     const auto l = m_manager.find(ident);
     log(source_of(ident), tr("Started with %n tasks", nullptr, l ? l->pending() : 0), { fixed_names::tags::tasks });
+    if (l)
+        l->set(tasks::keys::flow_started, QDateTime::currentDateTime());
     refresh_status_bar();
 }
 
@@ -151,6 +159,8 @@ void core::on_task_manager_flow_ended(const QString& ident)
     if (l && l->params().contains(tasks::keys::result))
         result = l->get(tasks::keys::result).value<tasks::common_data>();
     set_status(ident, result.text, result.ok ? status_success : status_failure);
+    record_outcome(ident, result);
+    m_verify_deadlines.remove(ident);
     refresh_status_bar();
     raise_event(QStringLiteral("task_done"), { ident });
     for (const QString& key : m_keys_in_work.take(ident)) {
@@ -170,6 +180,7 @@ void core::end_if_idle()
 {
     if (flows_busy())
         return;
+    log(fixed_names::sources::core, summary().text(), { fixed_names::tags::core });
     log(fixed_names::sources::core, tr("-- all done --"), { fixed_names::tags::core });
     raise_event(QStringLiteral("tasks_done"));
     if (m_script_run)
@@ -356,11 +367,19 @@ void core::on_sdk_failed(const QString& ident, signed int error, const QString& 
     if (sdk::prototype* worker = worker_of(*m_manager.find(ident)))
         worker->clean_up();
     const QString text = tr("Error %1: %2").arg(error).arg(description);
+    if (at_step(ident, { tasks::names::verify_flash })) {
+        retry_verify_flash(ident, text);
+        return;
+    }
     fail_step(ident, m_worker_steps, text, text);
 }
 
 void core::on_sdk_data_available(const QString& ident, const parameters& p)
 {
+    if (at_step(ident, { tasks::names::verify_flash })) {
+        verify_version(ident, p);
+        return;
+    }
     const QStringList identify { tasks::names::identify };
     if (!at_step(ident, identify))
         return;
@@ -383,6 +402,7 @@ void core::on_sdk_data_available(const QString& ident, const parameters& p)
     ep.mac = mac_text;
     l->set(tasks::keys::endpoint, QVariant::fromValue(ep));
     l->set(tasks::keys::version, version);
+    l->set(tasks::keys::version_before, version);
     l->set(tasks::keys::serial, serial);
     l->set(tasks::keys::hardware, hardware);
     l->set(tasks::keys::build, build);

@@ -5,6 +5,7 @@
 #include "sdk/exceptions.h"
 
 #include <QCryptographicHash>
+#include <QTimer>
 
 namespace {
 
@@ -13,18 +14,26 @@ struct verdict
     QString log_word;
     QString status;
     bool ok;
+    bool up_to_date = false; // the device needs nothing
 };
 
 verdict verdict_of(const QString& resp)
 {
     if (resp == QLatin1String("no_binding"))
-        return { QStringLiteral("firmwares not assigned"), core::tr("Firmwares not assigned"), true };
+        return { QStringLiteral("firmwares not assigned"), core::tr("Firmwares not assigned"), true, true };
     if (resp == QLatin1String("updated"))
-        return { QStringLiteral("updates not found"), core::tr("Updates not found"), true };
+        return { QStringLiteral("updates not found"), core::tr("Updates not found"), true, true };
     if (resp == QLatin1String("denied"))
         return { QStringLiteral("denied in service"), core::tr("Denied in service"), false };
     return { QStringLiteral("E:%1").arg(resp), QStringLiteral("E:%1").arg(resp), true };
 }
+
+// How long a device may take to come back from a flash, how long it is given to go
+// first (a device still up on its old firmware would fail the check), and the pause
+// between attempts.
+constexpr int verify_limit_ms = 180000;
+constexpr int verify_settle_ms = 3000;
+constexpr int verify_retry_ms = 2000;
 
 // The steps that flash: a firmware from the service, or from a pack.
 QStringList flash_steps()
@@ -84,6 +93,7 @@ void core::on_client_update_found(const QString& serial, const client::update_re
     const verdict v = verdict_of(resp.resp);
     log(fixed_names::sources::core, tr("No updates for the %1: %2").arg(serial, v.log_word));
     l->set(tasks::keys::result, QVariant::fromValue(tasks::common_data { v.status, v.ok }));
+    l->set(tasks::keys::up_to_date, v.up_to_date);
     // Nothing to flash.
     if (l->dependents_count() > 0)
         cancel(ident);
@@ -265,6 +275,63 @@ void core::clean_up_worker(const QString& ident, const QString& log_text)
     if (sdk::prototype* worker = worker_of(*l))
         worker->clean_up();
     log(source_of(ident), log_text, { fixed_names::tags::tasks });
+}
+
+void core::dt_verify_flash(const QString& ident)
+{
+    set_status(ident, tr("Checking the version after the flash..."), status_progress);
+    m_verify_deadlines.insert(ident, QDeadlineTimer(verify_limit_ms));
+    QTimer::singleShot(verify_settle_ms, this, [this, ident] { try_verify_flash(ident); });
+}
+
+void core::try_verify_flash(const QString& ident)
+{
+    if (!at_step(ident, { tasks::names::verify_flash }))
+        return;
+    const auto l = m_manager.find(ident);
+    // Identification is the legacy backend's, whichever backend flashed.
+    if (!ensure_worker(*l, int(sdk::type::legacy))) {
+        fail_step(ident, { tasks::names::verify_flash }, tr("SDK init failed"), tr("System error"));
+        return;
+    }
+    worker_of(*l)->identify();
+}
+
+void core::retry_verify_flash(const QString& ident, const QString& reason)
+{
+    if (m_verify_deadlines.value(ident).hasExpired()) {
+        const QString text = tr("The device didn't come back after the flash: %1").arg(reason);
+        fail_step(ident, { tasks::names::verify_flash }, text, text);
+        return;
+    }
+    log(source_of(ident), tr("Waiting for the device to come back: %1").arg(reason), { fixed_names::tags::tasks });
+    QTimer::singleShot(verify_retry_ms, this, [this, ident] { try_verify_flash(ident); });
+}
+
+void core::verify_version(const QString& ident, const parameters& p)
+{
+    const QString version = p.value(QStringLiteral("version")).toString();
+    if (version.isEmpty()) {
+        retry_verify_flash(ident, tr("Can't get the device information"));
+        return;
+    }
+    const auto l = m_manager.find(ident);
+    const QString before = l->get(tasks::keys::version_before).toString();
+    // What the device says it runs, rather than the identifier of what it was sent.
+    l->set(tasks::keys::version, version);
+    if (version == before) {
+        // The device took the image and kept its firmware: the service isn't told of a flash.
+        fail_step(ident, { tasks::names::verify_flash },
+            tr("The device came back from the flash still on version %1; the update is not confirmed").arg(before),
+            tr("Still on %1 after the flash").arg(before));
+        return;
+    }
+    log(source_of(ident), tr("The device runs version %1 after the flash (it had %2)").arg(version, before),
+        { fixed_names::tags::tasks });
+    const QString serial = l->get(tasks::keys::serial).toString().toUpper();
+    set_row_info(ident, serial, tr("%1 version %2, %3").arg(serial, version, p.value(QStringLiteral("build")).toString()));
+    m_verify_deadlines.remove(ident);
+    m_manager.task_finished(ident);
 }
 
 void core::dt_confirm(const QString& ident)

@@ -48,6 +48,7 @@ void core::build_interface()
     connect(w, &main_window::quit, this, &core::on_window_quit);
     connect(w, &main_window::import, this, &core::on_window_import);
     connect(w, &main_window::export_data, this, &core::on_window_export);
+    connect(w, &main_window::export_report, this, &core::on_window_export_report);
     connect(w, &main_window::scan, this, &core::on_window_scan);
     connect(w, &main_window::run_list, this,
         qOverload<bool, bool, bool, QStringList>(&core::on_window_run_list));
@@ -164,6 +165,7 @@ void core::refresh_status_bar()
 {
     if (!m_window)
         return;
+    m_window->show_summary(summary().text());
     const uint running = m_manager.running_count();
     const uint limit = m_manager.effective_limit();
     if (running == 0) {

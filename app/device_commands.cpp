@@ -68,6 +68,7 @@ public:
         t.insert(qint64(c::clear_devices), &clear_devices);
         t.insert(qint64(c::dump_task), &dump_task);
         t.insert(qint64(c::export_devices), &export_devices);
+        t.insert(qint64(c::export_report), &export_report);
         t.insert(qint64(c::fix_devices), &fix_devices);
         t.insert(qint64(c::import_devices), &import_devices);
         t.insert(qint64(c::limit_tasks), &limit_tasks);
@@ -258,6 +259,14 @@ private:
     static command_result export_devices(command_context& x)
     {
         return counted(x, tr("Devices exported"), x.api.sapi_devices_export(x.arg(0), true));
+    }
+
+    static command_result export_report(command_context& x)
+    {
+        const int rows = x.c.export_report(x.arg(0));
+        if (rows < 0)
+            return x.error(tr("Can't write the report \"%1\"").arg(x.arg(0)));
+        return counted(x, tr("Devices in the report"), ulong(rows));
     }
 
     static command_result import_devices(command_context& x)

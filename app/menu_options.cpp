@@ -22,6 +22,7 @@ void menu_options::load(QSettings& settings)
     register_macs = settings.value(QStringLiteral("register_macs"), register_macs).toBool();
     log_filter = settings.value(QStringLiteral("log_filter"), log_filter).toStringList();
     autorun_tasks = settings.value(QStringLiteral("autorun_tasks"), autorun_tasks).toBool();
+    verify_after_flash = settings.value(QStringLiteral("verify_after_flash"), verify_after_flash).toBool();
     settings.endGroup();
 }
 
@@ -39,6 +40,7 @@ void menu_options::save(QSettings& settings) const
     settings.setValue(QStringLiteral("register_macs"), register_macs);
     settings.setValue(QStringLiteral("log_filter"), log_filter);
     settings.setValue(QStringLiteral("autorun_tasks"), autorun_tasks);
+    settings.setValue(QStringLiteral("verify_after_flash"), verify_after_flash);
     settings.endGroup();
 }
 
@@ -53,6 +55,7 @@ bool* menu_options::flag(const QString& ident)
     if (ident == QLatin1String("register_devices")) return &register_devices;
     if (ident == QLatin1String("register_macs")) return &register_macs;
     if (ident == QLatin1String("autorun_tasks")) return &autorun_tasks;
+    if (ident == QLatin1String("verify_after_flash")) return &verify_after_flash;
     return nullptr;
 }
 
@@ -62,5 +65,6 @@ QStringList menu_options::idents()
         QStringLiteral("reboot_after_language"), QStringLiteral("reboot_after_configuration_import"),
         QStringLiteral("wait_after_reboot"), QStringLiteral("preferred_subnet"),
         QStringLiteral("check_subnet_on_ip_change"), QStringLiteral("register_devices"),
-        QStringLiteral("register_macs"), QStringLiteral("log_filter"), QStringLiteral("autorun_tasks") };
+        QStringLiteral("register_macs"), QStringLiteral("log_filter"), QStringLiteral("autorun_tasks"),
+        QStringLiteral("verify_after_flash") };
 }

@@ -21,6 +21,8 @@ struct menu_options
     bool register_macs = true;
     QStringList log_filter { QStringLiteral("core"), QStringLiteral("tasks") };
     bool autorun_tasks = true;
+    // After a flash, the device is asked again which version it runs before the confirmation.
+    bool verify_after_flash = false;
 
     // Starts from the defaults and reads what the file has.
     void load(QSettings& settings);

@@ -87,6 +87,7 @@ enum class commands : qint64 {
     vars = 75,
     version = 76,
     view_image = 77,
+    export_report = 78,
 };
 
 // The language of a console line.

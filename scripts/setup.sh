@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(qtbase5-dev qtmultimedia5-dev libqt5multimedia5-plugins libqt5svg5 qttools5-dev qttools5-dev-tools
+packages=(qtbase5-dev qtmultimedia5-dev libqt5multimedia5-plugins libqt5svg5 qttranslations5-l10n qttools5-dev qttools5-dev-tools
           liblua5.4-dev libssl-dev pkg-config cmake ninja-build g++ clang openssl
           xvfb xauth fonts-dejavu-core xdotool imagemagick iproute2 python3
           librsvg2-bin dpkg-dev lintian desktop-file-utils appstream man-db

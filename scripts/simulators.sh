@@ -35,3 +35,25 @@ start_simulators() {
     wait_ready "$work/svcsim.out"
     service_port=$(grep -o ' port=[0-9]*' "$work/svcsim.out" | head -1 | cut -d= -f2)
 }
+
+# start_window <width>x<height>: a virtual X server of that size, and the program of
+# $work/run started in it; sets $window once the main window shows, at the top left.
+start_window() {
+    local display=:$((90 + RANDOM % 100))
+    run_in_background Xvfb "$display" -screen 0 "$1x24" -nolisten tcp > "$work/xvfb.log" 2>&1
+    export DISPLAY=$display XDG_RUNTIME_DIR=$work/xdg
+    mkdir -m 700 "$XDG_RUNTIME_DIR"
+    sleep 1
+    pushd "$work/run" > /dev/null
+    run_in_background ./orvane > "$work/orvane.log" 2>&1
+    popd > /dev/null
+    window=""
+    for _ in $(seq 50); do
+        # The title is translated; its first word isn't.
+        window=$(xdotool search --name "^Kelmar" 2>/dev/null | head -1) && [ -n "$window" ] && break
+        sleep 0.2
+    done
+    [ -n "$window" ] || { echo "the window did not appear" >&2; return 1; }
+    xdotool windowsize "$window" "${1%x*}" "${1#*x}"
+    xdotool windowmove "$window" 0 0
+}

@@ -33,6 +33,12 @@ inline const QString result = QStringLiteral("result");
 inline const QString iface = QStringLiteral("iface");
 inline const QString tmp_file = QStringLiteral("tmp_file");
 inline const QString tmp_file_size = QStringLiteral("tmp_file_size");
+// What the handover report and the run summary read of a line's last flow.
+inline const QString version_before = QStringLiteral("version_before");
+inline const QString flow_started = QStringLiteral("flow_started");
+inline const QString flow_ended = QStringLiteral("flow_ended");
+inline const QString outcome = QStringLiteral("outcome");
+inline const QString up_to_date = QStringLiteral("up_to_date");
 } // namespace keys
 
 // Task names, and the names of their arguments.
@@ -54,6 +60,7 @@ inline const QString import_configuration = QStringLiteral("import_configuration
 inline const QString reboot = QStringLiteral("reboot");
 inline const QString reset_configuration = QStringLiteral("reset_configuration");
 inline const QString set_language = QStringLiteral("set_language");
+inline const QString verify_flash = QStringLiteral("verify_flash");
 } // namespace names
 
 namespace args {

@@ -147,6 +147,7 @@ usr=$work/root/usr
 # by hand); the SVG support that Qt loads as a plugin is declared.
 depends() { dpkg-deb -f "${deb[$1]}" Depends | sed 's/ *([^)]*)//g; s/ *| */\n/g; s/, */\n/g'; }
 depends orvane | grep -qx libqt5svg5 || fail "orvane doesn't depend on libqt5svg5"
+depends orvane | grep -qx qttranslations5-l10n || fail "orvane doesn't depend on qttranslations5-l10n"
 for package in "${!deb[@]}"; do
     for program in $(grep -E '^\./usr/(bin|libexec)/.*[^/]$' "$work/$package.list"); do
         [ -L "$work/root/$program" ] && continue

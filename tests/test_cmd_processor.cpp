@@ -153,7 +153,7 @@ void test_cmd_processor::lines_data()
     QTest::addColumn<QStringList>("transcript");
 
     const QString root = "[ <span style=\"color: blue; font-weight: bold;\"></span> ]: aliases, caps, clean, clear, client, "
-                         "devices, download_file, echo, events, exit, log, macro, notify, pack, plugins, print, script, "
+                         "devices, download_file, echo, events, exit, log, macro, notify, pack, plugins, print, report, script, "
                          "settings, sleep, stop, task, url_contents, vars, version";
     QTest::newRow("assignment") << QStringList { "a=1" } << QStringList { "out: a set to \"1\"" };
     QTest::newRow("assignment, one blank each side") << QStringList { "a = 1" } << QStringList { "out: a set to \"1\"" };

@@ -252,9 +252,13 @@ void test_ui_core::language_at_start_and_at_run_time()
     QVERIFY(cell(*d.c->model(), 0, main_model::col_status) != QLatin1String("Added"));
     auto* name = w->findChild<QDialog*>("task_edit")->findChild<QLabel*>("l_name");
     QVERIFY(name->text() != QLatin1String("Name:"));
+    // Qt's own buttons follow, from the distribution's translations.
+    const QString cancel = QCoreApplication::translate("QPlatformTheme", "Cancel");
+    QVERIFY2(cancel != QLatin1String("Cancel"), "qttranslations5-l10n is missing: bash scripts/setup.sh installs it");
 
     d.c->apply_language(QStringLiteral("en_US")); // no translation of its own
     QTRY_COMPARE(name->text(), QStringLiteral("Name:"));
+    QCOMPARE(QCoreApplication::translate("QPlatformTheme", "Cancel"), QStringLiteral("Cancel"));
     QCOMPARE(w->findChild<QAction*>("act_run")->text(), QStringLiteral("Update online"));
     QCOMPARE(w->findChild<QDialog*>("problem_report")->windowTitle(), QStringLiteral("Issues report"));
 }

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "ui/main_model.h"
+#include "ui/main_model_filter.h"
 #include "ui/problems.h"
 
 namespace
@@ -36,6 +37,9 @@ class test_ui_models : public QObject
 private slots:
     void data_and_flags_data();
     void data_and_flags();
+    void sorting_and_row_filter_data();
+    void sorting_and_row_filter();
+    void filter_follows_status_and_keeps_check_marks();
     void update_touches_one_cell_data();
     void update_touches_one_cell();
     void set_data_takes_check_marks_only_data();
@@ -214,6 +218,83 @@ void test_ui_models::problems_number_rows_in_arrival_order()
     QCOMPARE(inserted.count(), 3);
     for (int row = 0; row < 3; ++row)
         QCOMPARE(inserted.at(row).at(1).toInt(), row);
+}
+
+void test_ui_models::sorting_and_row_filter_data()
+{
+    QTest::addColumn<int>("column");
+    QTest::addColumn<int>("rows");
+    QTest::addColumn<QStringList>("order");
+    // Rows: a 10.0.0.10 done, b 10.0.0.9 failed "Z", c 10.0.0.2 running, d 10.0.0.1 failed "A", e 10.0.0.3 added.
+    QTest::newRow("insertion order without sorting") << -1 << int(main_model_filter::all_rows)
+                                                     << QStringList { "a", "b", "c", "d", "e" };
+    QTest::newRow("addresses by number, not by text") << int(main_model::col_display) << int(main_model_filter::all_rows)
+                                                      << QStringList { "d", "c", "e", "b", "a" };
+    QTest::newRow("status: failures first, together, then running, done, untouched")
+        << int(main_model::col_status) << int(main_model_filter::all_rows) << QStringList { "d", "b", "c", "a", "e" };
+    QTest::newRow("failures only") << -1 << int(main_model_filter::failed_rows) << QStringList { "b", "d" };
+    QTest::newRow("running only") << -1 << int(main_model_filter::running_rows) << QStringList { "c" };
+    QTest::newRow("failures sorted by address") << int(main_model::col_display) << int(main_model_filter::failed_rows)
+                                                << QStringList { "d", "b" };
+}
+
+// The view's order and rows through the proxy, from the texts and colours core gives the model.
+void test_ui_models::sorting_and_row_filter()
+{
+    QFETCH(int, column);
+    QFETCH(int, rows);
+    QFETCH(QStringList, order);
+    main_model model;
+    const struct { const char* ident; const char* address; const char* status; int mode; } records[] = {
+        { "a", "10.0.0.10", "Done upgrading", 1 },
+        { "b", "10.0.0.9", "Z failure", 0 },
+        { "c", "10.0.0.2", "Uploading: 5%", 2 },
+        { "d", "10.0.0.1", "A failure", 0 },
+        { "e", "10.0.0.3", "Added", 3 },
+    };
+    for (const auto& r : records) {
+        model.add_record(main_model::make_record(r.ident, r.address));
+        model.update_status(r.ident, r.status);
+        model.update_color(r.ident, main_model::status_color(r.mode));
+    }
+    main_model_filter filter;
+    filter.setSourceModel(&model);
+    filter.set_row_filter(main_model_filter::row_filter(rows));
+    filter.sort(column, Qt::AscendingOrder);
+    QStringList seen;
+    for (int row = 0; row < filter.rowCount(); ++row)
+        seen << filter.index(row, 0).data(main_model::ident_role).toString();
+    QCOMPARE(seen, order);
+}
+
+// A row joins and leaves the failure filter as its status changes; ticks set through the proxy land on the
+// right row and survive sorting and filtering.
+void test_ui_models::filter_follows_status_and_keeps_check_marks()
+{
+    main_model model;
+    fill(model, 4);
+    main_model_filter filter;
+    filter.setSourceModel(&model);
+    filter.sort(main_model::col_display, Qt::DescendingOrder);
+    QCOMPARE(filter.index(0, 0).data(main_model::ident_role).toString(), QStringLiteral("id-3"));
+    QVERIFY(filter.setData(filter.index(0, 0), false, Qt::CheckStateRole));
+    QCOMPARE(model.at(3).selected, false);
+
+    filter.set_row_filter(main_model_filter::failed_rows);
+    QCOMPARE(filter.rowCount(), 0);
+    model.update_color("id-1", main_model::status_color(0));
+    model.update_color("id-3", main_model::status_color(0));
+    QCOMPARE(filter.rowCount(), 2);
+    QCOMPARE(filter.index(0, 0).data(main_model::ident_role).toString(), QStringLiteral("id-3"));
+    QCOMPARE(filter.index(0, 0).data(Qt::CheckStateRole).toInt(), int(Qt::Unchecked));
+    QCOMPARE(filter.index(1, 0).data(Qt::CheckStateRole).toInt(), int(Qt::Checked));
+    model.update_color("id-1", main_model::status_color(2)); // run again
+    QCOMPARE(filter.rowCount(), 1);
+
+    filter.set_row_filter(main_model_filter::all_rows);
+    QCOMPARE(filter.rowCount(), 4);
+    for (int row = 0; row < 4; ++row)
+        QCOMPARE(model.at(row).selected, row != 3);
 }
 
 QTEST_MAIN(test_ui_models)

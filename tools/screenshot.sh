@@ -44,22 +44,7 @@ port=$port
 INI
 { for i in 41 42 43 44 45; do echo "127.0.0.$i,34567,admin,"; done; echo "127.0.0.1,1,admin,"; } > "$work/devices.csv"
 
-display=:$((90 + RANDOM % 100))
-run_in_background Xvfb "$display" -screen 0 1100x700x24 > "$work/xvfb.log" 2>&1
-export DISPLAY=$display XDG_RUNTIME_DIR=$work/xdg
-mkdir -m 700 "$XDG_RUNTIME_DIR"
-sleep 1
-cd "$work/run"
-run_in_background ./orvane > "$work/orvane.log" 2>&1
-cd "$root"
-
-window=""
-for _ in $(seq 50); do
-    window=$(xdotool search --name "Kelmar Firmware Update" 2>/dev/null | head -1) && [ -n "$window" ] && break
-    sleep 0.2
-done
-[ -n "$window" ] || { echo "the window did not appear" >&2; exit 1; }
-xdotool windowsize "$window" 1100 700
+start_window 1100x700
 xdotool windowfocus --sync "$window"
 sleep 1
 # Import the task list through the file dialog, then Run.

@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QComboBox>
 #include <QFileDialog>
 #include <QHeaderView>
 #include <QIcon>
@@ -115,6 +116,21 @@ void main_window::build_widgets()
     auto* bar = new QStatusBar(this);
     bar->setObjectName(QStringLiteral("statusbar"));
     setStatusBar(bar);
+    m_summary_label = new QLabel(bar);
+    m_summary_label->setObjectName(QStringLiteral("l_summary"));
+    bar->addPermanentWidget(m_summary_label);
+    m_row_filter_label = new QLabel(bar);
+    m_row_filter_label->setObjectName(QStringLiteral("l_row_filter"));
+    bar->addPermanentWidget(m_row_filter_label);
+    m_row_filter = new QComboBox(bar);
+    m_row_filter->setObjectName(QStringLiteral("f_row_filter"));
+    m_row_filter->addItems({ QString(), QString(), QString() });
+    m_row_filter_label->setBuddy(m_row_filter);
+    bar->addPermanentWidget(m_row_filter);
+    connect(m_row_filter, qOverload<int>(&QComboBox::currentIndexChanged), this, [this](int index) {
+        if (m_filter)
+            m_filter->set_row_filter(main_model_filter::row_filter(index));
+    });
     m_status_label = new QLabel(bar);
     m_status_label->setObjectName(QStringLiteral("l_status"));
     m_status_label->setMinimumHeight(16);
@@ -158,6 +174,7 @@ void main_window::build_actions()
     act_settings = make_action("act_settings", nullptr, nullptr);
     act_cmdline = make_action("act_cmdline", nullptr, "F4");
     act_export = make_action("act_export", nullptr, nullptr);
+    act_export_report = make_action("act_export_report", nullptr, nullptr);
     act_help = make_action("act_help", nullptr, "F1");
     act_run_tasks = make_action("act_run_tasks", nullptr, nullptr);
     act_run_tasks_2 = make_action("act_run_tasks_2", nullptr, nullptr);
@@ -184,6 +201,7 @@ void main_window::build_actions()
         { act_settings, &main_window::on_act_settings_triggered },
         { act_cmdline, &main_window::on_act_cmdline_triggered },
         { act_export, &main_window::on_act_export_triggered },
+        { act_export_report, &main_window::on_act_export_report_triggered },
         { act_help, &main_window::on_act_help_triggered },
         { act_run_tasks, &main_window::on_act_run_tasks_triggered },
         { act_run_tasks_2, &main_window::on_act_run_tasks_2_triggered },
@@ -211,7 +229,7 @@ void main_window::build_menus()
     m_menu_queue->addSeparator();
     m_menu_queue->addActions({ act_select_all, act_select_inverted, act_select_none });
     m_menu_queue->addSeparator();
-    m_menu_queue->addActions({ act_copy_status, act_errors });
+    m_menu_queue->addActions({ act_copy_status, act_errors, act_export_report });
 
     // Filled from data by a later stage: device operations and their options.
     m_menu_actions = new QMenu(menuBar());
@@ -267,6 +285,11 @@ void main_window::retranslate()
     act_settings->setText(tr("Settings"));
     act_cmdline->setText(tr("Command line..."));
     act_export->setText(tr("Data export..."));
+    act_export_report->setText(tr("Export report..."));
+    m_row_filter_label->setText(tr("Show:"));
+    m_row_filter->setItemText(main_model_filter::all_rows, tr("All rows"));
+    m_row_filter->setItemText(main_model_filter::failed_rows, tr("Failures"));
+    m_row_filter->setItemText(main_model_filter::running_rows, tr("Running"));
     act_help->setText(tr("Help"));
     act_run_tasks->setText(tr("Run tasks"));
     act_run_tasks_2->setText(tr("Run tasks"));
@@ -305,6 +328,10 @@ void main_window::set_model(main_model_filter* filter)
 {
     m_filter = filter;
     m_table->setModel(filter);
+    m_filter->set_row_filter(main_model_filter::row_filter(m_row_filter->currentIndex()));
+    // Rows start in the order they came; a click on a header sorts.
+    m_table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    m_table->setSortingEnabled(true);
     restore_columns();
 }
 
@@ -368,6 +395,11 @@ void main_window::show_status(const QString& text)
     statusBar()->showMessage(text);
 }
 
+void main_window::show_summary(const QString& text)
+{
+    m_summary_label->setText(text);
+}
+
 QString main_window::selected_ident() const
 {
     const QItemSelectionModel* selection = m_table->selectionModel();
@@ -400,6 +432,22 @@ void main_window::on_act_export_triggered()
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
         return;
     emit export_data(dialog.selectedFiles().first());
+}
+
+void main_window::on_act_export_report_triggered()
+{
+    const QString csv = tr("CSV files (*.csv)");
+    const QString html = tr("Web pages (*.html)");
+    QFileDialog dialog(this, tr("Report export"), {}, csv + QStringLiteral(";;") + html);
+    dialog.setObjectName(QStringLiteral("report_dialog"));
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(QStringLiteral("csv"));
+    connect(&dialog, &QFileDialog::filterSelected, &dialog, [&dialog, html](const QString& filter) {
+        dialog.setDefaultSuffix(filter == html ? QStringLiteral("html") : QStringLiteral("csv"));
+    });
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return;
+    emit export_report(dialog.selectedFiles().first());
 }
 
 void main_window::on_act_run_triggered()

@@ -8,6 +8,7 @@
 #include "ui/model_structures.h"
 
 class QAction;
+class QComboBox;
 class QLabel;
 class QListWidget;
 class QMenu;
@@ -46,6 +47,8 @@ public:
     // Locks the actions that edit the list or start work while a run is active.
     void set_running(bool running);
     void show_status(const QString& text);
+    // The counts of the run by outcome, beside the status message.
+    void show_summary(const QString& text);
 
     // The script form of a column layout ("display:120", "status:40%", "mac");
     // unlisted columns are hidden. The number of fields applied; 0 leaves the layout.
@@ -69,6 +72,7 @@ signals:
     void help();
     void import(const QString& file);
     void export_data(const QString& file);
+    void export_report(const QString& file);
     void scan();
     void settings();
     void cmdline();
@@ -116,6 +120,7 @@ private slots:
     void on_act_settings_triggered();
     void on_act_cmdline_triggered();
     void on_act_export_triggered();
+    void on_act_export_report_triggered();
     void on_act_help_triggered();
     void on_act_run_tasks_triggered();
     void on_act_run_tasks_2_triggered();
@@ -150,6 +155,9 @@ private:
     QStringList m_log_pending; // lines not yet in the pane
     QTimer* m_log_timer = nullptr;
     QLabel* m_status_label = nullptr;
+    QLabel* m_summary_label = nullptr;
+    QLabel* m_row_filter_label = nullptr;
+    QComboBox* m_row_filter = nullptr;
     QMenu* m_context_menu = nullptr;
     QMenu* m_menu_application = nullptr;
     QMenu* m_menu_queue = nullptr;
@@ -180,6 +188,7 @@ private:
     QAction* act_settings = nullptr;
     QAction* act_cmdline = nullptr;
     QAction* act_export = nullptr;
+    QAction* act_export_report = nullptr;
     QAction* act_help = nullptr;
     QAction* act_run_tasks = nullptr;
     QAction* act_run_tasks_2 = nullptr;

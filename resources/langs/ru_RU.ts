@@ -1083,6 +1083,66 @@ Lower the start address to %2?</source>
             <source>Specify port value for %1</source>
             <translation>Укажите значение порта %1</translation>
         </message>
+        <message>
+            <source>Running</source>
+            <translation>Выполняется</translation>
+        </message>
+        <message>
+            <source>Not run</source>
+            <translation>Не запускалось</translation>
+        </message>
+        <message>
+            <source>Can't write the report "%1": %2</source>
+            <translation>Не удаётся записать отчёт «%1»: %2</translation>
+        </message>
+        <message numerus="yes">
+            <source>Report of %n devices written to "%1"</source>
+            <translation>
+                <numerusform>Отчёт по %n устройству записан в «%1»</numerusform>
+                <numerusform>Отчёт по %n устройствам записан в «%1»</numerusform>
+                <numerusform>Отчёт по %n устройствам записан в «%1»</numerusform>
+            </translation>
+        </message>
+        <message>
+            <source>Report</source>
+            <translation>Отчёт</translation>
+        </message>
+        <message>
+            <source>Can't write the report "%1".</source>
+            <translation>Не удаётся записать отчёт «%1».</translation>
+        </message>
+        <message>
+            <source>Checking the version after the flash...</source>
+            <translation>Проверка версии после прошивки...</translation>
+        </message>
+        <message>
+            <source>The device didn't come back after the flash: %1</source>
+            <translation>Устройство не вернулось после прошивки: %1</translation>
+        </message>
+        <message>
+            <source>Waiting for the device to come back: %1</source>
+            <translation>Ожидание возвращения устройства: %1</translation>
+        </message>
+        <message>
+            <source>The device came back from the flash still on version %1; the update is not confirmed</source>
+            <translation>Устройство вернулось после прошивки с прежней версией %1; обновление не подтверждено</translation>
+        </message>
+        <message>
+            <source>Still on %1 after the flash</source>
+            <translation>После прошивки осталась версия %1</translation>
+        </message>
+        <message>
+            <source>The device runs version %1 after the flash (it had %2)</source>
+            <translation>После прошивки на устройстве версия %1 (была %2)</translation>
+        </message>
+        <message>
+            <source>Can't write the report "%1"</source>
+            <translation>Не удаётся записать отчёт «%1»</translation>
+        </message>
+        <message>
+            <source>Devices in the report</source>
+            <translation>Устройств в отчёте</translation>
+        </message>
     </context>
     <context>
         <name>dynmenu::actions_menu</name>
@@ -1546,6 +1606,38 @@ Lower the start address to %2?</source>
             <source>Task file export</source>
             <translation>Экспорт файла задач</translation>
         </message>
+        <message>
+            <source>Export report...</source>
+            <translation>Экспорт отчёта...</translation>
+        </message>
+        <message>
+            <source>Show:</source>
+            <translation>Показать:</translation>
+        </message>
+        <message>
+            <source>All rows</source>
+            <translation>Все строки</translation>
+        </message>
+        <message>
+            <source>Failures</source>
+            <translation>Ошибки</translation>
+        </message>
+        <message>
+            <source>Running</source>
+            <translation>Выполняемые</translation>
+        </message>
+        <message>
+            <source>CSV files (*.csv)</source>
+            <translation>Файлы CSV (*.csv)</translation>
+        </message>
+        <message>
+            <source>Web pages (*.html)</source>
+            <translation>Веб-страницы (*.html)</translation>
+        </message>
+        <message>
+            <source>Report export</source>
+            <translation>Экспорт отчёта</translation>
+        </message>
     </context>
     <context>
         <name>plugins::core_functions</name>
@@ -1648,6 +1740,64 @@ Lower the start address to %2?</source>
         <message>
             <source>Description</source>
             <translation>Описание</translation>
+        </message>
+    </context>
+    <context>
+        <name>run_report</name>
+        <message>
+            <source>Device</source>
+            <translation>Устройство</translation>
+        </message>
+        <message>
+            <source>Serial</source>
+            <translation>Серийный номер</translation>
+        </message>
+        <message>
+            <source>MAC address</source>
+            <translation>MAC-адрес</translation>
+        </message>
+        <message>
+            <source>Hardware</source>
+            <translation>Оборудование</translation>
+        </message>
+        <message>
+            <source>Version before</source>
+            <translation>Версия до</translation>
+        </message>
+        <message>
+            <source>Version after</source>
+            <translation>Версия после</translation>
+        </message>
+        <message>
+            <source>Outcome</source>
+            <translation>Итог</translation>
+        </message>
+        <message>
+            <source>Started</source>
+            <translation>Начало</translation>
+        </message>
+        <message>
+            <source>Ended</source>
+            <translation>Конец</translation>
+        </message>
+        <message>
+            <source>Firmware update report</source>
+            <translation>Отчёт об обновлении прошивок</translation>
+        </message>
+        <message numerus="yes">
+            <source>Made %1, %n devices</source>
+            <translation>
+                <numerusform>Составлен %1, %n устройство</numerusform>
+                <numerusform>Составлен %1, %n устройства</numerusform>
+                <numerusform>Составлен %1, %n устройств</numerusform>
+            </translation>
+        </message>
+    </context>
+    <context>
+        <name>run_summary</name>
+        <message>
+            <source>Done: %1, up to date: %2, failed: %3, running: %4, waiting: %5</source>
+            <translation>Готово: %1, обновлять не нужно: %2, с ошибкой: %3, выполняется: %4, в очереди: %5</translation>
         </message>
     </context>
     <context>

@@ -131,9 +131,13 @@ bool fault_set::merge(const QJsonObject& members, QString* error)
             f.delay_ms = v.toInt();
         } else if (key == QLatin1String("delay_at")) {
             good = read_map(v, &f.delay_at);
-        } else if (key == QLatin1String("refuse_upgrade") || key == QLatin1String("leading_zeros")) {
+        } else if (key == QLatin1String("refuse_upgrade") || key == QLatin1String("leading_zeros")
+            || key == QLatin1String("keep_version")) {
             good = v.isBool();
-            (key == QLatin1String("refuse_upgrade") ? f.refuse_upgrade : f.leading_zeros) = v.toBool();
+            (key == QLatin1String("refuse_upgrade")      ? f.refuse_upgrade
+                    : key == QLatin1String("keep_version") ? f.keep_version
+                                                           : f.leading_zeros)
+                = v.toBool();
         } else if (key == QLatin1String("chunk_ret")) {
             good = read_chunk_map(v, &f.chunk_ret);
         } else if (key == QLatin1String("drop_at_chunk")) {
@@ -181,6 +185,7 @@ QJsonObject fault_set::to_json() const
         { "eof_ret", eof_ret },
         { "progress_drop_at", progress_drop_at },
         { "progress_stall_at", progress_stall_at },
+        { "keep_version", keep_version },
         { "discovery_skip", discovery_skip },
         { "leading_zeros", leading_zeros },
         { "discovery_body", discovery_body },

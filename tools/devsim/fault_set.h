@@ -26,6 +26,7 @@ struct fault_set {
     int eof_ret = 0; // the end of file is answered with this Ret instead of 100
     int progress_drop_at = -1; // closed instead of reporting the first percentage at or above this
     int progress_stall_at = -1; // silent from the first percentage at or above this on, the connection kept
+    bool keep_version = false; // the upgrade runs to its end, and the device comes back on its old version
 
     // Discovery (silent_at with 1530 silences it altogether).
     int discovery_skip = 0; // the next N discovery requests go unanswered

@@ -146,8 +146,9 @@ void upgrade_handler::progress(connection& conn, int step, quint32 sequence)
         conn.send(progress_message, sequence, QJsonObject { { "Ret", ret::upgrade_written } });
         abandon();
         ++s.upgrades;
-        const QString version
-            = s.upgrade_version.isEmpty() ? QStringLiteral("V") + m_image_md5.left(8) : s.upgrade_version;
+        const QString version = faults.keep_version ? s.software_version
+            : s.upgrade_version.isEmpty()           ? QStringLiteral("V") + m_image_md5.left(8)
+                                                    : s.upgrade_version;
         qCInfo(lc_devsim, "%s: firmware written, rebooting into %s", qPrintable(s.name), qPrintable(version));
         dev.reboot(version);
         return;
