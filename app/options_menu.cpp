@@ -31,6 +31,7 @@ namespace
         log_filter,
         tasks_section,
         autorun_tasks,
+        verify_after_flash,
         first_filter // one item per log tag from here on
     };
 
@@ -78,6 +79,7 @@ void options_menu::build()
         add_option(first_filter + i, QStringLiteral("log_filter"), { m_filter_tags.at(i) }, log_filter);
     add_section(tasks_section);
     add_option(autorun_tasks, QStringLiteral("autorun_tasks"));
+    add_option(verify_after_flash, QStringLiteral("verify_after_flash"));
     retranslate();
 }
 
@@ -101,6 +103,7 @@ void options_menu::retranslate()
         set_text(first_filter + i, m_filter_tags.at(i));
     set_text(tasks_section, tr("Tasks"));
     set_text(autorun_tasks, tr("Autorun tasks"));
+    set_text(verify_after_flash, tr("Check the version after flashing"));
 }
 
 void options_menu::load(QSettings& settings)
@@ -130,6 +133,7 @@ void options_menu::show_options(const menu_options& o)
     for (int i = 0; i < m_filter_tags.size(); ++i)
         show(first_filter + i, o.log_filter.contains(m_filter_tags.at(i)));
     show(autorun_tasks, o.autorun_tasks);
+    show(verify_after_flash, o.verify_after_flash);
 }
 
 bool options_menu::checked(int ident) const
@@ -160,6 +164,7 @@ void options_menu::save(QSettings& settings) const
             o.log_filter << tag;
     }
     o.autorun_tasks = checked(autorun_tasks);
+    o.verify_after_flash = checked(verify_after_flash);
     o.save(settings);
 }
 

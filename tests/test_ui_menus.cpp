@@ -165,7 +165,8 @@ void test_ui_menus::menus_read_in_order_and_follow_the_language()
         "  Language changed", "  Configuration import", "Wait for device after reboot",
         "Preferred subnet mask:", "  255.255.255.0", "  255.255.0.0", "Check after changing IP-address",
         "Register devices", "Register MAC-addresses", "Log filtering:", "  core", "  tasks", "  diagnostics", "  lua",
-        "  plugins", "  sapi", "  scripting", "  ovscript", "Tasks", "Autorun tasks" };
+        "  plugins", "  sapi", "  scripting", "  ovscript", "Tasks", "Autorun tasks",
+        "Check the version after flashing" };
     QCOMPARE(outline(d.options()), options);
 
     d.c->apply_language("ru_RU");
@@ -193,6 +194,8 @@ void test_ui_menus::options_are_shown_and_stored_data()
         << QVariantMap {} << "Reboot after:/Language changed" << true << "reboot_after/language" << QVariant(false);
     QTest::newRow("stored off, switched on")
         << QVariantMap { { "autorun_tasks", false } } << "Autorun tasks" << false << "autorun_tasks" << QVariant(true);
+    QTest::newRow("post-flash check, off by default")
+        << QVariantMap {} << "Check the version after flashing" << false << "verify_after_flash" << QVariant(true);
     QTest::newRow("kept but unused option")
         << QVariantMap { { "wait_after_reboot", true } } << "Wait for device after reboot" << true
         << "wait_after_reboot" << QVariant(false);

@@ -1293,6 +1293,10 @@ Lower the start address to %2?</source>
             <source>Autorun tasks</source>
             <translation>Автозапуск задач</translation>
         </message>
+        <message>
+            <source>Check the version after flashing</source>
+            <translation>Проверять версию после прошивки</translation>
+        </message>
     </context>
     <context>
         <name>error_codes</name>
