@@ -39,6 +39,7 @@ void core::load_quick_actions()
 {
     stage(tr("Actions"));
     m_actions.load(*m_settings);
+    m_actions.commands_model().set_commands(m_cmddb.commands_descriptions().values());
     stage(tr("Actions toolbar"));
     QToolBar* bar = m_window->scriptbar();
     fill_toolbar(*bar, m_actions);

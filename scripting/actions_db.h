@@ -1,5 +1,6 @@
 #pragma once
 
+#include "scripting/actions_commands_model.h"
 #include "scripting/actions_layout_model.h"
 #include "scripting/quick_action.h"
 
@@ -46,6 +47,8 @@ public:
     const QStringList& layout() const { return m_layout; }
     // The layout as the settings window lists it.
     actions_layout_model& layout_model() { return m_layout_model; }
+    // The commands an action can run, filled by whoever knows the command table.
+    actions_commands_model& commands_model() { return m_commands_model; }
 
 signals:
     void actions_altered();
@@ -56,6 +59,7 @@ private:
     QMap<QString, quick_action> m_actions; // by identifier with braces
     QStringList m_layout;
     actions_layout_model m_layout_model;
+    actions_commands_model m_commands_model;
 };
 
 } // namespace scripting

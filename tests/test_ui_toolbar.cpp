@@ -108,6 +108,13 @@ void test_ui_toolbar::buttons_follow_the_stored_layout()
     QCOMPARE(picture(d.buttons()[0]->icon()), picture(QIcon(":/icn/run")));
     QVERIFY(picture(d.buttons()[0]->icon()) != picture(QIcon(":/svg/question")));
 
+    // The editor offers what a button can run: the commands that run outside the interpreter.
+    const auto& offered = d.c->quick_actions().commands_model();
+    QStringList values;
+    for (int r = 0; r < offered.rowCount(); ++r)
+        values << offered.data(offered.index(r), scripting::actions_commands_model::value_role).toString();
+    QCOMPARE(values, (QStringList { "/10", "/15", "/16", "/62", "/76" }));
+
     // An edit of the store shows at once; the old buttons go.
     const QPointer<QAction> old = d.buttons()[0];
     d.c->quick_actions().remove_action(1);
