@@ -1,5 +1,5 @@
 // The event thread: which raised events fire which attachments (exact keys, no patterns), replacing and detaching,
-// listeners by name, the listing, and events posted from many threads while the handler is busy.
+// listeners by name, and events posted from many threads while the handler is busy.
 #include "scripting/event_handler.h"
 #include "scripting/event_listener.h"
 
@@ -54,7 +54,6 @@ private slots:
     void second_attachment_replaces_the_first();
     void detach_removes_only_its_key();
     void listeners_by_name();
-    void listing();
     void busy_while_an_action_runs();
     void events_from_many_threads();
 };
@@ -160,19 +159,6 @@ void test_events::listeners_by_name()
     alone.raise_event("tasks_done");
     QVERIFY(drained(h));
     QCOMPARE(second.seen().size(), 1);
-}
-
-void test_events::listing()
-{
-    event::handler h;
-    h.attach("scanner_done", {}, "macro", "x");
-    h.attach("scanner_done", { "manual" }, "macro", "y");
-    h.attach("task_done", { "abcd" }, "macro", "z");
-    const auto listing = h.attachments_by_event();
-    QCOMPARE(listing.keys(), (QStringList { "scanner_done", "task_done" }));
-    QCOMPARE(listing["scanner_done"].keys(), (QStringList { "", "manual" }));
-    QCOMPARE(listing["scanner_done"][""], QStringList { "args: \"\", type: \"macro\", value: \"x\"" });
-    QCOMPARE(listing["task_done"]["abcd"], QStringList { "args: \"abcd\", type: \"macro\", value: \"z\"" });
 }
 
 void test_events::busy_while_an_action_runs()
