@@ -140,8 +140,9 @@ core::core(const QString& own_checksum, const QString& application_path)
 
 core::~core()
 {
-    // First: the interpreter calls into this object until its thread has ended, and so
-    // does a Lua script.
+    // First: event actions and the interpreter call into this object until their threads
+    // have ended, and so does a Lua script. An event action never waits for the main thread.
+    m_events.stop();
     stop_interpreter();
     m_lua->disconnect(this);
     m_lua.reset();
@@ -266,6 +267,7 @@ bool core::operate(operation_mode mode, bool offline)
     if (m_mode == interactive) {
         stage(tr("Interface"));
         build_interface();
+        load_quick_actions();
     }
 
     stage(tr("Menu"));
@@ -276,6 +278,13 @@ bool core::operate(operation_mode mode, bool offline)
         m_settings->setValue(QStringLiteral("firmware_pack_functionality"), QStringLiteral("legacy"));
     read_mirrors();
     sdk::legacy::set_factory_password(m_settings->value(QStringLiteral("factory_password"), QStringLiteral("kestr")).toString());
+    // The core serves every name alike; task_done and tasks_done are its own to raise.
+    attach_listener({ QStringLiteral("scanner_done"), QStringLiteral("widget_changed"), QStringLiteral("task_done"),
+                        QStringLiteral("tasks_done") },
+        &m_events);
+
+    stage(tr("Events"));
+    m_events.start();
 
     stage(tr("Script autorun"));
     run_autorun();

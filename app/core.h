@@ -12,10 +12,13 @@
 #include "firmware_pack/pack_v3.h"
 #include "plugins/core_functions.h"
 #include "plugins/loader.h"
+#include "scripting/actions_db.h"
 #include "scripting/autorun.h"
 #include "scripting/cmd_processor.h"
 #include "scripting/cmddb.h"
 #include "scripting/console.h"
+#include "scripting/event_handler.h"
+#include "scripting/event_listener.h"
 #include "tasks/common_data.h"
 #include "tasks/manager.h"
 #include "tasks/task_element.h"
@@ -24,6 +27,7 @@
 #include "ui/model_structures.h"
 #include "ui/pack_list_model.h"
 
+#include <QAtomicInt>
 #include <QDeadlineTimer>
 #include <QMutex>
 #include <QObject>
@@ -60,7 +64,7 @@ class options_menu;
 
 // The switchboard: owns every subsystem, turns launches into flows and worker
 // reports into row states, and keeps the log the whole program shares.
-class core final : public QObject, public loggable
+class core final : public QObject, public loggable, private event::listener
 {
     Q_OBJECT
 public:
@@ -160,8 +164,13 @@ public:
     // Runs a script file: Lua through its command, anything else line by line through the
     // interpreter. False when it can't be read.
     bool run_script_file(const QString& path);
-    // Runs a script file in batch mode and quits once it and every flow have ended.
+    // Runs a script file in batch mode and quits once it, every flow and the event actions
+    // they led to have ended.
     bool run_batch_script(const QString& path);
+    // The attachments of scripts to events, and the thread that fires them.
+    event::handler& events() { return m_events; }
+    // The quick actions of the script toolbar.
+    scripting::actions_db& quick_actions() { return m_actions; }
 
     // The firmware pack files on offer: the application folder when portable, the data
     // locations otherwise; the cache only when asked for.
@@ -244,6 +253,10 @@ public slots:
     void on_apply_pack_accepted(const model_structures::device_list& targets);
     void on_task_edit_added(const QList<endpoint>& data);
     void on_task_edit_edited(const QString& ident, const endpoint& data);
+    // A quick action by its identifier, or "macro:<name>" for a macro.
+    void on_window_script_toolbar_action(const QString& uuid);
+    // A script widget's button: its action text, taken as above.
+    void on_window_script_toolbar_btn(const QString& action);
 
 signals:
     void stage_changed(const QString& text, int number, int total);
@@ -428,6 +441,13 @@ private:
     void run_autorun();
     // Quits a batch script run once the script and every flow have ended.
     void end_script_run_if_done();
+    // Handler thread: plays the macro an attachment names.
+    void on_event(const QString& name, const QStringList& args, const QString& action_type,
+        const QString& action_value) override;
+    // A quick action's built-in command, run here outside the interpreter's queue.
+    void run_toolbar_command(const scripting::cmd_id& command);
+    // Stages "Actions" and "Actions toolbar": the stored quick actions on the script toolbar.
+    void load_quick_actions();
 
     // Asks for a port of the type an Actions entry names, then changes it on the selection.
     void change_port_of_selection(const QString& entry);
@@ -510,7 +530,10 @@ private:
     std::unique_ptr<plugins::core_functions> m_core_functions;
     std::unique_ptr<sapi> m_sapi;
     std::unique_ptr<scripting::console> m_log_console; // batch mode's console
+    scripting::actions_db m_actions;
     scripting::autorun m_autorun;
+    event::handler m_events;
+    QAtomicInt m_event_messages = 0; // said by event actions, not yet shown on the main thread
     bool m_script_run = false; // quit when the script and the flows have ended
     QTimer m_script_watch;
     QMutex m_log_mutex; // serialises the user log; taken before the blackbox's own

@@ -106,4 +106,5 @@ void core::on_scanner_done(bool interrupted)
 void core::raise_event(const QString& name, const QStringList& args)
 {
     emit event_raised(name, args);
+    event::listener::raise_event(name, args);
 }

@@ -164,7 +164,9 @@ bool core::run_batch_script(const QString& path)
 
 void core::end_script_run_if_done()
 {
-    if (!m_script_run || flows_busy() || !m_processor->idle())
+    // An event of the fleet's end may start a macro: the run lasts until its lines have run.
+    if (!m_script_run || flows_busy() || !m_events.idle() || m_event_messages.loadAcquire() != 0
+        || !m_processor->idle())
         return;
     m_script_watch.stop();
     QCoreApplication::quit();

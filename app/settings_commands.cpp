@@ -31,9 +31,9 @@ public:
         t.insert(qint64(c::aliases), &aliases);
         t.insert(qint64(c::attach_event), &attach_event);
         t.insert(qint64(c::delete_variable), &delete_variable);
-        t.insert(qint64(c::detach_event), &events_unavailable);
+        t.insert(qint64(c::detach_event), &detach_event);
         t.insert(qint64(c::exit), &exit);
-        t.insert(qint64(c::list_attached_events), &events_unavailable);
+        t.insert(qint64(c::list_attached_events), &list_attached_events);
         t.insert(qint64(c::macro_delete), &macro_delete);
         t.insert(qint64(c::macro_list), &macro_list);
         t.insert(qint64(c::macro_show), &macro_show);
@@ -62,13 +62,39 @@ private:
             return x.error(tr("Event attachment command requires specifying a type of action"));
         if (x.call.params.firstKey().toLower() != QLatin1String("macro"))
             return x.error(tr("This event action is not supported"));
-        return events_unavailable(x);
+        const QString event = x.arg(0);
+        const QStringList args = x.call.args.mid(1);
+        x.c.events().attach(event, args, x.call.params.firstKey().toLower(), x.call.params.first());
+        if (!x.c.processor().echo_enabled())
+            return command_result::success();
+        x.output(tr("Event handler attached for %1").arg((QStringList { event } + args).join(QLatin1Char(' '))));
+        // With echo on the outcome is the failure one; scripts have come to rely on it.
+        return command_result::failure();
     }
 
-    // The events subsystem is built later; attaching, detaching and listing plug in here.
-    static command_result events_unavailable(command_context& x)
+    static command_result detach_event(command_context& x)
     {
-        return x.error(tr("Events are not available in this build"));
+        const QString event = x.arg(0);
+        const QStringList args = x.call.args.mid(1);
+        if (x.c.events().detach(event, args))
+            return command_result::success();
+        return x.error(tr("Failed to detach event %1 with arguments %2.")
+                           .arg(event, args.isEmpty() ? tr("<none>") : args.join(QLatin1Char(' '))));
+    }
+
+    static command_result list_attached_events(command_context& x)
+    {
+        const auto listing = x.c.events().attachments_by_event();
+        for (auto event = listing.cbegin(); event != listing.cend(); ++event) {
+            x.output(QStringLiteral("<span style='color: blue;'>%1</span>:").arg(event.key().toHtmlEscaped()));
+            for (auto args = event->cbegin(); args != event->cend(); ++args) {
+                const QString text = args.key().isEmpty() ? tr("<none>") : args.key();
+                x.output(QStringLiteral("<div style='margin-left: 20px; color: blue;'>%1</div>:").arg(text.toHtmlEscaped()));
+                for (const QString& action : *args)
+                    x.output(QStringLiteral("<div style='margin-left: 40px;'>%1</div>").arg(action.toHtmlEscaped()));
+            }
+        }
+        return command_result::success();
     }
 
     static command_result delete_variable(command_context& x)

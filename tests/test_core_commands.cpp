@@ -226,8 +226,6 @@ void test_core_commands::commands_data()
                                           << QStringList { "error: Event attachment command requires specifying a type of action" };
     QTest::newRow("event action unknown") << none << "events.attach tasks_done --script=x" << false << failure
                                           << QStringList { "error: This event action is not supported" };
-    QTest::newRow("events") << none << "events.list" << false << failure
-                            << QStringList { "error: Events are not available in this build" };
     QTest::newRow("menu unknown") << none << "display.menu.tools on" << false << failure
                                   << QStringList { "error: Unknown menu: tools" };
     QTest::newRow("menu, bad boolean") << none << "display.menu.actions maybe" << false << failure

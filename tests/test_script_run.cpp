@@ -93,6 +93,7 @@ private slots:
     void runs_end_data();
     void runs_end();
     void batch_quits_while_a_script_sleeps();
+    void macros_run_at_the_fleets_end();
 };
 
 void test_script_run::example_scripts_update_a_fleet()
@@ -203,6 +204,13 @@ void test_script_run::runs_end_data()
     QTest::newRow("with a task list, nothing launched")
         << QStringList { "--batch", "--script", "s.ovscript", "list.csv" } << "print $(task.list)\n" << 0
         << QStringList { "[ovscript]: 2" } << QStringList { "Launching" };
+    QTest::newRow("detaching what isn't attached")
+        << QStringList { "--batch", "--script", "s.ovscript" } << "events.detach tasks_done\n" << 0
+        << QStringList { "[ovscript]: Failed to detach event tasks_done with arguments <none>." } << QStringList {};
+    QTest::newRow("a missing macro at the fleet's end is named before the run ends")
+        << QStringList { "--batch", "--script", "s.ovscript", "list.csv" }
+        << "events.attach tasks_done --macro=nothing\ndevices.check fetch all\n" << 0
+        << QStringList { "[core]: -- all done --", "Specified macro nothing does not exists." } << QStringList {};
     QTest::newRow("a missing script") << QStringList { "--batch", "--script", "missing.ovscript" } << "" << 1
                                       << QStringList { "Unable to open script missing.ovscript: No such file or directory" }
                                       << QStringList {};
@@ -252,6 +260,33 @@ void test_script_run::batch_quits_while_a_script_sleeps()
     QVERIFY(app.output.contains("[core]: -- all done --"));
     QVERIFY(app.output.contains("[ovscript]: $ sleep 1m"));
     QVERIFY(!app.output.contains("[ovscript]: late"));
+}
+
+void test_script_run::macros_run_at_the_fleets_end()
+{
+    installation app;
+    // The autorun script attaches, the script of the command line runs the fleet.
+    app.autorun("setup.ovscript");
+    app.write("setup.ovscript",
+        "macro.record after\nprint after\nprint twice\nmacro.stop\n"
+        "events.attach tasks_done --macro=after\n");
+    app.write("s.ovscript",
+        "macro.record each\nprint a flow ended\nmacro.stop\n"
+        "events.attach task_done ${$task/0/ident} --macro=each\n"
+        "devices.check fetch all\nprint script done\n");
+    app.write("list.csv", QStringLiteral("127.0.0.7,%1,admin,\n127.0.0.8,%2,admin,\n").arg(fleet::closed_port()).arg(fleet::closed_port()));
+    QVERIFY2(app.run({ "--batch", "--script", "s.ovscript", "list.csv" }), qPrintable(app.output));
+    QCOMPARE(app.code, 0);
+    const QStringList lines = app.lines();
+    const int all_done = lines.indexOf("[core]: -- all done --");
+    QVERIFY2(all_done >= 0, qPrintable(app.output));
+    // Once, after the fleet's end, every line of the macro; the flow's own only for the ident named.
+    QCOMPARE(lines.count("[ovscript]: twice"), 1);
+    QVERIFY2(lines.indexOf("[ovscript]: twice") > all_done, qPrintable(app.output));
+    QVERIFY(lines.indexOf("[ovscript]: after") > all_done);
+    QVERIFY(lines.indexOf("[ovscript]: after") < lines.indexOf("[ovscript]: twice"));
+    QCOMPARE(lines.count("[ovscript]: a flow ended"), 1);
+    QVERIFY(lines.indexOf("[ovscript]: script done") > 0);
 }
 
 QTEST_GUILESS_MAIN(test_script_run)

@@ -112,6 +112,9 @@ void main_window::build_widgets()
     addToolBar(Qt::TopToolBarArea, m_toolbar);
     addToolBar(Qt::TopToolBarArea, m_fastbar);
     addToolBar(Qt::TopToolBarArea, m_scriptbar);
+    // The bar's buttons are quick actions whose data is their identifier.
+    connect(m_scriptbar, &QToolBar::actionTriggered, this,
+        [this](QAction* action) { emit script_toolbar_action(action->data().toString()); });
 
     auto* bar = new QStatusBar(this);
     bar->setObjectName(QStringLiteral("statusbar"));

@@ -940,10 +940,6 @@ Lower the start address to %2?</source>
             <translation>Это действие для события не поддерживается</translation>
         </message>
         <message>
-            <source>Events are not available in this build</source>
-            <translation>События недоступны в этой сборке</translation>
-        </message>
-        <message>
             <source>Variable %1 not found</source>
             <translation>Переменная %1 не найдена</translation>
         </message>
@@ -1143,6 +1139,58 @@ Lower the start address to %2?</source>
             <source>Devices in the report</source>
             <translation>Устройств в отчёте</translation>
         </message>
+        <message>
+            <source>Events</source>
+            <translation>События</translation>
+        </message>
+        <message>
+            <source>Specified macro %1 does not exists.</source>
+            <translation>Указанный макрос %1 не существует.</translation>
+        </message>
+        <message>
+            <source>Actions</source>
+            <translation>Действия</translation>
+        </message>
+        <message>
+            <source>Actions toolbar</source>
+            <translation>Панель действий</translation>
+        </message>
+        <message>
+            <source>Unknown quick action: %1</source>
+            <translation>Неизвестное быстрое действие: %1</translation>
+        </message>
+        <message>
+            <source>Unknown quick action mode %1 of %2</source>
+            <translation>Неизвестный режим %1 быстрого действия %2</translation>
+        </message>
+        <message>
+            <source>Executing command</source>
+            <translation>Выполнение команды</translation>
+        </message>
+        <message>
+            <source>Unable to clear the list: the queue is running</source>
+            <translation>Невозможно очистить список: очередь выполняется</translation>
+        </message>
+        <message>
+            <source>Executing "%1"</source>
+            <translation>Выполнение "%1"</translation>
+        </message>
+        <message>
+            <source>The command %1 can't run from the toolbar</source>
+            <translation>Команду %1 нельзя выполнить с панели инструментов</translation>
+        </message>
+        <message>
+            <source>Event handler attached for %1</source>
+            <translation>Обработчик события назначен для %1</translation>
+        </message>
+        <message>
+            <source>Failed to detach event %1 with arguments %2.</source>
+            <translation>Не удалось отсоединить событие %1 с аргументами %2.</translation>
+        </message>
+        <message>
+            <source>&lt;none&gt;</source>
+            <translation>&lt;нет&gt;</translation>
+        </message>
     </context>
     <context>
         <name>dynmenu::actions_menu</name>
@@ -1319,6 +1367,13 @@ Lower the start address to %2?</source>
         <message>
             <source>Unknown error %1</source>
             <translation>Неизвестная ошибка %1</translation>
+        </message>
+    </context>
+    <context>
+        <name>event::handler</name>
+        <message>
+            <source>args: "%1", type: "%2", value: "%3"</source>
+            <translation>аргументы: "%1", тип: "%2", значение: "%3"</translation>
         </message>
     </context>
     <context>
@@ -1901,6 +1956,17 @@ Lower the start address to %2?</source>
         <message>
             <source>Script is executing...</source>
             <translation>Сценарий выполняется...</translation>
+        </message>
+    </context>
+    <context>
+        <name>scripting::actions_db</name>
+        <message>
+            <source>-- end --</source>
+            <translation>-- конец --</translation>
+        </message>
+        <message>
+            <source>-- separator --</source>
+            <translation>-- разделитель --</translation>
         </message>
     </context>
     <context>

@@ -1,0 +1,218 @@
+// The event thread: which raised events fire which attachments (exact keys, no patterns), replacing and detaching,
+// listeners by name, and events posted from many threads while the handler is busy.
+#include "scripting/event_handler.h"
+#include "scripting/event_listener.h"
+
+#include <QtTest>
+
+#include <QMutex>
+#include <QSemaphore>
+#include <QThread>
+
+namespace
+{
+
+// Keeps what fired, as "name args | type value"; optionally held inside on_event until released.
+struct recording_listener : event::listener {
+    void on_event(
+        const QString& name, const QStringList& args, const QString& action_type, const QString& action_value) override
+    {
+        entered.release();
+        if (hold)
+            release.acquire();
+        QMutexLocker lock(&mutex);
+        fired << QStringLiteral("%1 | %2 %3").arg((QStringList { name } + args).join(' '), action_type, action_value);
+    }
+    QStringList seen()
+    {
+        QMutexLocker lock(&mutex);
+        return fired;
+    }
+    using event::listener::raise_event;
+
+    QMutex mutex;
+    QStringList fired;
+    bool hold = false;
+    QSemaphore entered;
+    QSemaphore release;
+};
+
+// Runs until every posted event has been looked at.
+bool drained(event::handler& h)
+{
+    return QTest::qWaitFor([&h] { return h.idle(); }, 5000);
+}
+
+} // namespace
+
+class test_events : public QObject
+{
+    Q_OBJECT
+private slots:
+    void keys_match_exactly_data();
+    void keys_match_exactly();
+    void second_attachment_replaces_the_first();
+    void detach_removes_only_its_key();
+    void listeners_by_name();
+    void busy_while_an_action_runs();
+    void events_from_many_threads();
+};
+
+void test_events::keys_match_exactly_data()
+{
+    QTest::addColumn<QString>("attached"); // event and arguments, blank separated
+    QTest::addColumn<QString>("raised");
+    QTest::addColumn<bool>("fires");
+    QTest::newRow("bare attachment, bare raise") << "scanner_done"
+                                                 << "scanner_done" << true;
+    QTest::newRow("bare attachment ignores the raise with a reason") << "scanner_done"
+                                                                     << "scanner_done manual" << false;
+    QTest::newRow("manual fires for a scan stopped by hand") << "scanner_done manual"
+                                                             << "scanner_done manual" << true;
+    QTest::newRow("manual ignores autostop") << "scanner_done manual"
+                                             << "scanner_done autostop" << false;
+    QTest::newRow("manual ignores the bare raise") << "scanner_done manual"
+                                                   << "scanner_done" << false;
+    QTest::newRow("task_done needs the ident") << "task_done"
+                                               << "task_done {6f1b0c4e-0000-4000-8000-000000000001}" << false;
+    QTest::newRow("task_done with the ident") << "task_done {6f1b0c4e-0000-4000-8000-000000000001}"
+                                              << "task_done {6f1b0c4e-0000-4000-8000-000000000001}" << true;
+    QTest::newRow("no patterns") << "scanner_.*"
+                                 << "scanner_done" << false;
+    QTest::newRow("names are case sensitive") << "Tasks_done"
+                                              << "tasks_done" << false;
+    QTest::newRow("a name nobody listens to") << "widget_changed w 1"
+                                              << "widget_changed w 1" << false;
+}
+
+void test_events::keys_match_exactly()
+{
+    QFETCH(QString, attached);
+    QFETCH(QString, raised);
+    QFETCH(bool, fires);
+    event::handler h;
+    recording_listener l;
+    l.attach_listener({ "scanner_done", "task_done", "tasks_done", "Tasks_done", "marker" }, &h);
+    const QStringList a = attached.split(' ');
+    h.attach(a.first(), a.mid(1), "macro", "m");
+    h.start();
+    const QStringList r = raised.split(' ');
+    l.raise_event(r.first(), r.mid(1));
+    // A bare event behind it tells when the one under test has been looked at.
+    h.attach("marker", {}, "macro", "marker");
+    l.raise_event("marker");
+    QTRY_COMPARE(l.seen().size() >= 1 && l.seen().last().endsWith("marker"), true);
+    QCOMPARE(l.seen().size(), fires ? 2 : 1);
+    if (fires)
+        QCOMPARE(l.seen().first(), QStringLiteral("%1 | macro m").arg(raised));
+}
+
+void test_events::second_attachment_replaces_the_first()
+{
+    event::handler h;
+    recording_listener l;
+    l.attach_listener({ "tasks_done" }, &h);
+    h.attach("tasks_done", {}, "macro", "first");
+    h.attach("tasks_done", {}, "macro", "second");
+    h.start();
+    l.raise_event("tasks_done");
+    QVERIFY(drained(h));
+    QCOMPARE(l.seen(), QStringList { "tasks_done | macro second" });
+}
+
+void test_events::detach_removes_only_its_key()
+{
+    event::handler h;
+    recording_listener l;
+    l.attach_listener({ "scanner_done" }, &h);
+    QVERIFY(!h.detach("scanner_done", {}));
+    h.attach("scanner_done", {}, "macro", "x");
+    h.attach("scanner_done", { "manual" }, "macro", "y");
+    QVERIFY(h.detach("scanner_done", {}));
+    QVERIFY(!h.detach("scanner_done", {}));
+    h.start();
+    l.raise_event("scanner_done");
+    l.raise_event("scanner_done", { "manual" });
+    QVERIFY(drained(h));
+    QCOMPARE(l.seen(), QStringList { "scanner_done manual | macro y" });
+}
+
+void test_events::listeners_by_name()
+{
+    event::handler h;
+    recording_listener first, second;
+    // The name is the first word of an entry; a later registration takes the name over.
+    first.attach_listener({ "scanner_done manual", "tasks_done" }, &h);
+    second.attach_listener({ "tasks_done" }, &h);
+    h.attach("scanner_done", {}, "macro", "a");
+    h.attach("tasks_done", {}, "macro", "b");
+    h.start();
+    // Either may raise: the listener registered under the name is called.
+    second.raise_event("scanner_done");
+    first.raise_event("tasks_done");
+    QVERIFY(drained(h));
+    QCOMPARE(first.seen(), QStringList { "scanner_done | macro a" });
+    QCOMPARE(second.seen(), QStringList { "tasks_done | macro b" });
+
+    // Not attached to a handler: raising does nothing and doesn't crash.
+    recording_listener alone;
+    alone.raise_event("tasks_done");
+    QVERIFY(drained(h));
+    QCOMPARE(second.seen().size(), 1);
+}
+
+void test_events::busy_while_an_action_runs()
+{
+    event::handler h;
+    recording_listener l;
+    l.hold = true;
+    l.attach_listener({ "tasks_done" }, &h);
+    h.attach("tasks_done", {}, "macro", "m");
+    // Posted before the thread runs: kept, not lost.
+    l.raise_event("tasks_done");
+    QVERIFY(!h.idle());
+    h.start();
+    QVERIFY(l.entered.tryAcquire(1, 5000));
+    // The queue is empty now, but the action still runs: a run must not end here.
+    QVERIFY(!h.idle());
+    l.release.release();
+    QVERIFY(drained(h));
+    QCOMPARE(l.seen().size(), 1);
+}
+
+void test_events::events_from_many_threads()
+{
+    event::handler h;
+    recording_listener l;
+    l.attach_listener({ "task_done" }, &h);
+    constexpr int threads = 4;
+    constexpr int per_thread = 200;
+    for (int t = 0; t < threads; ++t)
+        h.attach("task_done", { QString::number(t) }, "macro", QString::number(t));
+    h.start();
+    QList<QThread*> posters;
+    for (int t = 0; t < threads; ++t) {
+        posters << QThread::create([&l, t] {
+            for (int i = 0; i < per_thread; ++i)
+                l.raise_event("task_done", { QString::number(i % 2 ? t : t + threads) });
+        });
+        posters.last()->start();
+    }
+    // Attachments change while events are being handled.
+    for (int i = 0; i < 100; ++i) {
+        h.attach("task_done", { "spare" }, "macro", "s");
+        h.detach("task_done", { "spare" });
+    }
+    for (QThread* t : posters) {
+        QVERIFY(t->wait(10000));
+        delete t;
+    }
+    QVERIFY(drained(h));
+    // Only the odd rounds name an attached ident.
+    QCOMPARE(l.seen().size(), threads * per_thread / 2);
+    for (int t = 0; t < threads; ++t)
+        QCOMPARE(l.seen().count(QStringLiteral("task_done %1 | macro %1").arg(t)), per_thread / 2);
+}
+
+QTEST_GUILESS_MAIN(test_events)
+#include "test_events.moc"
