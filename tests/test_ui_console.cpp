@@ -18,6 +18,7 @@ struct console_fixture {
         , window(settings)
     {
         window.show();
+        QApplication::setActiveWindow(&window);
     }
 
     QLineEdit* input() const { return window.findChild<QLineEdit*>("input"); }
@@ -138,7 +139,12 @@ void test_ui_console::input_goes_out_with_its_language()
         console_fixture f;
         QSignalSpy sent(&f.window, &cmdline::input);
         f.type("print 1");
-        f.window.findChild<QRadioButton*>("r_lua")->click();
+        // Tab to the language, Right to the next one, and the input has the keys again.
+        f.input()->setFocus();
+        QTest::keyClick(f.input(), Qt::Key_Tab);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Right);
+        QVERIFY(f.window.findChild<QRadioButton*>("r_lua")->isChecked());
+        QTRY_COMPARE(QApplication::focusWidget(), f.input());
         f.type("print(2)");
         QCOMPARE(sent.count(), 2);
         QCOMPARE(sent[0][1].value<scripting::script_type>(), scripting::script_type::ovscript);

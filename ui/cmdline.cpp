@@ -48,9 +48,6 @@ cmdline::cmdline(QSettings& settings, QWidget* parent)
     m_ovscript->setObjectName(QStringLiteral("r_ovscript"));
     m_lua = new QRadioButton(this);
     m_lua->setObjectName(QStringLiteral("r_lua"));
-    // The language changes without leaving the keyboard.
-    m_ovscript->setShortcut(QKeySequence(QStringLiteral("Alt+O")));
-    m_lua->setShortcut(QKeySequence(QStringLiteral("Alt+L")));
 
     auto* central = new QWidget(this);
     auto* layout = new QVBoxLayout(central);
@@ -127,9 +124,6 @@ void cmdline::retranslate()
     setWindowTitle(tr("Command line"));
     m_ovscript->setText(tr("OVScript"));
     m_lua->setText(tr("Lua"));
-    m_ovscript->setToolTip(
-        tr("Lines go to the OVScript interpreter (%1)").arg(m_ovscript->shortcut().toString(QKeySequence::NativeText)));
-    m_lua->setToolTip(tr("Lines run as Lua code (%1)").arg(m_lua->shortcut().toString(QKeySequence::NativeText)));
     m_tool_bar->setWindowTitle(tr("Console"));
     act_load_script_file->setText(tr("Load script file..."));
     act_save_script_file->setText(tr("Save script file..."));
@@ -269,7 +263,7 @@ void cmdline::on_r_ovscript_toggled(bool checked)
     if (!checked)
         return;
     m_settings.setValue(script_type_key, uint(scripting::script_type::ovscript));
-    m_input->setFocus();
+    type_on();
 }
 
 void cmdline::on_r_lua_toggled(bool checked)
@@ -277,7 +271,13 @@ void cmdline::on_r_lua_toggled(bool checked)
     if (!checked)
         return;
     m_settings.setValue(script_type_key, uint(scripting::script_type::lua));
-    m_input->setFocus();
+    type_on();
+}
+
+void cmdline::type_on()
+{
+    // Queued: a button chosen by the arrow keys takes the focus once it has been toggled.
+    QMetaObject::invokeMethod(m_input, qOverload<>(&QWidget::setFocus), Qt::QueuedConnection);
 }
 
 void cmdline::on_act_load_script_file_triggered()

@@ -148,14 +148,6 @@
             <translation>Lua</translation>
         </message>
         <message>
-            <source>Lines go to the OVScript interpreter (%1)</source>
-            <translation>Строки выполняет интерпретатор OVScript (%1)</translation>
-        </message>
-        <message>
-            <source>Lines run as Lua code (%1)</source>
-            <translation>Строки выполняются как код Lua (%1)</translation>
-        </message>
-        <message>
             <source>Console</source>
             <translation>Консоль</translation>
         </message>
