@@ -35,3 +35,24 @@ start_simulators() {
     wait_ready "$work/svcsim.out"
     service_port=$(grep -o ' port=[0-9]*' "$work/svcsim.out" | head -1 | cut -d= -f2)
 }
+
+# start_program_on_display: the program from a folder of its own ($work/run), on a virtual
+# display of its own, talking to the service of start_simulators ($client_id, $client_key);
+# more settings lines come on standard input. Sets DISPLAY for xdotool.
+start_program_on_display() {
+    mkdir "$work/run"
+    cp "$build/app/orvane" "$work/run/"
+    {
+        printf '[General]\nusage_warning_accepted=true\n[Service]\nclient_id=%s\nclient_key=%s\naddress=127.0.0.1\nport=%s\n' \
+            "$client_id" "$client_key" "$service_port"
+        cat
+    } > "$work/run/ov.config"
+    local display=:$((90 + RANDOM % 100))
+    run_in_background Xvfb "$display" -screen 0 1100x700x24 > "$work/xvfb.log" 2>&1
+    export DISPLAY=$display XDG_RUNTIME_DIR=$work/xdg
+    mkdir -m 700 "$XDG_RUNTIME_DIR"
+    sleep 1
+    pushd "$work/run" > /dev/null
+    run_in_background ./orvane > "$work/orvane.log" 2>&1
+    popd > /dev/null
+}

@@ -37,29 +37,11 @@ cat > "$work/service.json" <<JSON
 JSON
 start_simulators devices.json service.json
 
-mkdir "$work/run"
-cp "$build/app/orvane" "$work/run/"
-cat > "$work/run/ov.config" <<INI
-[General]
-usage_warning_accepted=true
-[Service]
-client_id=$client_id
-client_key=$client_key
-address=127.0.0.1
-port=$service_port
+for i in 61 62 63 64; do echo "127.0.0.$i,34567,admin,"; done > "$work/devices.csv"
+start_program_on_display <<INI
 [Console]
 script_type=0
 INI
-for i in 61 62 63 64; do echo "127.0.0.$i,34567,admin,"; done > "$work/devices.csv"
-
-display=:$((90 + RANDOM % 100))
-run_in_background Xvfb "$display" -screen 0 1100x700x24 > "$work/xvfb.log" 2>&1
-export DISPLAY=$display XDG_RUNTIME_DIR=$work/xdg
-mkdir -m 700 "$XDG_RUNTIME_DIR"
-sleep 1
-cd "$work/run"
-run_in_background ./orvane > "$work/orvane.log" 2>&1
-cd "$root"
 
 find_window() {
     local found=""

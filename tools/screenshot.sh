@@ -29,29 +29,9 @@ cat > "$work/service.json" <<JSON
   "faults": { "file": { "delay_ms": 4000 } } }
 JSON
 start_simulators devices.json service.json
-port=$service_port
 
-mkdir "$work/run"
-cp "$build/app/orvane" "$work/run/"
-cat > "$work/run/ov.config" <<INI
-[General]
-usage_warning_accepted=true
-[Service]
-client_id=$client_id
-client_key=$client_key
-address=127.0.0.1
-port=$port
-INI
 { for i in 41 42 43 44 45; do echo "127.0.0.$i,34567,admin,"; done; echo "127.0.0.1,1,admin,"; } > "$work/devices.csv"
-
-display=:$((90 + RANDOM % 100))
-run_in_background Xvfb "$display" -screen 0 1100x700x24 > "$work/xvfb.log" 2>&1
-export DISPLAY=$display XDG_RUNTIME_DIR=$work/xdg
-mkdir -m 700 "$XDG_RUNTIME_DIR"
-sleep 1
-cd "$work/run"
-run_in_background ./orvane > "$work/orvane.log" 2>&1
-cd "$root"
+start_program_on_display < /dev/null
 
 window=""
 for _ in $(seq 50); do
