@@ -6,8 +6,7 @@
 #include "ui/cmdline.h"
 #include "ui/main_window.h"
 
-namespace
-{
+namespace {
 
 const QString geometry_key = QStringLiteral("Console/geometry");
 const QString state_key = QStringLiteral("Console/state");

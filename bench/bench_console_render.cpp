@@ -27,9 +27,7 @@ int main(int argc, char** argv)
     // What a long session shows: typed lines, the interpreter's output, errors.
     for (int i = 0; i < count; ++i) {
         switch (i % 3) {
-        case 0:
-            console.show_input(QStringLiteral("print line %1 of the session").arg(i));
-            break;
+        case 0: console.show_input(QStringLiteral("print line %1 of the session").arg(i)); break;
         case 1:
             console.append(
                 QStringLiteral("<div style='font-style: italic; color: green;'>line %1 of the session</div>").arg(i),

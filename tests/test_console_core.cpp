@@ -7,8 +7,7 @@
 #include <QtTest>
 #include <QtWidgets>
 
-namespace
-{
+namespace {
 
 struct console_core : fleet::fixture {
     console_core()

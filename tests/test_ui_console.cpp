@@ -9,8 +9,7 @@
 #include <QtTest>
 #include <QtWidgets>
 
-namespace
-{
+namespace {
 
 struct console_fixture {
     console_fixture()

@@ -105,15 +105,9 @@ void cmd_buffer_controller::run()
 {
     std::unique_ptr<text_animations::waiting> animator;
     switch (m_kind) {
-    case spinning:
-        animator = std::make_unique<text_animations::spinning>();
-        break;
-    case scanning:
-        animator = std::make_unique<text_animations::scanning>();
-        break;
-    default:
-        animator = std::make_unique<text_animations::waiting>();
-        break;
+    case spinning: animator = std::make_unique<text_animations::spinning>(); break;
+    case scanning: animator = std::make_unique<text_animations::scanning>(); break;
+    default: animator = std::make_unique<text_animations::waiting>(); break;
     }
     QMutexLocker lock(&m_mutex);
     while (!m_stopping) {

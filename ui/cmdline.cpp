@@ -23,8 +23,7 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
-namespace
-{
+namespace {
 
 const QString busy_input_style
     = QStringLiteral("QLineEdit { background: rgb(255, 255, 230); selection-background-color: rgb(100, 80, 50); }");
@@ -134,15 +133,9 @@ void cmdline::retranslate()
     else
         m_status->setText(tr("Ready"));
     switch (m_macro_state) {
-    case macro_none:
-        m_macro->clear();
-        break;
-    case macro_playing:
-        m_macro->setText(tr("Macro playback: %1").arg(m_macro_name));
-        break;
-    case macro_recording_on:
-        m_macro->setText(tr("Recording macro: %1").arg(m_macro_name));
-        break;
+    case macro_none: m_macro->clear(); break;
+    case macro_playing: m_macro->setText(tr("Macro playback: %1").arg(m_macro_name)); break;
+    case macro_recording_on: m_macro->setText(tr("Recording macro: %1").arg(m_macro_name)); break;
     }
 }
 
@@ -280,10 +273,15 @@ void cmdline::type_on()
     QMetaObject::invokeMethod(m_input, qOverload<>(&QWidget::setFocus), Qt::QueuedConnection);
 }
 
+QString cmdline::script_filter()
+{
+    return tr("%1 (*.script *.ovscript *.lua)").arg(tr("All scripts"));
+}
+
 void cmdline::on_act_load_script_file_triggered()
 {
     const QString file = QFileDialog::getOpenFileName(
-        this, tr("Select script file"), QString(), tr("%1 (*.script *.ovscript *.lua)").arg(tr("All scripts")));
+        this, tr("Select script file"), QString(), script_filter());
     if (!file.isEmpty())
         emit script_requested(file);
 }
@@ -303,7 +301,7 @@ QString cmdline::save_script(const QString& file) const
 void cmdline::on_act_save_script_file_triggered()
 {
     const QString file = QFileDialog::getSaveFileName(
-        this, tr("Save script file"), QString(), tr("%1 (*.script *.ovscript *.lua)").arg(tr("All scripts")));
+        this, tr("Save script file"), QString(), script_filter());
     if (file.isEmpty())
         return;
     const QString error = save_script(file);

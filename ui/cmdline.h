@@ -80,6 +80,8 @@ protected:
 private:
     void retranslate();
     void render();
+    // The file dialogs' filter of script files.
+    static QString script_filter();
     // The input gets the keys back after a change of language.
     void type_on();
     QAction* make_action(const char* name, const char* icon, const char* shortcut);

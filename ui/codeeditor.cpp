@@ -9,8 +9,7 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 
 constexpr int margin_padding = 4;
 constexpr int bold_weight = 75;
@@ -146,18 +145,11 @@ void codeeditor::keyPressEvent(QKeyEvent* event)
 {
     if (event->modifiers() & Qt::ControlModifier) {
         switch (event->key()) {
-        case Qt::Key_Slash:
-            toggle_comment();
-            return;
+        case Qt::Key_Slash: toggle_comment(); return;
         case Qt::Key_Equal:
-        case Qt::Key_Plus:
-            change_font_size(1);
-            return;
-        case Qt::Key_Minus:
-            change_font_size(-1);
-            return;
-        default:
-            break;
+        case Qt::Key_Plus: change_font_size(1); return;
+        case Qt::Key_Minus: change_font_size(-1); return;
+        default: break;
         }
     }
     QPlainTextEdit::keyPressEvent(event);

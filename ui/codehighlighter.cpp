@@ -1,7 +1,6 @@
 #include "ui/codehighlighter.h"
 
-namespace
-{
+namespace {
 
 QTextCharFormat coloured(Qt::GlobalColor colour, int weight = QFont::Normal)
 {
