@@ -89,8 +89,8 @@ void test_console_core::macro_state_and_playback()
     f.type("macro.record m");
     QTRY_COMPARE(label->text(), QString("Recording macro: m"));
     f.type("print recorded");
+    QTRY_VERIFY2(f.shown().contains("Macro> print recorded"), qPrintable(f.shown()));
     QTRY_VERIFY(f.idle());
-    QVERIFY2(f.shown().contains("Macro> print recorded"), qPrintable(f.shown()));
     f.type("macro.stop");
     QTRY_VERIFY(label->text().isEmpty());
     QTRY_VERIFY(f.idle());
