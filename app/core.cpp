@@ -15,6 +15,7 @@
 #include "tasks/sdk_type.h"
 #include "ui/about.h"
 #include "ui/apply_pack.h"
+#include "ui/cmdline.h"
 #include "ui/help.h"
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
@@ -167,11 +168,15 @@ core::~core()
     m_retired_workers.clear();
     // Windows go before the models they show, and the log pane before the history that feeds it.
     m_history.remove_listener(0);
+    save_console_geometry();
+    if (m_sapi && m_sapi->console() == m_cmdline.get())
+        m_sapi->set_console(nullptr);
     m_about.reset();
     m_apply_pack.reset();
     m_port_setup.reset();
     m_actions_menu.reset();
     m_options_menu.reset();
+    m_cmdline.reset();
     m_help.reset();
     m_task_edit.reset();
     m_problems.reset();

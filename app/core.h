@@ -47,6 +47,7 @@ class QTemporaryDir;
 class about;
 class apply_pack;
 class blackbox;
+class cmdline;
 class help;
 class lua_runtime;
 class main_model;
@@ -194,6 +195,8 @@ public:
 
     // The window family; null in batch mode.
     main_window* window() const { return m_window.get(); }
+    // The command console; null in batch mode.
+    cmdline* console_window() const { return m_cmdline.get(); }
     main_model* model() const { return m_model.get(); }
     problem_report* problem_list() const { return m_problems.get(); }
 
@@ -241,6 +244,7 @@ public slots:
     void on_window_selection_request(model_structures::selection_type type);
     void on_window_about();
     void on_window_help();
+    void on_window_cmdline();
     // A command clicked in the help: run at once, or offered in the console's input.
     void on_help_cmd_clicked(const QString& cmd, bool execute);
     void on_window_error_list();
@@ -283,6 +287,9 @@ private slots:
     void on_updater_new_update_available(const updater::update_info& info);
     void on_updater_downloaded();
     void on_updater_download_failed(const QString& text);
+    // A line typed in the console: OVScript to the interpreter, Lua to the runtime.
+    void on_cmdline_input(const QUuid& ident, scripting::script_type type, const QString& line);
+    void on_cmdline_script_requested(const QString& file);
     void on_lua_runtime_error(const QString& message);
     void on_lua_runtime_log(const QString& message);
     void on_plugin_loader_message(const QString& message);
@@ -339,6 +346,9 @@ private:
     void raise_open_file_limit(quint64 devices);
     // Builds the window, the table and their connections (stage "Interface").
     void build_interface();
+    // The console window, its place on the screen and the interpreter's state on it.
+    void build_console();
+    void save_console_geometry();
     void set_running_state(bool running);
 
     void dt_identify(const QString& ident);
@@ -502,6 +512,7 @@ private:
     std::unique_ptr<dynmenu::options_menu> m_options_menu;
     std::unique_ptr<about> m_about;
     std::unique_ptr<help> m_help;
+    std::unique_ptr<cmdline> m_cmdline;
     firmware_pack::pack_v3 m_cache;
     // Firmware checked against its identifier, one copy shared by every line that needs it.
     QHash<QString, QByteArray> m_checked_firmware;

@@ -60,6 +60,7 @@ void core::build_interface()
     connect(w, &main_window::copy_status, this, &core::on_window_copy_status);
     connect(w, &main_window::about, this, &core::on_window_about);
     connect(w, &main_window::help, this, &core::on_window_help);
+    connect(w, &main_window::cmdline, this, &core::on_window_cmdline);
     connect(w, &main_window::lang, this, &core::on_window_lang);
     connect(w, &main_window::option_menu_executed, this, &core::on_window_option_menu_executed);
     m_actions_menu = std::make_unique<dynmenu::actions_menu>(w->menu_actions());
@@ -90,6 +91,7 @@ void core::build_interface()
     m_task_edit = std::make_unique<task_edit>(w);
     connect(m_task_edit.get(), &task_edit::added, this, &core::on_task_edit_added);
     connect(m_task_edit.get(), &task_edit::edited, this, &core::on_task_edit_edited);
+    build_console();
     m_apply_pack = std::make_unique<apply_pack>(w);
     connect(m_apply_pack.get(), &apply_pack::pack_accepted, this, &core::on_apply_pack_accepted);
     m_port_setup = std::make_unique<port_setup>(w);

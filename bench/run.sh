@@ -5,7 +5,8 @@
 #           and the same uploads by bare stop-and-wait senders, one thread per device; then
 #           the window's longest main-thread stall with 1000 devices under Xvfb
 #   scan    a single discovery pass over 250 simulated devices (needs network namespaces)
-#   bench/run.sh [--profile] [upload|fleet|scan ...]     (default: all)
+#   console one re-render of a console holding 5000 lines, as each frame of a wait costs
+#   bench/run.sh [--profile] [upload|fleet|scan|console ...]     (default: all)
 # --profile adds to fleet where the program's CPU goes in a run of 200 devices.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,7 +19,7 @@ if [ "${1:-}" = --profile ]; then
     shift
 fi
 which=("$@")
-[ ${#which[@]} -gt 0 ] || which=(upload fleet scan)
+[ ${#which[@]} -gt 0 ] || which=(upload fleet scan console)
 
 upload() {
     local work pid
@@ -54,6 +55,10 @@ scan() {
     else
         echo "scan: no scan benchmark in this tree"
     fi
+}
+
+console() {
+    "$build/bench/bench_console_render" 5000
 }
 
 for b in "${which[@]}"; do

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 packages=(qtbase5-dev qtmultimedia5-dev libqt5multimedia5-plugins libqt5svg5 qttranslations5-l10n qttools5-dev qttools5-dev-tools
           liblua5.4-dev libssl-dev pkg-config cmake ninja-build g++ clang openssl
-          xvfb xauth fonts-dejavu-core xdotool imagemagick iproute2 python3
+          xvfb xauth fonts-dejavu-core xdotool xclip imagemagick iproute2 python3
           librsvg2-bin dpkg-dev lintian desktop-file-utils appstream man-db
           gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools)
 

@@ -36,8 +36,21 @@ start_simulators() {
     service_port=$(grep -o ' port=[0-9]*' "$work/svcsim.out" | head -1 | cut -d= -f2)
 }
 
+# prepare_run: the program in a folder of its own ($work/run), talking to the service of
+# start_simulators ($client_id, $client_key); more settings lines come on standard input.
+prepare_run() {
+    mkdir "$work/run"
+    cp "$build/app/orvane" "$work/run/"
+    {
+        printf '[General]\nusage_warning_accepted=true\n[Service]\nclient_id=%s\nclient_key=%s\naddress=127.0.0.1\nport=%s\n' \
+            "$client_id" "$client_key" "$service_port"
+        cat
+    } > "$work/run/ov.config"
+}
+
 # start_window <width>x<height>: a virtual X server of that size, and the program of
-# $work/run started in it; sets $window once the main window shows, at the top left.
+# $work/run started in it; sets $window once the main window shows, at the top left,
+# and DISPLAY for xdotool.
 start_window() {
     local display=:$((90 + RANDOM % 100))
     run_in_background Xvfb "$display" -screen 0 "$1x24" -nolisten tcp > "$work/xvfb.log" 2>&1

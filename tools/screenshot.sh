@@ -29,21 +29,9 @@ cat > "$work/service.json" <<JSON
   "faults": { "file": { "delay_ms": 4000 } } }
 JSON
 start_simulators devices.json service.json
-port=$service_port
 
-mkdir "$work/run"
-cp "$build/app/orvane" "$work/run/"
-cat > "$work/run/ov.config" <<INI
-[General]
-usage_warning_accepted=true
-[Service]
-client_id=$client_id
-client_key=$client_key
-address=127.0.0.1
-port=$port
-INI
 { for i in 41 42 43 44 45; do echo "127.0.0.$i,34567,admin,"; done; echo "127.0.0.1,1,admin,"; } > "$work/devices.csv"
-
+prepare_run < /dev/null
 start_window 1100x700
 xdotool windowfocus --sync "$window"
 sleep 1

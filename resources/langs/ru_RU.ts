@@ -134,6 +134,83 @@
         </message>
     </context>
     <context>
+        <name>cmdline</name>
+        <message>
+            <source>Command line</source>
+            <translation>Командная строка</translation>
+        </message>
+        <message>
+            <source>OVScript</source>
+            <translation>OVScript</translation>
+        </message>
+        <message>
+            <source>Lua</source>
+            <translation>Lua</translation>
+        </message>
+        <message>
+            <source>Console</source>
+            <translation>Консоль</translation>
+        </message>
+        <message>
+            <source>Load script file...</source>
+            <translation>Загрузить файл сценария...</translation>
+        </message>
+        <message>
+            <source>Save script file...</source>
+            <translation>Сохранить файл сценария...</translation>
+        </message>
+        <message>
+            <source>Copy output</source>
+            <translation>Копировать вывод</translation>
+        </message>
+        <message>
+            <source>Clear</source>
+            <translation>Очистить</translation>
+        </message>
+        <message>
+            <source>Executing: %1 / %2</source>
+            <translation>Выполняется: %1 / %2</translation>
+        </message>
+        <message>
+            <source>Ready</source>
+            <translation>Готово</translation>
+        </message>
+        <message>
+            <source>Macro playback: %1</source>
+            <translation>Воспроизведение макроса: %1</translation>
+        </message>
+        <message>
+            <source>Recording macro: %1</source>
+            <translation>Запись макроса: %1</translation>
+        </message>
+        <message>
+            <source>%1 (*.script *.ovscript *.lua)</source>
+            <translation>%1 (*.script *.ovscript *.lua)</translation>
+        </message>
+        <message>
+            <source>All scripts</source>
+            <translation>Все сценарии</translation>
+        </message>
+        <message>
+            <source>Select script file</source>
+            <translation>Выберите файл сценария</translation>
+        </message>
+        <message>
+            <source>Save script file</source>
+            <translation>Сохранение файла сценария</translation>
+        </message>
+        <message>
+            <source>Script saving error</source>
+            <translation>Ошибка сохранения сценария</translation>
+        </message>
+        <message>
+            <source>Unable to save script %1:
+%2</source>
+            <translation>Не удалось сохранить сценарий %1:
+%2</translation>
+        </message>
+    </context>
+    <context>
         <name>core</name>
         <message>
             <source>Version: %1, %2, capabilities: %3</source>
@@ -1191,6 +1268,10 @@ Lower the start address to %2?</source>
             <source>&lt;none&gt;</source>
             <translation>&lt;нет&gt;</translation>
         </message>
+        <message>
+            <source>Macro&gt;</source>
+            <translation>Макрос&gt;</translation>
+        </message>
     </context>
     <context>
         <name>dynmenu::actions_menu</name>
@@ -1344,6 +1425,21 @@ Lower the start address to %2?</source>
         <message>
             <source>Check the version after flashing</source>
             <translation>Проверять версию после прошивки</translation>
+        </message>
+    </context>
+    <context>
+        <name>edit_script</name>
+        <message>
+            <source>Script editing — %1</source>
+            <translation>Редактирование сценария — %1</translation>
+        </message>
+        <message>
+            <source>Script file:</source>
+            <translation>Файл сценария:</translation>
+        </message>
+        <message>
+            <source>Script:</source>
+            <translation>Сценарий:</translation>
         </message>
     </context>
     <context>

@@ -1,0 +1,435 @@
+// The command console: history rules, output forms, the animation during a wait, the language switch and
+// its setting, saving what was typed; the script editor's colours, margin and comment toggling.
+#include "ui/cmd_buffer_controller.h"
+#include "ui/cmdline.h"
+#include "ui/codeeditor.h"
+#include "ui/codehighlighter.h"
+#include "ui/edit_script.h"
+
+#include <QtTest>
+#include <QtWidgets>
+
+namespace {
+
+struct console_fixture {
+    console_fixture()
+        : settings(dir.filePath("ov.config"), QSettings::IniFormat)
+        , window(settings)
+    {
+        window.show();
+        QApplication::setActiveWindow(&window);
+    }
+
+    QLineEdit* input() const { return window.findChild<QLineEdit*>("input"); }
+    QTextEdit* output() const { return window.findChild<QTextEdit*>("output"); }
+    QLabel* status() const { return window.findChild<QLabel*>("status"); }
+
+    // Typed as keys when it can be; the test's keyboard knows only ASCII.
+    void type(const QString& line)
+    {
+        if (line.toLatin1() == line.toUtf8())
+            QTest::keyClicks(input(), line);
+        else
+            input()->setText(line);
+        QTest::keyClick(input(), Qt::Key_Return);
+    }
+
+    QTemporaryDir dir;
+    QSettings settings;
+    cmdline window;
+};
+
+// The format the highlighter gave the character at position of a one-line document.
+QTextCharFormat format_at(const QString& text, int position)
+{
+    QTextDocument doc;
+    codehighlighter highlighter(&doc);
+    doc.setPlainText(text);
+    highlighter.rehighlight();
+    for (const QTextLayout::FormatRange& r : doc.firstBlock().layout()->formats()) {
+        if (position >= r.start && position < r.start + r.length)
+            return r.format;
+    }
+    return QTextCharFormat();
+}
+
+} // namespace
+
+class test_ui_console : public QObject
+{
+    Q_OBJECT
+private slots:
+    void history_data();
+    void history();
+    void history_walk();
+    void input_goes_out_with_its_language();
+    void output_forms_data();
+    void output_forms();
+    void wait_animates_without_blocking();
+    void nested_waits_share_one_animation();
+    void status_and_macro_labels();
+    void save_and_clear();
+    void highlighting_data();
+    void highlighting();
+    void margin_markers_data();
+    void margin_markers();
+    void comment_toggling_data();
+    void comment_toggling();
+    void margin_and_zoom();
+    void edit_script_reports_its_text();
+};
+
+void test_ui_console::history_data()
+{
+    QTest::addColumn<QStringList>("typed");
+    QTest::addColumn<QStringList>("items");
+
+    QTest::newRow("empty input adds nothing") << QStringList { "", "a", "" } << QStringList { "a" };
+    QTest::newRow("a repeat of the last is one item") << QStringList { "a", "a" } << QStringList { "a" };
+    QTest::newRow("a repeat of an older one is kept") << QStringList { "a", "b", "a" } << QStringList { "a", "b", "a" };
+    QStringList many;
+    for (int i = 1; i <= 33; ++i)
+        many << QString("line %1").arg(i);
+    QTest::newRow("the 33rd drops the first") << many << QStringList(many.mid(1));
+}
+
+void test_ui_console::history()
+{
+    QFETCH(QStringList, typed);
+    QFETCH(QStringList, items);
+    console_fixture f;
+    QSignalSpy sent(&f.window, &cmdline::input);
+    for (const QString& line : typed)
+        f.type(line);
+    QCOMPARE(f.window.history().items(), items);
+    QCOMPARE(f.window.history().position(), items.size());
+    QCOMPARE(sent.count(), typed.size() - typed.count(QString()));
+    QVERIFY(f.input()->text().isEmpty());
+}
+
+void test_ui_console::history_walk()
+{
+    console_fixture f;
+    for (const char* line : { "one", "two", "three" })
+        f.type(line);
+    const auto key = [&](Qt::Key k) {
+        QTest::keyClick(f.input(), k);
+        return f.input()->text();
+    };
+    QCOMPARE(key(Qt::Key_Up), QString("three"));
+    QCOMPARE(key(Qt::Key_Up), QString("two"));
+    QCOMPARE(key(Qt::Key_Up), QString("one"));
+    QCOMPARE(key(Qt::Key_Up), QString("one")); // stays at the first
+    QCOMPARE(key(Qt::Key_Down), QString("two"));
+    QCOMPARE(key(Qt::Key_Down), QString("three"));
+    QCOMPARE(key(Qt::Key_Down), QString()); // past the last: a fresh line
+    QCOMPARE(key(Qt::Key_Down), QString());
+    // A new entry puts the walk back at the end.
+    key(Qt::Key_Up);
+    f.input()->clear();
+    f.type("four");
+    QCOMPARE(key(Qt::Key_Up), QString("four"));
+}
+
+void test_ui_console::input_goes_out_with_its_language()
+{
+    QUuid first;
+    {
+        console_fixture f;
+        QSignalSpy sent(&f.window, &cmdline::input);
+        f.type("print 1");
+        // Tab to the language, Right to the next one, and the input has the keys again.
+        f.input()->setFocus();
+        QTest::keyClick(f.input(), Qt::Key_Tab);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Right);
+        QVERIFY(f.window.findChild<QRadioButton*>("r_lua")->isChecked());
+        QTRY_COMPARE(QApplication::focusWidget(), f.input());
+        f.type("print(2)");
+        QCOMPARE(sent.count(), 2);
+        QCOMPARE(sent[0][1].value<scripting::script_type>(), scripting::script_type::ovscript);
+        QCOMPARE(sent[1][1].value<scripting::script_type>(), scripting::script_type::lua);
+        QCOMPARE(sent[1][2].toString(), QString("print(2)"));
+        // Each line is known by its ident, so an error that comes late names the right one.
+        first = sent[0][0].toUuid();
+        QVERIFY(first != sent[1][0].toUuid());
+        QCOMPARE(f.window.line_of(first), QString("print 1"));
+        QCOMPARE(f.window.line_of(sent[1][0].toUuid()), QString("print(2)"));
+        QCOMPARE(f.settings.value(cmdline::script_type_key).toUInt(), 1u);
+
+        // The choice survives the window.
+        cmdline again(f.settings);
+        QVERIFY(again.findChild<QRadioButton*>("r_lua")->isChecked());
+        QVERIFY(!again.findChild<QRadioButton*>("r_ovscript")->isChecked());
+        QVERIFY(again.line_of(first).isEmpty());
+    }
+}
+
+void test_ui_console::output_forms_data()
+{
+    QTest::addColumn<int>("form");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("html");
+    QTest::addColumn<QString>("plain");
+
+    QTest::newRow("typed line, escaped")
+        << 0 << "print <b>"
+        << "<div><span style='color: gray;'>$</span> <span style='font-weight: bold;'>print &lt;b&gt;</span></div>"
+        << "$ print <b>";
+    QTest::newRow("error, escaped") << 1 << "Unknown command: a<b"
+                                    << "<div style='color: red;'>Unknown command: a&lt;b</div>"
+                                    << "Unknown command: a<b";
+    QTest::newRow("html as it is") << 2 << "<div><i>x</i></div>"
+                                   << "<div><i>x</i></div>"
+                                   << "x";
+}
+
+void test_ui_console::output_forms()
+{
+    QFETCH(int, form);
+    QFETCH(QString, text);
+    QFETCH(QString, html);
+    QFETCH(QString, plain);
+    console_fixture f;
+    if (form == 0)
+        f.window.show_input(text);
+    else if (form == 1)
+        f.window.append_error(text, false);
+    else
+        f.window.append(text, false);
+    QCOMPARE(f.window.buffer().html(), html);
+    QTRY_COMPARE(f.output()->toPlainText(), plain);
+}
+
+void test_ui_console::wait_animates_without_blocking()
+{
+    console_fixture f;
+    f.window.append("<div>before</div>", false);
+    f.window.append("<div>dropped</div>", false);
+
+    // The main thread keeps serving timers while the command waits.
+    int ticks = 0;
+    QTimer tick;
+    tick.setInterval(10);
+    QObject::connect(&tick, &QTimer::timeout, [&] { ++ticks; });
+    tick.start();
+    QStringList seen;
+    QObject::connect(f.output(), &QTextEdit::textChanged, [&] { seen << f.output()->toPlainText(); });
+
+    QElapsedTimer clock;
+    clock.start();
+    f.window.wait([&] { return clock.elapsed() < 700; }, "Executing...", true, scripting::console::spinning);
+    tick.stop();
+
+    // Sleeping through the wait in steps of a frame would give a tick per frame at most.
+    QVERIFY2(ticks >= 15, qPrintable(QString::number(ticks)));
+    // Frames come from the spinner, one after another.
+    QSet<QString> frames;
+    for (const QString& text : seen) {
+        const int at = text.indexOf("Executing... ");
+        if (at >= 0)
+            frames << text.mid(at + 13, 1);
+    }
+    QVERIFY2(frames.size() >= 2, qPrintable(QStringList(frames.values()).join(",")));
+    QVERIFY(frames.subtract({ "/", "-", "\\", "|" }).isEmpty());
+    // replace_last took the last line away; the animated line goes once the wait is over.
+    QTRY_COMPARE(f.output()->toPlainText(), QString("before"));
+    QVERIFY(!f.window.buffer().isRunning());
+}
+
+void test_ui_console::nested_waits_share_one_animation()
+{
+    console_fixture f;
+    bool inner_done = false;
+    bool animating_after_inner = false;
+    QElapsedTimer clock;
+    clock.start();
+    QTimer::singleShot(50, [&] {
+        f.window.wait([&] { return clock.elapsed() < 300; }, "Inner...", false, scripting::console::waiting);
+        animating_after_inner = f.window.buffer().isRunning();
+        inner_done = true;
+    });
+    f.window.wait([&] { return clock.elapsed() < 5000 && (!inner_done || clock.elapsed() < 500); }, "Scanning...",
+        false, scripting::console::scanning);
+    QVERIFY(inner_done);
+    // The outer wait went on with its animation after the inner one ended.
+    QVERIFY(animating_after_inner);
+    QVERIFY(!f.window.buffer().isRunning());
+    QVERIFY(!f.window.buffer().html().contains("Scanning..."));
+}
+
+void test_ui_console::status_and_macro_labels()
+{
+    console_fixture f;
+    QCOMPARE(f.status()->text(), QString("Ready"));
+    f.window.status(QUuid::createUuid(), 2, 5, "devices.check fetch all");
+    QCOMPARE(f.status()->text(), QString("Executing: 2 / 5"));
+    QCOMPARE(f.window.findChild<QLabel*>("l_line")->text(), QString("devices.check fetch all"));
+    QVERIFY(f.input()->styleSheet().contains("rgb(255, 255, 230)"));
+    f.window.set_ready();
+    QCOMPARE(f.status()->text(), QString("Ready"));
+    QVERIFY(f.input()->styleSheet().isEmpty());
+    QVERIFY(f.window.findChild<QLabel*>("l_line")->text().isEmpty());
+
+    auto* macro = f.window.findChild<QLabel*>("l_macro");
+    f.window.macro_recording(true, "m");
+    QCOMPARE(macro->text(), QString("Recording macro: m"));
+    f.window.macro_recording(false, QString());
+    QVERIFY(macro->text().isEmpty());
+    f.window.macro_playback(true, "m");
+    QCOMPARE(macro->text(), QString("Macro playback: m"));
+    f.window.macro_playback(false, QString());
+    QVERIFY(macro->text().isEmpty());
+}
+
+void test_ui_console::save_and_clear()
+{
+    console_fixture f;
+    f.type("print привет");
+    f.type("");
+    f.type("a = 1");
+    f.window.append("<div>out</div>", false);
+    const QString file = f.dir.filePath("typed.ovscript");
+    QCOMPARE(f.window.save_script(file), QString());
+    QFile saved(file);
+    QVERIFY(saved.open(QIODevice::ReadOnly));
+    QCOMPARE(QString::fromUtf8(saved.readAll()), QString("print привет\na = 1\n"));
+    QVERIFY(!f.window.save_script(f.dir.filePath("no/such/folder/x.script")).isEmpty());
+
+    f.input()->setText("half typed");
+    f.window.findChild<QAction*>("act_clear")->trigger();
+    QVERIFY(f.input()->text().isEmpty());
+    QVERIFY(f.window.entered_lines().isEmpty());
+    QCOMPARE(f.window.buffer().line_count(), 0);
+    QTRY_VERIFY(f.output()->toPlainText().isEmpty());
+    // The history outlives a clear, as a shell's does.
+    QCOMPARE(f.window.history().items().size(), 2);
+}
+
+void test_ui_console::highlighting_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("position");
+    QTest::addColumn<QColor>("colour");
+    QTest::addColumn<bool>("bold");
+
+    QTest::newRow("comment") << "# comment" << 2 << QColor(Qt::darkGray) << false;
+    QTest::newRow("indented comment") << "   # x" << 4 << QColor(Qt::darkGray) << false;
+    QTest::newRow("assignment") << "a = 1" << 4 << QColor(Qt::darkCyan) << false;
+    QTest::newRow("command word") << "print x" << 0 << QColor(Qt::blue) << true;
+    QTest::newRow("argument unpainted") << "print x" << 6 << QColor() << false;
+    QTest::newRow("dotted command") << "devices.check fetch all" << 9 << QColor(Qt::blue) << true;
+    QTest::newRow("named parameter") << "play url --title='Gate A'" << 20 << QColor(Qt::darkGray) << false;
+    QTest::newRow("raw line") << "^anything here" << 5 << QColor(Qt::darkGreen) << false;
+    QTest::newRow("variable") << "print ${name}" << 8 << QColor(Qt::darkCyan) << false;
+}
+
+void test_ui_console::highlighting()
+{
+    QFETCH(QString, text);
+    QFETCH(int, position);
+    QFETCH(QColor, colour);
+    QFETCH(bool, bold);
+    const QTextCharFormat format = format_at(text, position);
+    if (colour.isValid())
+        QCOMPARE(format.foreground().color(), colour);
+    else
+        QVERIFY(!format.hasProperty(QTextFormat::ForegroundBrush));
+    QCOMPARE(format.fontWeight() == 75, bold);
+}
+
+void test_ui_console::margin_markers_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("marker");
+    QTest::newRow("record") << "macro.record m"
+                            << "🔴";
+    QTest::newRow("stop") << "macro.stop"
+                          << "🟩";
+    QTest::newRow("run") << "macro.run m"
+                         << "➡";
+    QTest::newRow("other macro command") << "macro.list"
+                                         << "";
+    QTest::newRow("plain line") << "print macro.record"
+                                << "";
+}
+
+void test_ui_console::margin_markers()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, marker);
+    QCOMPARE(codeeditor::marker(text), marker);
+}
+
+void test_ui_console::comment_toggling_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("to");
+    QTest::addColumn<QString>("after");
+
+    QTest::newRow("comments the selected lines") << "a\nb\nc" << 0 << 2 << "#a\n#b\nc";
+    QTest::newRow("the first line decides") << "#a\nb\n#c" << 0 << 6 << "a\nb\nc";
+    QTest::newRow("uncommented first comments all") << "a\n#b" << 0 << 3 << "#a\n##b";
+    QTest::newRow("a cursor is its line") << "x\ny" << 3 << 3 << "x\n#y";
+}
+
+void test_ui_console::comment_toggling()
+{
+    QFETCH(QString, before);
+    QFETCH(int, from);
+    QFETCH(int, to);
+    QFETCH(QString, after);
+    codeeditor editor;
+    editor.setPlainText(before);
+    QTextCursor cursor(editor.document());
+    cursor.setPosition(from);
+    cursor.setPosition(to, QTextCursor::KeepAnchor);
+    editor.setTextCursor(cursor);
+    QTest::keyClick(&editor, Qt::Key_Slash, Qt::ControlModifier);
+    QCOMPARE(editor.toPlainText(), after);
+    // One step to undo.
+    editor.undo();
+    QCOMPARE(editor.toPlainText(), before);
+}
+
+void test_ui_console::margin_and_zoom()
+{
+    codeeditor editor;
+    editor.setPlainText("1\n2\n3");
+    const int narrow = editor.margin_width();
+    editor.setPlainText(QString("x\n").repeated(120));
+    QVERIFY(editor.margin_width() > narrow);
+    QCOMPARE(editor.margin_font().weight(), 75);
+
+    const qreal size = editor.font().pointSizeF() > 0 ? editor.font().pointSizeF() : editor.font().pixelSize();
+    QTest::keyClick(&editor, Qt::Key_Equal, Qt::ControlModifier);
+    const qreal bigger = editor.font().pointSizeF() > 0 ? editor.font().pointSizeF() : editor.font().pixelSize();
+    QVERIFY(bigger > size);
+    QCOMPARE(editor.margin_font().pointSizeF(), editor.font().pointSizeF());
+    QTest::keyClick(&editor, Qt::Key_Minus, Qt::ControlModifier);
+    QTest::keyClick(&editor, Qt::Key_Minus, Qt::ControlModifier);
+    const qreal smaller = editor.font().pointSizeF() > 0 ? editor.font().pointSizeF() : editor.font().pixelSize();
+    QVERIFY(smaller < size);
+    // Zoom keys don't type.
+    QCOMPARE(editor.toPlainText(), QString("x\n").repeated(120));
+}
+
+void test_ui_console::edit_script_reports_its_text()
+{
+    edit_script dialog;
+    QSignalSpy done(&dialog, &edit_script::done);
+    dialog.edit("/tmp/scripts/start.ovscript", "print 1");
+    QCOMPARE(dialog.windowTitle(), QString("Script editing — start.ovscript"));
+    auto* editor = dialog.findChild<codeeditor*>("code_editor");
+    QVERIFY(editor);
+    editor->appendPlainText("print 2");
+    dialog.reject();
+    QCOMPARE(done.count(), 0);
+    dialog.accept();
+    QCOMPARE(done.count(), 1);
+    QCOMPARE(done[0][0].toString(), QString("/tmp/scripts/start.ovscript"));
+    QCOMPARE(done[0][1].toString(), QString("print 1\nprint 2"));
+}
+
+QTEST_MAIN(test_ui_console)
+#include "test_ui_console.moc"
