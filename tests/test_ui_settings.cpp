@@ -4,8 +4,10 @@
 #include "scripting/autorun.h"
 #include "tasks/manager.h"
 #include "tests/support/answer_modal.h"
+#include "ui/long_entry_tooltips.h"
 #include "ui/main_model.h"
 #include "ui/main_window.h"
+#include "ui/script_action.h"
 #include "ui/settings_window.h"
 
 #include <QtTest>
@@ -89,6 +91,12 @@ private slots:
     void edit_action_needs_one_row();
     void save_writes_the_stores_as_they_keep_them();
     void autorun_enable_button_follows_the_selection();
+    void action_editor_gives_what_its_mode_shows_data();
+    void action_editor_gives_what_its_mode_shows();
+    void autorun_entry_of_a_file_data();
+    void autorun_entry_of_a_file();
+    void tooltip_only_for_clipped_entries_data();
+    void tooltip_only_for_clipped_entries();
     void core_takes_the_settings_at_once();
 };
 
@@ -280,6 +288,106 @@ void test_ui_settings::autorun_enable_button_follows_the_selection()
     enable->click();
     QCOMPARE(enable->text(), QString("Disable"));
     QCOMPARE(table->model()->index(1, 1).data().toString(), QString("Yes"));
+}
+
+void test_ui_settings::action_editor_gives_what_its_mode_shows_data()
+{
+    QTest::addColumn<uint>("mode");
+    QTest::addColumn<QString>("value");
+    QTest::newRow("command") << 0u << "/16";
+    QTest::newRow("macro lines") << 1u << "print a\nprint b";
+    QTest::newRow("script file") << 2u << "/tmp/s.lua";
+    QTest::newRow("command not offered") << 0u << "";
+}
+
+void test_ui_settings::action_editor_gives_what_its_mode_shows()
+{
+    QFETCH(uint, mode);
+    QFETCH(QString, value);
+    QStandardItemModel commands;
+    for (const QString& command : { "/15", "/16", "/62" }) {
+        auto* item = new QStandardItem("name of " + command);
+        item->setData(command, Qt::UserRole);
+        commands.appendRow(item);
+    }
+    script_action editor;
+    editor.set_commands(&commands);
+    // A form left by an earlier action of another mode must not leak into this one.
+    editor.prepare("Edit action", "{old}", ":/icn/run", "Old", 1, "stale");
+    editor.prepare("Edit action", "{id}", ":/icn/clear", "Title", mode, value);
+    QSignalSpy done(&editor, &script_action::done);
+    editor.accept();
+    QCOMPARE(done.size(), 1);
+    QCOMPARE(done[0][0].toString(), QString("{id}"));
+    QCOMPARE(done[0][1].toString(), QString(":/icn/clear"));
+    QCOMPARE(done[0][2].toString(), QString("Title"));
+    QCOMPARE(done[0][3].toUInt(), mode);
+    QCOMPARE(done[0][4].toString(), value);
+}
+
+void test_ui_settings::autorun_entry_of_a_file_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("stored");
+    QTest::addColumn<bool>("lua");
+    QTest::newRow("in the folder, relative") << "%1/a.script"
+                                             << "a.script" << false;
+    QTest::newRow("lua by suffix, any case") << "%1/b.LUA"
+                                             << "b.LUA" << true;
+    QTest::newRow("a subfolder keeps its path") << "%1/sub/c.lua"
+                                                << "%1/sub/c.lua" << true;
+    QTest::newRow("elsewhere keeps its path") << "/tmp/d.ovscript"
+                                              << "/tmp/d.ovscript" << false;
+}
+
+void test_ui_settings::autorun_entry_of_a_file()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, stored);
+    QFETCH(bool, lua);
+    QTemporaryDir dir;
+    const scripting::autorun_entry e = settings::window::autorun_entry_for(file.arg(dir.path()), dir.path());
+    QCOMPARE(e.file, stored.arg(dir.path()));
+    QCOMPARE(e.type, lua);
+    QVERIFY(e.enabled);
+}
+
+void test_ui_settings::tooltip_only_for_clipped_entries_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("tip");
+    QTest::addColumn<bool>("shown");
+    QTest::newRow("clipped with a tip") << QString(200, 'w') << "the whole story" << true;
+    QTest::newRow("fits") << "w"
+                          << "the whole story" << false;
+    QTest::newRow("clipped without a tip") << QString(200, 'w') << "" << false;
+}
+
+void test_ui_settings::tooltip_only_for_clipped_entries()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, tip);
+    QFETCH(bool, shown);
+    QStandardItemModel model;
+    auto* item = new QStandardItem(text);
+    item->setToolTip(tip);
+    model.appendRow(item);
+    QListView view;
+    view.setModel(&model);
+    view.resize(120, 80);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    long_entry_tooltips filter;
+    filter.watch(&view);
+    QToolTip::hideText();
+
+    const QPoint on_item = view.visualRect(model.index(0, 0)).center();
+    QHelpEvent over(QEvent::ToolTip, on_item, view.viewport()->mapToGlobal(on_item));
+    QVERIFY(filter.eventFilter(view.viewport(), &over));
+    QCOMPARE(QToolTip::text(), shown ? tip : QString());
+    QHelpEvent outside(QEvent::ToolTip, { 5, 70 }, view.viewport()->mapToGlobal(QPoint(5, 70)));
+    QVERIFY(!filter.eventFilter(view.viewport(), &outside));
+    QToolTip::hideText();
 }
 
 void test_ui_settings::core_takes_the_settings_at_once()

@@ -5,6 +5,7 @@
 #include "tasks/file_filters.h"
 #include "ui/edit_script.h"
 #include "ui/help.h"
+#include "ui/long_entry_tooltips.h"
 #include "ui/script_action.h"
 #include "ui/settings_groups_model.h"
 #include "ui/settings_script_autorun_model.h"
@@ -143,6 +144,11 @@ window::window(QSettings* settings, scripting::actions_db* actions, scripting::a
     scripting_actions->setModel(&m_actions->layout_model());
     scripting_toolbar_layout->setModel(&m_actions->layout_model());
     scripting_toolbar_available->setModel(&m_actions->commands_model());
+
+    auto* tooltips = new long_entry_tooltips(this);
+    for (QAbstractItemView* view : std::initializer_list<QAbstractItemView*> {
+             scripting_actions, scripting_toolbar_available, scripting_toolbar_layout, script_autorun })
+        tooltips->watch(view);
 
     f_help_language->addItem(QString(), QString());
     f_help_language->addItem(QStringLiteral("English"), QStringLiteral("en_US"));
@@ -656,14 +662,17 @@ void window::on_script_autorun_add_btn_clicked()
     const QStringList files = QFileDialog::getOpenFileNames(this, tr("Select script files"), QString(),
         tasks::file_filters(
             { tasks::file_kind::all_scripts, tasks::file_kind::orvane_scripts, tasks::file_kind::lua_scripts }));
-    const QDir folder(m_application_folder);
-    for (const QString& file : files) {
-        const QFileInfo info(file);
-        const bool in_folder
-            = !m_application_folder.isEmpty() && QDir(info.absolutePath()).canonicalPath() == folder.canonicalPath();
-        m_autorun_model->add(
-            { in_folder ? info.fileName() : file, true, file.endsWith(QLatin1String(".lua"), Qt::CaseInsensitive) });
-    }
+    for (const QString& file : files)
+        m_autorun_model->add(autorun_entry_for(file, m_application_folder));
+}
+
+scripting::autorun_entry window::autorun_entry_for(const QString& file, const QString& application_folder)
+{
+    const QFileInfo info(file);
+    // Kept relative, the list follows a portable copy of the folder to another place.
+    const bool in_folder = !application_folder.isEmpty()
+        && QDir(info.absolutePath()).canonicalPath() == QDir(application_folder).canonicalPath();
+    return { in_folder ? info.fileName() : file, true, file.endsWith(QLatin1String(".lua"), Qt::CaseInsensitive) };
 }
 
 void window::on_script_autorun_edit_btn_clicked()

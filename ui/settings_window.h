@@ -1,5 +1,7 @@
 #pragma once
 
+#include "scripting/autorun.h"
+
 #include <QDialog>
 #include <QItemSelection>
 #include <QVariant>
@@ -53,6 +55,9 @@ public:
     void set_path_resolver(path_resolver resolve) { m_resolve = std::move(resolve); }
     // Writes the form, the stores and the groups of the pages, in that order.
     void save();
+    // The autorun entry of a chosen file: enabled, Lua by its suffix, and named relative to
+    // the application folder when it lies directly in it.
+    static scripting::autorun_entry autorun_entry_for(const QString& file, const QString& application_folder);
 
 signals:
     void applied();
