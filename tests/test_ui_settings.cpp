@@ -416,10 +416,10 @@ void test_ui_settings::core_takes_the_settings_at_once()
     w->findChild<QCheckBox*>("f_device_address_display")->setChecked(true);
     auto* available = w->findChild<QListView*>("scripting_toolbar_available");
     QVERIFY(available->model()->rowCount() > 0);
-    int row = 0;
-    while (available->model()->index(row, 0).data(Qt::UserRole).toString().isEmpty())
-        ++row;
-    available->setCurrentIndex(available->model()->index(row, 0));
+    const QModelIndexList clear
+        = available->model()->match(available->model()->index(0, 0), Qt::UserRole, "/16", 1, Qt::MatchExactly);
+    QCOMPARE(clear.size(), 1);
+    available->setCurrentIndex(clear.first());
     w->findChild<QPushButton*>("scripting_toolbar_add")->click();
     w->findChild<QDialogButtonBox*>("buttonBox")->button(QDialogButtonBox::Apply)->click();
 
@@ -427,13 +427,17 @@ void test_ui_settings::core_takes_the_settings_at_once()
     QCOMPARE(c.task_manager().limit(), 3u);
     QCOMPARE(c.model()->index(0, main_model::col_display).data().toString(), e.ep.short_form());
     QCOMPARE(c.window()->scriptbar()->actions().size(), 1);
+    QCOMPARE(c.settings().value("limit_concurrent_tasks").toUInt(), 3u);
 
     // Cancelled edits don't reach the file, and the toolbar follows the file again.
     w->findChild<QPushButton*>("scripting_toolbar_add")->click();
     QCOMPARE(c.window()->scriptbar()->actions().size(), 2);
     w->reject();
     QCOMPARE(c.window()->scriptbar()->actions().size(), 1);
-    QCOMPARE(c.settings().value("limit_concurrent_tasks").toUInt(), 3u);
+
+    // The stored button runs its command: the list of devices is cleared.
+    c.window()->scriptbar()->actions().first()->trigger();
+    QTRY_COMPARE(c.model()->rowCount(), 0);
 }
 
 QTEST_MAIN(test_ui_settings)

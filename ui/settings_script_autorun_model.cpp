@@ -77,6 +77,9 @@ QVariant settings_script_autorun_model::data(const QModelIndex& index, int role)
             return e.type ? tr("Lua") : tr("OVScript");
         }
     }
+    // The whole path, for a column too narrow to show it.
+    if (role == Qt::ToolTipRole && index.column() == 0)
+        return e.file;
     if (role == Qt::UserRole) {
         switch (index.column()) {
         case 0:
