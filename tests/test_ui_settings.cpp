@@ -108,6 +108,10 @@ void test_ui_settings::closing_without_saving_keeps_the_file()
     QCOMPARE(f.find<QComboBox>("f_firmware_pack_functionality")->currentText(), QString("xnet"));
     QVERIFY(!f.find<QCheckBox>("f_encrypt_passwords_on_export")->isChecked());
     QCOMPARE(f.find<QTableView>("script_autorun")->model()->rowCount(), 2);
+    // An action without a picture shows the question mark; a separator shows none.
+    const QAbstractItemModel* listed = f.find<QListView>("scripting_actions")->model();
+    QVERIFY(!qvariant_cast<QIcon>(listed->index(0, 0).data(Qt::DecorationRole)).isNull());
+    QVERIFY(!listed->index(1, 0).data(Qt::DecorationRole).isValid());
     const QVariantMap before = f.file_values();
 
     f.find<QSpinBox>("f_limit_concurrent_tasks")->setValue(2);
@@ -202,7 +206,7 @@ void test_ui_settings::edit_action_needs_one_row()
     f.w->show();
     auto* list = f.find<QListView>("scripting_actions");
     for (int row : rows)
-        list->selectionModel()->select(f.actions.layout_model().index(row), QItemSelectionModel::Select);
+        list->selectionModel()->select(list->model()->index(row, 0), QItemSelectionModel::Select);
     QAction* edit = nullptr;
     for (QAction* a : f.w->findChildren<QAction*>())
         edit = a->text() == "Edit action..." ? a : edit;

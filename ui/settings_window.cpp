@@ -23,6 +23,7 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QIdentityProxyModel>
 #include <QLabel>
 #include <QListView>
 #include <QMessageBox>
@@ -63,6 +64,32 @@ namespace
         QT_TRANSLATE_NOOP("settings::window", "Edit"),
         QT_TRANSLATE_NOOP("settings::window", "Run task"),
         QT_TRANSLATE_NOOP("settings::window", "Check updates"),
+    };
+
+    // The layout as the action list shows it: each action with its picture, the question mark
+    // when the picture can't be loaded.
+    class action_icons final : public QIdentityProxyModel
+    {
+    public:
+        action_icons(const scripting::actions_db& actions, QObject* parent)
+            : QIdentityProxyModel(parent)
+            , m_actions(actions)
+        {
+        }
+
+        QVariant data(const QModelIndex& index, int role) const override
+        {
+            if (role != Qt::DecorationRole)
+                return QIdentityProxyModel::data(index, role);
+            const QString identifier = index.data(scripting::actions_layout_model::identifier_role).toString();
+            if (!m_actions.contains(identifier))
+                return {};
+            const QString icon = m_actions.action(identifier).icon;
+            return QPixmap(icon).isNull() ? QIcon(QStringLiteral(":/svg/question")) : QIcon(icon);
+        }
+
+    private:
+        const scripting::actions_db& m_actions;
     };
 
     template <typename T> T* named(T* widget, const char* name)
@@ -141,7 +168,9 @@ window::window(QSettings* settings, scripting::actions_db* actions, scripting::a
     m_script_action->set_commands(&m_actions->commands_model());
     connect(m_script_action, &script_action::done, this, &window::w_script_action_done);
 
-    scripting_actions->setModel(&m_actions->layout_model());
+    auto* with_icons = new action_icons(*m_actions, this);
+    with_icons->setSourceModel(&m_actions->layout_model());
+    scripting_actions->setModel(with_icons);
     scripting_toolbar_layout->setModel(&m_actions->layout_model());
     scripting_toolbar_available->setModel(&m_actions->commands_model());
 
