@@ -116,6 +116,7 @@ void test_ui_settings::closing_without_saving_keeps_the_file()
 
     f.find<QSpinBox>("f_limit_concurrent_tasks")->setValue(2);
     f.find<QCheckBox>("f_device_address_display")->setChecked(false);
+    f.find<QComboBox>("f_behavior_click_status")->setCurrentIndex(0);
     f.find<QListView>("scripting_toolbar_layout")->setCurrentIndex(f.actions.layout_model().index(0));
     f.find<QPushButton>("scripting_toolbar_add_separator")->click();
     QCOMPARE(f.actions.layout().size(), 4);
@@ -134,6 +135,7 @@ void test_ui_settings::closing_without_saving_keeps_the_file()
     f.w->show();
     QCOMPARE(f.find<QSpinBox>("f_limit_concurrent_tasks")->value(), 7);
     QVERIFY(f.find<QCheckBox>("f_device_address_display")->isChecked());
+    QCOMPARE(f.find<QComboBox>("f_behavior_click_status")->currentIndex(), 3);
     QCOMPARE(f.actions.layout().size(), 3);
     QCOMPARE(f.find<QSlider>("s_scripting_toolbar_slider")->value(), 3);
 }

@@ -153,14 +153,7 @@ window::window(QSettings* settings, scripting::actions_db* actions, scripting::a
     script_autorun_selection_changed({}, {});
 
     fill_click_boxes();
-    m_settings->beginGroup(click_group);
-    o_behavior_click_common->setChecked(m_settings->value(QStringLiteral("common_settings"), true).toBool());
-    o_behavior_click_individual->setChecked(!o_behavior_click_common->isChecked());
-    f_behavior_click_row->setCurrentIndex(m_settings->value(QStringLiteral("row"), 0).toInt());
-    f_behavior_click_address->setCurrentIndex(m_settings->value(QStringLiteral("address"), 0).toInt());
-    f_behavior_click_status->setCurrentIndex(m_settings->value(QStringLiteral("status"), 0).toInt());
-    m_settings->endGroup();
-    on_o_behavior_click_common_toggled(o_behavior_click_common->isChecked());
+    load_click_group();
 
     m_edit_script = new edit_script(this);
     connect(m_edit_script, &edit_script::done, this, &window::w_edit_script_done);
@@ -484,6 +477,21 @@ void window::load()
     m_autorun->load(s);
     m_autorun_model->set_entries(m_autorun->entries());
     script_autorun_selection_changed({}, {});
+
+    // Not among what a showing must read, but a choice left unsaved mustn't outlive it either.
+    load_click_group();
+}
+
+void window::load_click_group()
+{
+    m_settings->beginGroup(click_group);
+    o_behavior_click_common->setChecked(m_settings->value(QStringLiteral("common_settings"), true).toBool());
+    o_behavior_click_individual->setChecked(!o_behavior_click_common->isChecked());
+    f_behavior_click_row->setCurrentIndex(m_settings->value(QStringLiteral("row"), 0).toInt());
+    f_behavior_click_address->setCurrentIndex(m_settings->value(QStringLiteral("address"), 0).toInt());
+    f_behavior_click_status->setCurrentIndex(m_settings->value(QStringLiteral("status"), 0).toInt());
+    m_settings->endGroup();
+    on_o_behavior_click_common_toggled(o_behavior_click_common->isChecked());
 }
 
 void window::save()

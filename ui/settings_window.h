@@ -100,6 +100,7 @@ private:
     void retranslate();
     void fill_click_boxes();
     void load();
+    void load_click_group();
     void apply_icon_scale(int value);
     // Opens the action editor for a layout row holding an action.
     void edit_action_at(int row);
