@@ -22,6 +22,7 @@
 #include "ui/main_window.h"
 #include "ui/port_setup.h"
 #include "ui/problem_report.h"
+#include "ui/settings_window.h"
 #include "ui/splash.h"
 #include "ui/task_edit.h"
 #include "ui/usage_warning.h"
@@ -179,6 +180,7 @@ core::~core()
     m_cmdline.reset();
     m_help.reset();
     m_task_edit.reset();
+    m_settings_window.reset();
     m_problems.reset();
     m_window.reset();
     m_filter.reset();

@@ -58,6 +58,9 @@ class problem_report;
 class sapi;
 class splash;
 class task_edit;
+namespace settings {
+class window;
+}
 namespace dynmenu {
 class actions_menu;
 class options_menu;
@@ -245,6 +248,10 @@ public slots:
     void on_window_about();
     void on_window_help();
     void on_window_cmdline();
+    void on_window_settings();
+    // The settings window stored its form: the core takes the new values at once.
+    void on_settings_accepted();
+    void on_settings_applied();
     // A command clicked in the help: run at once, or offered in the console's input.
     void on_help_cmd_clicked(const QString& cmd, bool execute);
     void on_window_error_list();
@@ -340,6 +347,10 @@ private:
     void add_problem(const client::queued_data& qd, const QString& text);
     // Whether a row of user text is refused because the task list couldn't hold it; logged.
     bool refused_as_row(const endpoint& ep);
+    // Builds the settings window and joins its results to the core.
+    void build_settings_window();
+    // The settings window stores its form; the core re-reads what it mirrors.
+    void take_settings();
     // The row's address text, short or full as the setting says.
     QString address_text(const endpoint& ep) const;
     // Makes the limit of open files fit this many devices at work at once; logs when it can't.
@@ -513,6 +524,7 @@ private:
     std::unique_ptr<about> m_about;
     std::unique_ptr<help> m_help;
     std::unique_ptr<cmdline> m_cmdline;
+    std::unique_ptr<settings::window> m_settings_window;
     firmware_pack::pack_v3 m_cache;
     // Firmware checked against its identifier, one copy shared by every line that needs it.
     QHash<QString, QByteArray> m_checked_firmware;

@@ -14,6 +14,7 @@
 #include "ui/main_window.h"
 #include "ui/port_setup.h"
 #include "ui/problem_report.h"
+#include "ui/settings_window.h"
 #include "ui/task_edit.h"
 
 #include <QApplication>
@@ -91,6 +92,7 @@ void core::build_interface()
     m_task_edit = std::make_unique<task_edit>(w);
     connect(m_task_edit.get(), &task_edit::added, this, &core::on_task_edit_added);
     connect(m_task_edit.get(), &task_edit::edited, this, &core::on_task_edit_edited);
+    build_settings_window();
     build_console();
     m_apply_pack = std::make_unique<apply_pack>(w);
     connect(m_apply_pack.get(), &apply_pack::pack_accepted, this, &core::on_apply_pack_accepted);

@@ -1898,6 +1898,13 @@ Lower the start address to %2?</source>
         </message>
     </context>
     <context>
+        <name>resource_viewer</name>
+        <message>
+            <source>Select resource</source>
+            <translation>Выбор ресурса</translation>
+        </message>
+    </context>
+    <context>
         <name>run_report</name>
         <message>
             <source>Device</source>
@@ -2052,6 +2059,69 @@ Lower the start address to %2?</source>
         <message>
             <source>Script is executing...</source>
             <translation>Сценарий выполняется...</translation>
+        </message>
+    </context>
+    <context>
+        <name>script_action</name>
+        <message>
+            <source>Select icon file</source>
+            <translation>Выбор файла значка</translation>
+        </message>
+        <message>
+            <source>%1 (*.gif *.png *.jpg *.ico *.bmp *.svg)</source>
+            <translation>%1 (*.gif *.png *.jpg *.ico *.bmp *.svg)</translation>
+        </message>
+        <message>
+            <source>All images</source>
+            <translation>Все изображения</translation>
+        </message>
+        <message>
+            <source>Select script file</source>
+            <translation>Выбор файла скрипта</translation>
+        </message>
+        <message>
+            <source>%1 (*.script *.ovscript *.lua)</source>
+            <translation>%1 (*.script *.ovscript *.lua)</translation>
+        </message>
+        <message>
+            <source>All scripts</source>
+            <translation>Все скрипты</translation>
+        </message>
+        <message>
+            <source>Title:</source>
+            <translation>Название:</translation>
+        </message>
+        <message>
+            <source>Icon:</source>
+            <translation>Значок:</translation>
+        </message>
+        <message>
+            <source>Resource...</source>
+            <translation>Ресурс...</translation>
+        </message>
+        <message>
+            <source>File...</source>
+            <translation>Файл...</translation>
+        </message>
+        <message>
+            <source>Copy UUID</source>
+            <translation>Копировать UUID</translation>
+        </message>
+        <message>
+            <source>Action</source>
+            <translation>Действие</translation>
+        </message>
+        <message>
+            <source>Macro</source>
+            <translation>Макрос</translation>
+        </message>
+        <message>
+            <source>Script</source>
+            <translation>Скрипт</translation>
+        </message>
+        <message>
+            <source>Select...</source>
+            <translation>Выбрать...</translation>
         </message>
     </context>
     <context>
@@ -2286,6 +2356,312 @@ Lower the start address to %2?</source>
         <message>
             <source>Device library %1 can't be used: %2</source>
             <translation>Библиотека устройств %1 недоступна: %2</translation>
+        </message>
+    </context>
+    <context>
+        <name>settings</name>
+        <message>
+            <source>Use hardware revisions:</source>
+            <translation>Учитывать ревизии оборудования:</translation>
+        </message>
+        <message>
+            <source>Firmware pack functionality:</source>
+            <translation>Функциональность пакетов прошивок:</translation>
+        </message>
+        <message>
+            <source>Device address display:</source>
+            <translation>Отображение адреса устройства:</translation>
+        </message>
+        <message>
+            <source>Show only IP-address</source>
+            <translation>Только IP-адрес</translation>
+        </message>
+        <message>
+            <source>Encrypt exported passwords:</source>
+            <translation>Шифровать экспортируемые пароли:</translation>
+        </message>
+        <message>
+            <source>Limit concurrent tasks:
+0 — no limit</source>
+            <translation>Одновременных задач не более:
+0 — без ограничения</translation>
+        </message>
+        <message>
+            <source>No limit</source>
+            <translation>Без ограничения</translation>
+        </message>
+        <message>
+            <source> task(s)</source>
+            <translation> задач(и)</translation>
+        </message>
+        <message>
+            <source>Functionality fallback</source>
+            <translation>Смена функциональности</translation>
+        </message>
+        <message>
+            <source>Functionality switch:</source>
+            <translation>Переключение функциональности:</translation>
+        </message>
+        <message>
+            <source>Never</source>
+            <translation>Никогда</translation>
+        </message>
+        <message>
+            <source>Ask once</source>
+            <translation>Спросить один раз</translation>
+        </message>
+        <message>
+            <source>Always ask</source>
+            <translation>Всегда спрашивать</translation>
+        </message>
+    </context>
+    <context>
+        <name>settings::window</name>
+        <message>
+            <source>None</source>
+            <translation>Ничего</translation>
+        </message>
+        <message>
+            <source>Edit</source>
+            <translation>Изменить</translation>
+        </message>
+        <message>
+            <source>Run task</source>
+            <translation>Запустить задачи</translation>
+        </message>
+        <message>
+            <source>Check updates</source>
+            <translation>Проверить обновления</translation>
+        </message>
+        <message>
+            <source>Settings</source>
+            <translation>Настройки</translation>
+        </message>
+        <message>
+            <source>Editing</source>
+            <translation>Правка</translation>
+        </message>
+        <message>
+            <source>Customize toolbar</source>
+            <translation>Панель инструментов</translation>
+        </message>
+        <message>
+            <source>New action...</source>
+            <translation>Новое действие...</translation>
+        </message>
+        <message>
+            <source>Edit action...</source>
+            <translation>Изменить действие...</translation>
+        </message>
+        <message>
+            <source>Delete action...</source>
+            <translation>Удалить действие...</translation>
+        </message>
+        <message>
+            <source>Icon size:</source>
+            <translation>Размер значков:</translation>
+        </message>
+        <message>
+            <source>Available commands:</source>
+            <translation>Доступные команды:</translation>
+        </message>
+        <message>
+            <source>Toolbar:</source>
+            <translation>Панель:</translation>
+        </message>
+        <message>
+            <source>Add</source>
+            <translation>Добавить</translation>
+        </message>
+        <message>
+            <source>Add separator</source>
+            <translation>Добавить разделитель</translation>
+        </message>
+        <message>
+            <source>Remove</source>
+            <translation>Убрать</translation>
+        </message>
+        <message>
+            <source>Move up</source>
+            <translation>Выше</translation>
+        </message>
+        <message>
+            <source>Move down</source>
+            <translation>Ниже</translation>
+        </message>
+        <message>
+            <source>Run these scripts at start-up</source>
+            <translation>Запускать эти скрипты при старте</translation>
+        </message>
+        <message>
+            <source>Add...</source>
+            <translation>Добавить...</translation>
+        </message>
+        <message>
+            <source>Edit...</source>
+            <translation>Изменить...</translation>
+        </message>
+        <message>
+            <source>Delete</source>
+            <translation>Удалить</translation>
+        </message>
+        <message>
+            <source>Up</source>
+            <translation>Выше</translation>
+        </message>
+        <message>
+            <source>Down</source>
+            <translation>Ниже</translation>
+        </message>
+        <message>
+            <source>Task double click</source>
+            <translation>Двойной щелчок по задаче</translation>
+        </message>
+        <message>
+            <source>Common</source>
+            <translation>Общий</translation>
+        </message>
+        <message>
+            <source>Individual</source>
+            <translation>Раздельный</translation>
+        </message>
+        <message>
+            <source>Row:</source>
+            <translation>Строка:</translation>
+        </message>
+        <message>
+            <source>Address:</source>
+            <translation>Адрес:</translation>
+        </message>
+        <message>
+            <source>Status:</source>
+            <translation>Состояние:</translation>
+        </message>
+        <message>
+            <source>Execute commands on click:</source>
+            <translation>Выполнять команды по щелчку:</translation>
+        </message>
+        <message>
+            <source>Help language:</source>
+            <translation>Язык справки:</translation>
+        </message>
+        <message>
+            <source>Default</source>
+            <translation>По умолчанию</translation>
+        </message>
+        <message>
+            <source>Add action</source>
+            <translation>Добавление действия</translation>
+        </message>
+        <message>
+            <source>Can't edit</source>
+            <translation>Правка невозможна</translation>
+        </message>
+        <message>
+            <source>Select action to edit.</source>
+            <translation>Выберите действие для правки.</translation>
+        </message>
+        <message>
+            <source>Select only one action before edit.</source>
+            <translation>Для правки выберите только одно действие.</translation>
+        </message>
+        <message>
+            <source>Edit action</source>
+            <translation>Правка действия</translation>
+        </message>
+        <message>
+            <source>Delete actions</source>
+            <translation>Удаление действий</translation>
+        </message>
+        <message>
+            <source>Nothing is selected</source>
+            <translation>Ничего не выбрано</translation>
+        </message>
+        <message>
+            <source>Delete this actions (%1)?</source>
+            <translation>Удалить эти действия (%1)?</translation>
+        </message>
+        <message>
+            <source>Disable</source>
+            <translation>Выключить</translation>
+        </message>
+        <message>
+            <source>Enable</source>
+            <translation>Включить</translation>
+        </message>
+        <message>
+            <source>Select script files</source>
+            <translation>Выбор файлов скриптов</translation>
+        </message>
+        <message>
+            <source>Access error</source>
+            <translation>Ошибка доступа</translation>
+        </message>
+        <message>
+            <source>Can't open the file "%1".</source>
+            <translation>Не удаётся открыть файл «%1».</translation>
+        </message>
+        <message>
+            <source>Deleting scripts</source>
+            <translation>Удаление скриптов</translation>
+        </message>
+        <message>
+            <source>Remove selected scripts?</source>
+            <translation>Убрать выбранные скрипты?</translation>
+        </message>
+    </context>
+    <context>
+        <name>settings_groups_model</name>
+        <message>
+            <source>General</source>
+            <translation>Общие</translation>
+        </message>
+        <message>
+            <source>Scripting</source>
+            <translation>Скрипты</translation>
+        </message>
+        <message>
+            <source>Autorun</source>
+            <translation>Автозапуск</translation>
+        </message>
+        <message>
+            <source>Behavior</source>
+            <translation>Поведение</translation>
+        </message>
+        <message>
+            <source>Help</source>
+            <translation>Справка</translation>
+        </message>
+    </context>
+    <context>
+        <name>settings_script_autorun_model</name>
+        <message>
+            <source>Yes</source>
+            <translation>Да</translation>
+        </message>
+        <message>
+            <source>No</source>
+            <translation>Нет</translation>
+        </message>
+        <message>
+            <source>Lua</source>
+            <translation>Lua</translation>
+        </message>
+        <message>
+            <source>OVScript</source>
+            <translation>OVScript</translation>
+        </message>
+        <message>
+            <source>Script</source>
+            <translation>Скрипт</translation>
+        </message>
+        <message>
+            <source>Enabled</source>
+            <translation>Включён</translation>
+        </message>
+        <message>
+            <source>Type</source>
+            <translation>Тип</translation>
         </message>
     </context>
     <context>

@@ -1,0 +1,450 @@
+// The settings window: what each showing reads, what saving writes, and the core taking it at once.
+#include "app/core.h"
+#include "scripting/actions_db.h"
+#include "scripting/autorun.h"
+#include "tasks/manager.h"
+#include "tests/support/answer_modal.h"
+#include "ui/long_entry_tooltips.h"
+#include "ui/main_model.h"
+#include "ui/main_window.h"
+#include "ui/script_action.h"
+#include "ui/settings_window.h"
+
+#include <QtTest>
+#include <QtWidgets>
+
+#include <memory>
+
+namespace
+{
+
+const QString stored_layout = QStringLiteral("[\"a\",\"\",\"b\"]");
+const QString stored_autorun = QStringLiteral("x.script;1;0;;/tmp/y.lua;0;1");
+
+void write_action(QSettings& s, const QString& key, const QString& title)
+{
+    s.setValue("QuickActions/Actions/" + key,
+        QString::fromUtf8(
+            QJsonDocument(QJsonObject { { "icon", "" }, { "title", title }, { "mode", 1 }, { "value", "print" } })
+                .toJson(QJsonDocument::Compact)));
+}
+
+// A settings file with a value off its default for every key the window shows, and the window over it.
+struct form {
+    form()
+        : settings(dir.filePath("ov.config"), QSettings::IniFormat)
+    {
+        settings.setValue("use_hardware_revisions", true);
+        settings.setValue("firmware_pack_functionality", "xnet");
+        settings.setValue("short_device_address_display", true);
+        settings.setValue("encrypt_passwords_on_export", false);
+        settings.setValue("limit_concurrent_tasks", 7);
+        settings.setValue("Help/execute_commands", true);
+        settings.setValue("Help/locale_override", "ru_RU");
+        settings.setValue("Behavior/taskclick/common_settings", false);
+        settings.setValue("Behavior/taskclick/status", 3);
+        settings.setValue("Autorun/enabled", true);
+        settings.setValue("Autorun/list", stored_autorun);
+        write_action(settings, "a", "First");
+        write_action(settings, "b", "Second");
+        settings.setValue("QuickActions/layout", stored_layout);
+        settings.sync();
+        w = std::make_unique<settings::window>(&settings, &actions, &autorun, dir.path());
+    }
+    template <typename T> T* find(const char* name) const
+    {
+        T* found = w->findChild<T*>(QLatin1String(name));
+        if (!found)
+            qFatal("no widget %s", name);
+        return found;
+    }
+    // Every key and value as the file holds them now.
+    QVariantMap file_values()
+    {
+        settings.sync();
+        QSettings file(settings.fileName(), QSettings::IniFormat);
+        QVariantMap values;
+        for (const QString& key : file.allKeys())
+            values.insert(key, file.value(key));
+        return values;
+    }
+
+    QTemporaryDir dir;
+    QSettings settings;
+    scripting::actions_db actions;
+    scripting::autorun autorun;
+    std::unique_ptr<settings::window> w;
+};
+
+} // namespace
+
+class test_ui_settings : public QObject
+{
+    Q_OBJECT
+private slots:
+    void closing_without_saving_keeps_the_file();
+    void limit_texts_data();
+    void limit_texts();
+    void help_language_data();
+    void help_language();
+    void edit_action_needs_one_row_data();
+    void edit_action_needs_one_row();
+    void save_writes_the_stores_as_they_keep_them();
+    void autorun_enable_button_follows_the_selection();
+    void action_editor_gives_what_its_mode_shows_data();
+    void action_editor_gives_what_its_mode_shows();
+    void autorun_entry_of_a_file_data();
+    void autorun_entry_of_a_file();
+    void tooltip_only_for_clipped_entries_data();
+    void tooltip_only_for_clipped_entries();
+    void core_takes_the_settings_at_once();
+};
+
+void test_ui_settings::closing_without_saving_keeps_the_file()
+{
+    form f;
+    f.w->show();
+    QCOMPARE(f.find<QSpinBox>("f_limit_concurrent_tasks")->value(), 7);
+    QCOMPARE(f.find<QComboBox>("f_firmware_pack_functionality")->currentText(), QString("xnet"));
+    QVERIFY(!f.find<QCheckBox>("f_encrypt_passwords_on_export")->isChecked());
+    QCOMPARE(f.find<QTableView>("script_autorun")->model()->rowCount(), 2);
+    // An action without a picture shows the question mark; a separator shows none.
+    const QAbstractItemModel* listed = f.find<QListView>("scripting_actions")->model();
+    QVERIFY(!qvariant_cast<QIcon>(listed->index(0, 0).data(Qt::DecorationRole)).isNull());
+    QVERIFY(!listed->index(1, 0).data(Qt::DecorationRole).isValid());
+    const QVariantMap before = f.file_values();
+
+    f.find<QSpinBox>("f_limit_concurrent_tasks")->setValue(2);
+    f.find<QCheckBox>("f_device_address_display")->setChecked(false);
+    f.find<QComboBox>("f_behavior_click_status")->setCurrentIndex(0);
+    f.find<QListView>("scripting_toolbar_layout")->setCurrentIndex(f.actions.layout_model().index(0));
+    f.find<QPushButton>("scripting_toolbar_add_separator")->click();
+    QCOMPARE(f.actions.layout().size(), 4);
+    auto* slider = f.find<QSlider>("s_scripting_toolbar_slider");
+    slider->setSliderDown(true); // as a drag does: only then is the move reported
+    slider->setSliderPosition(3);
+    slider->setSliderDown(false);
+    QCOMPARE(f.find<QListView>("scripting_actions")->iconSize(), QSize(48, 48));
+    QCOMPARE(f.find<QLabel>("l_icon_size")->text(), QString("48"));
+    f.w->reject();
+
+    QVariantMap expected = before;
+    expected.insert("QuickActions/icon_scale", "3");
+    QCOMPARE(f.file_values(), expected);
+
+    f.w->show();
+    QCOMPARE(f.find<QSpinBox>("f_limit_concurrent_tasks")->value(), 7);
+    QVERIFY(f.find<QCheckBox>("f_device_address_display")->isChecked());
+    QCOMPARE(f.find<QComboBox>("f_behavior_click_status")->currentIndex(), 3);
+    QCOMPARE(f.actions.layout().size(), 3);
+    QCOMPARE(f.find<QSlider>("s_scripting_toolbar_slider")->value(), 3);
+}
+
+void test_ui_settings::limit_texts_data()
+{
+    QTest::addColumn<int>("value");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("zero is no limit") << 0 << "No limit";
+    QTest::newRow("one with the suffix") << 1 << "1 task(s)";
+    QTest::newRow("the top of the range") << 100 << "100 task(s)";
+    QTest::newRow("above the range is held") << 500 << "100 task(s)";
+}
+
+void test_ui_settings::limit_texts()
+{
+    QFETCH(int, value);
+    QFETCH(QString, text);
+    form f;
+    f.settings.setValue("limit_concurrent_tasks", value);
+    f.w->show();
+    QCOMPARE(f.find<QSpinBox>("f_limit_concurrent_tasks")->text(), text);
+}
+
+void test_ui_settings::help_language_data()
+{
+    QTest::addColumn<QVariant>("stored");
+    QTest::addColumn<QString>("shown");
+    QTest::addColumn<QString>("saved");
+    QTest::newRow("empty stands on Default") << QVariant("") << "Default"
+                                             << "";
+    QTest::newRow("absent stands on Default") << QVariant() << "Default"
+                                              << "";
+    QTest::newRow("a known locale") << QVariant("en_US") << "English"
+                                    << "en_US";
+    QTest::newRow("an unknown locale falls to Default") << QVariant("de_DE") << "Default"
+                                                        << "";
+}
+
+void test_ui_settings::help_language()
+{
+    QFETCH(QVariant, stored);
+    QFETCH(QString, shown);
+    QFETCH(QString, saved);
+    form f;
+    if (stored.isValid())
+        f.settings.setValue("Help/locale_override", stored);
+    else
+        f.settings.remove("Help/locale_override");
+    f.w->show();
+    QCOMPARE(f.find<QComboBox>("f_help_language")->currentText(), shown);
+    f.w->save();
+    QCOMPARE(f.settings.value("Help/locale_override").toString(), saved);
+}
+
+void test_ui_settings::edit_action_needs_one_row_data()
+{
+    QTest::addColumn<QList<int>>("rows");
+    QTest::addColumn<QString>("warning");
+    QTest::newRow("none") << QList<int>() << "Select action to edit.";
+    QTest::newRow("two") << QList<int> { 0, 2 } << "Select only one action before edit.";
+    QTest::newRow("one") << QList<int> { 2 } << QString();
+}
+
+void test_ui_settings::edit_action_needs_one_row()
+{
+    QFETCH(QList<int>, rows);
+    QFETCH(QString, warning);
+    form f;
+    f.w->show();
+    auto* list = f.find<QListView>("scripting_actions");
+    for (int row : rows)
+        list->selectionModel()->select(list->model()->index(row, 0), QItemSelectionModel::Select);
+    QAction* edit = nullptr;
+    for (QAction* a : f.w->findChildren<QAction*>())
+        edit = a->text() == "Edit action..." ? a : edit;
+    QVERIFY(edit);
+
+    QString said;
+    QString title;
+    const auto watch = answer_modal([&](QWidget* modal) {
+        if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+            said = box->text();
+            title = box->windowTitle();
+        }
+        static_cast<QDialog*>(modal)->reject();
+    });
+    if (warning.isEmpty()) {
+        edit->trigger();
+        auto* editor = f.w->findChild<QDialog*>("script_action");
+        QTRY_VERIFY(editor->isVisible());
+        QCOMPARE(editor->windowTitle(), QString("Edit action"));
+        QCOMPARE(editor->findChild<QLineEdit*>("input_title")->text(), QString("Second"));
+        QVERIFY(editor->findChild<QRadioButton*>("r_macro")->isChecked());
+        QCOMPARE(editor->findChild<QPlainTextEdit*>("input_macro")->toPlainText(), QString("print"));
+        return;
+    }
+    edit->trigger();
+    QCOMPARE(said, warning);
+    QCOMPARE(title, QString("Can't edit"));
+    QVERIFY(!f.w->findChild<QDialog*>("script_action")->isVisible());
+}
+
+void test_ui_settings::save_writes_the_stores_as_they_keep_them()
+{
+    form f;
+    f.w->show();
+    f.w->save();
+    QSettings again(f.settings.fileName(), QSettings::IniFormat);
+    QCOMPARE(again.value("QuickActions/layout").toString(), stored_layout);
+    QCOMPARE(again.value("Autorun/list").toString(), stored_autorun);
+    QVERIFY(!again.contains("functionality_change_policy"));
+    QCOMPARE(again.value("Behavior/taskclick/status").toInt(), 3);
+    QCOMPARE(again.value("Behavior/taskclick/common_settings").toBool(), false);
+
+    // The end row neither moves nor goes; a separator goes in before it.
+    auto* layout = f.find<QListView>("scripting_toolbar_layout");
+    layout->setCurrentIndex(f.actions.layout_model().index(3));
+    f.find<QPushButton>("scripting_toolbar_move_up")->click();
+    f.find<QPushButton>("scripting_toolbar_remove")->click();
+    layout->clearSelection();
+    f.find<QPushButton>("scripting_toolbar_add_separator")->click();
+    layout->setCurrentIndex(f.actions.layout_model().index(0));
+    f.find<QPushButton>("scripting_toolbar_move_down")->click();
+    auto* table = f.find<QTableView>("script_autorun");
+    table->selectRow(1);
+    f.find<QPushButton>("script_autorun_up_btn")->click();
+    f.find<QPushButton>("script_autorun_enable_btn")->click();
+    f.w->save();
+    again.sync();
+    QCOMPARE(again.value("QuickActions/layout").toString(), QString("[\"\",\"a\",\"b\",\"\"]"));
+    QCOMPARE(again.value("Autorun/list").toString(), QString("/tmp/y.lua;1;1;;x.script;1;0"));
+
+    const auto watch
+        = answer_modal([](QWidget* modal) { static_cast<QMessageBox*>(modal)->button(QMessageBox::Yes)->click(); });
+    table->selectRow(0);
+    f.find<QPushButton>("script_autorun_delete_btn")->click();
+    f.w->save();
+    again.sync();
+    QCOMPARE(again.value("Autorun/list").toString(), QString("x.script;1;0"));
+}
+
+void test_ui_settings::autorun_enable_button_follows_the_selection()
+{
+    form f;
+    f.w->show();
+    auto* table = f.find<QTableView>("script_autorun");
+    auto* enable = f.find<QPushButton>("script_autorun_enable_btn");
+    QVERIFY(!enable->isEnabled());
+    table->selectRow(0);
+    QCOMPARE(enable->text(), QString("Disable"));
+    QVERIFY(!f.find<QPushButton>("script_autorun_up_btn")->isEnabled());
+    table->selectRow(1);
+    QCOMPARE(enable->text(), QString("Enable"));
+    QVERIFY(!f.find<QPushButton>("script_autorun_down_btn")->isEnabled());
+    enable->click();
+    QCOMPARE(enable->text(), QString("Disable"));
+    QCOMPARE(table->model()->index(1, 1).data().toString(), QString("Yes"));
+}
+
+void test_ui_settings::action_editor_gives_what_its_mode_shows_data()
+{
+    QTest::addColumn<uint>("mode");
+    QTest::addColumn<QString>("value");
+    QTest::newRow("command") << 0u << "/16";
+    QTest::newRow("macro lines") << 1u << "print a\nprint b";
+    QTest::newRow("script file") << 2u << "/tmp/s.lua";
+    QTest::newRow("command not offered") << 0u << "";
+}
+
+void test_ui_settings::action_editor_gives_what_its_mode_shows()
+{
+    QFETCH(uint, mode);
+    QFETCH(QString, value);
+    QStandardItemModel commands;
+    for (const QString& command : { "/15", "/16", "/62" }) {
+        auto* item = new QStandardItem("name of " + command);
+        item->setData(command, Qt::UserRole);
+        commands.appendRow(item);
+    }
+    script_action editor;
+    editor.set_commands(&commands);
+    // A form left by an earlier action of another mode must not leak into this one.
+    editor.prepare("Edit action", "{old}", ":/icn/run", "Old", 1, "stale");
+    editor.prepare("Edit action", "{id}", ":/icn/clear", "Title", mode, value);
+    QSignalSpy done(&editor, &script_action::done);
+    editor.accept();
+    QCOMPARE(done.size(), 1);
+    QCOMPARE(done[0][0].toString(), QString("{id}"));
+    QCOMPARE(done[0][1].toString(), QString(":/icn/clear"));
+    QCOMPARE(done[0][2].toString(), QString("Title"));
+    QCOMPARE(done[0][3].toUInt(), mode);
+    QCOMPARE(done[0][4].toString(), value);
+}
+
+void test_ui_settings::autorun_entry_of_a_file_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("stored");
+    QTest::addColumn<bool>("lua");
+    QTest::newRow("in the folder, relative") << "%1/a.script"
+                                             << "a.script" << false;
+    QTest::newRow("lua by suffix, any case") << "%1/b.LUA"
+                                             << "b.LUA" << true;
+    QTest::newRow("a subfolder keeps its path") << "%1/sub/c.lua"
+                                                << "%1/sub/c.lua" << true;
+    QTest::newRow("elsewhere keeps its path") << "/tmp/d.ovscript"
+                                              << "/tmp/d.ovscript" << false;
+}
+
+void test_ui_settings::autorun_entry_of_a_file()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, stored);
+    QFETCH(bool, lua);
+    QTemporaryDir dir;
+    const scripting::autorun_entry e = settings::window::autorun_entry_for(file.arg(dir.path()), dir.path());
+    QCOMPARE(e.file, stored.arg(dir.path()));
+    QCOMPARE(e.type, lua);
+    QVERIFY(e.enabled);
+}
+
+void test_ui_settings::tooltip_only_for_clipped_entries_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("tip");
+    QTest::addColumn<bool>("shown");
+    QTest::newRow("clipped with a tip") << QString(200, 'w') << "the whole story" << true;
+    QTest::newRow("fits") << "w"
+                          << "the whole story" << false;
+    QTest::newRow("clipped without a tip") << QString(200, 'w') << "" << false;
+}
+
+void test_ui_settings::tooltip_only_for_clipped_entries()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, tip);
+    QFETCH(bool, shown);
+    QStandardItemModel model;
+    auto* item = new QStandardItem(text);
+    item->setToolTip(tip);
+    model.appendRow(item);
+    QListView view;
+    view.setModel(&model);
+    view.resize(120, 80);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    long_entry_tooltips filter;
+    filter.watch(&view);
+    QToolTip::hideText();
+
+    const QPoint on_item = view.visualRect(model.index(0, 0)).center();
+    QHelpEvent over(QEvent::ToolTip, on_item, view.viewport()->mapToGlobal(on_item));
+    QVERIFY(filter.eventFilter(view.viewport(), &over));
+    QCOMPARE(QToolTip::text(), shown ? tip : QString());
+    QHelpEvent outside(QEvent::ToolTip, { 5, 70 }, view.viewport()->mapToGlobal(QPoint(5, 70)));
+    QVERIFY(!filter.eventFilter(view.viewport(), &outside));
+    QToolTip::hideText();
+}
+
+void test_ui_settings::core_takes_the_settings_at_once()
+{
+    QTemporaryDir dir;
+    {
+        QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
+        s.setValue("usage_warning_accepted", true);
+        s.setValue("Service/address", "127.0.0.1");
+        s.setValue("Service/port", 1);
+    }
+    core c(QString(), dir.path());
+    QVERIFY(c.operate(core::interactive, false));
+    task_element e;
+    e.ep.host = "127.0.0.9";
+    e.ep.port = 34567;
+    c.introduce(e);
+    QCOMPARE(c.limit_concurrent_tasks(), 0u);
+    QVERIFY(e.ep.short_form() != e.ep.long_form());
+    QCOMPARE(c.model()->index(0, main_model::col_display).data().toString(), e.ep.long_form());
+
+    emit c.window()->settings();
+    auto* w = c.window()->findChild<settings::window*>();
+    QVERIFY(w && w->isVisible());
+    w->findChild<QSpinBox*>("f_limit_concurrent_tasks")->setValue(3);
+    w->findChild<QCheckBox*>("f_device_address_display")->setChecked(true);
+    auto* available = w->findChild<QListView*>("scripting_toolbar_available");
+    QVERIFY(available->model()->rowCount() > 0);
+    const QModelIndexList clear
+        = available->model()->match(available->model()->index(0, 0), Qt::UserRole, "/16", 1, Qt::MatchExactly);
+    QCOMPARE(clear.size(), 1);
+    available->setCurrentIndex(clear.first());
+    w->findChild<QPushButton*>("scripting_toolbar_add")->click();
+    w->findChild<QDialogButtonBox*>("buttonBox")->button(QDialogButtonBox::Apply)->click();
+
+    QCOMPARE(c.limit_concurrent_tasks(), 3u);
+    QCOMPARE(c.task_manager().limit(), 3u);
+    QCOMPARE(c.model()->index(0, main_model::col_display).data().toString(), e.ep.short_form());
+    QCOMPARE(c.window()->scriptbar()->actions().size(), 1);
+    QCOMPARE(c.settings().value("limit_concurrent_tasks").toUInt(), 3u);
+
+    // Cancelled edits don't reach the file, and the toolbar follows the file again.
+    w->findChild<QPushButton*>("scripting_toolbar_add")->click();
+    QCOMPARE(c.window()->scriptbar()->actions().size(), 2);
+    w->reject();
+    QCOMPARE(c.window()->scriptbar()->actions().size(), 1);
+
+    // The stored button runs its command: the list of devices is cleared.
+    c.window()->scriptbar()->actions().first()->trigger();
+    QTRY_COMPARE(c.model()->rowCount(), 0);
+}
+
+QTEST_MAIN(test_ui_settings)
+#include "test_ui_settings.moc"
