@@ -226,7 +226,7 @@ bool core::run_toolbar_operation(
         error = m_widgets->add(name, args, params);
     else if (operation == QLatin1String("edit"))
         error = m_widgets->edit(name, args.value(0), params);
-    else
+    else // "delete": the sapi lets no other operation through
         error = m_widgets->remove(name, args.value(0));
     if (!error.isEmpty())
         m_sapi->sapi_error(error, false);

@@ -60,21 +60,6 @@ struct window_core : scripted
     }
 };
 
-void record(core& c, const QString& name, const QStringList& lines)
-{
-    scripting::macro_recorder& r = c.processor().recorder();
-    QVERIFY(r.start_recording(name));
-    for (const QString& line : lines)
-        QVERIFY(r.add_line(line));
-    QVERIFY(r.stop_recording());
-}
-
-// What the macros printed: the console lines that start "fired".
-QStringList fired(const scripted& f)
-{
-    return f.shown().filter(QRegularExpression("^fired"));
-}
-
 } // namespace
 
 class test_window_commands : public QObject
@@ -128,6 +113,8 @@ void test_window_commands::assign_addresses_asks()
         qPrintable(f.devices.error()));
     for (int i = 0; i < rows; ++i)
         f.add_row(f.devices.address(0).toString(), f.devices.port(0));
+    // The box the assignment macro reads its start from.
+    QVERIFY(f.run("display.toolbar.scripting add subnet2 --type=numeric --max=255 --value=250").ok);
     box_answers answering(answers);
     const scripting::command_result r = f.run("devices.assign_addresses 1 250");
     QCOMPARE(answering.texts, boxes);
@@ -135,6 +122,7 @@ void test_window_commands::assign_addresses_asks()
     QCOMPARE(f.shown(), error.isEmpty() ? QStringList {} : QStringList { "error: " + error });
     const QStringList addresses = f.assigned();
     QCOMPARE(addresses.size(), first.isEmpty() ? 0 : rows);
+    QCOMPARE(f.c->resolve_variable("widget/subnet2/value"), first.isEmpty() ? "250" : first.section('.', 3));
     if (!first.isEmpty()) {
         QCOMPARE(addresses.first(), first);
         QCOMPARE(addresses.last(), QStringLiteral("192.168.1.254"));
@@ -239,9 +227,9 @@ void test_window_commands::toolbar_widgets()
 void test_window_commands::user_changes_fire_widget_changed()
 {
     window_core f;
-    record(*f.c, "port", { "print fired port ${$widget/widget1/value}" });
-    record(*f.c, "mask", { "print fired mask" });
-    record(*f.c, "go", { "print fired go" });
+    record_macro(*f.c, "port", { "print fired port ${$widget/widget1/value}" });
+    record_macro(*f.c, "mask", { "print fired mask" });
+    record_macro(*f.c, "go", { "print fired go" });
     QVERIFY(f.run("display.toolbar.x add --type=numeric --label=Port --value=5 --min=1 --max=9").ok);
     QVERIFY(f.run("display.toolbar.x add mask --type=text").ok);
     QVERIFY(f.run("display.toolbar.x add go --type=button --label=Go --action=macro:go").ok);

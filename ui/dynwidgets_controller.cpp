@@ -76,6 +76,10 @@ QString controller::add(const QString& toolbar_name, const QStringList& args, co
     w.ident = ident;
     w.toolbar = bar;
     w.type = *type;
+    if (*type == numeric || *type == text) {
+        w.caption = new QLabel(bar);
+        w.actions << bar->addWidget(w.caption);
+    }
     switch (*type) {
     case label:
         w.widget = new QLabel(bar);
@@ -91,8 +95,6 @@ QString controller::add(const QString& toolbar_name, const QStringList& args, co
         break;
     }
     case numeric: {
-        w.caption = new QLabel(bar);
-        w.actions << bar->addWidget(w.caption);
         auto* spin = new QSpinBox(bar);
         spin->setRange(default_min, default_max);
         connect(spin, qOverload<int>(&QSpinBox::valueChanged), this,
@@ -101,8 +103,6 @@ QString controller::add(const QString& toolbar_name, const QStringList& args, co
         break;
     }
     case text: {
-        w.caption = new QLabel(bar);
-        w.actions << bar->addWidget(w.caption);
         auto* edit = new QLineEdit(bar);
         connect(edit, &QLineEdit::textEdited, this,
             [this, toolbar_name, ident](const QString& v) { changed(toolbar_name, ident, v); });
