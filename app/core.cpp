@@ -16,6 +16,7 @@
 #include "ui/about.h"
 #include "ui/apply_pack.h"
 #include "ui/cmdline.h"
+#include "ui/dynwidgets_controller.h"
 #include "ui/help.h"
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
@@ -177,6 +178,7 @@ core::~core()
     m_port_setup.reset();
     m_actions_menu.reset();
     m_options_menu.reset();
+    m_widgets.reset();
     m_cmdline.reset();
     m_help.reset();
     m_task_edit.reset();

@@ -65,6 +65,9 @@ namespace dynmenu {
 class actions_menu;
 class options_menu;
 }
+namespace dynwidgets {
+class controller;
+}
 
 // The switchboard: owns every subsystem, turns launches into flows and worker
 // reports into row states, and keeps the log the whole program shares.
@@ -200,6 +203,8 @@ public:
     main_window* window() const { return m_window.get(); }
     // The command console; null in batch mode.
     cmdline* console_window() const { return m_cmdline.get(); }
+    // The widgets that scripts put on toolbars; null in batch mode.
+    dynwidgets::controller* widgets() const { return m_widgets.get(); }
     main_model* model() const { return m_model.get(); }
     problem_report* problem_list() const { return m_problems.get(); }
 
@@ -467,6 +472,9 @@ private:
         const QString& action_value) override;
     // A quick action's built-in command, run here outside the interpreter's queue.
     void run_toolbar_command(const scripting::cmd_id& command);
+    // A widget operation of a script on a named toolbar ("show", "hide", "add", "edit", "delete").
+    bool run_toolbar_operation(
+        const QString& name, const QString& operation, const QStringList& args, const param_list& params);
     // Stages "Actions" and "Actions toolbar": the stored quick actions on the script toolbar.
     void load_quick_actions();
 
@@ -521,6 +529,7 @@ private:
     std::unique_ptr<port_setup> m_port_setup;
     std::unique_ptr<dynmenu::actions_menu> m_actions_menu;
     std::unique_ptr<dynmenu::options_menu> m_options_menu;
+    std::unique_ptr<dynwidgets::controller> m_widgets;
     std::unique_ptr<about> m_about;
     std::unique_ptr<help> m_help;
     std::unique_ptr<cmdline> m_cmdline;

@@ -10,6 +10,7 @@
 #include "scripting/lua_runtime.h"
 #include "scripting/sapi.h"
 #include "scripting/wait.h"
+#include "ui/dynwidgets_controller.h"
 #include "ui/videoplayer.h"
 
 #include <QCoreApplication>
@@ -61,7 +62,10 @@ void core::build_api()
     };
     // The player lives by itself and deletes itself when closed.
     f.play_video = [](const QUrl& url, const param_list& params) { (new videoplayer)->play(url, params); };
-    // Script widgets plug in here once they exist.
+    // Without windows there is nowhere to put widgets, and the sapi says so.
+    if (m_mode == interactive)
+        f.toolbar = [this](const QString& name, const QString& operation, const QStringList& args,
+                        const param_list& params) { return run_toolbar_operation(name, operation, args, params); };
     m_sapi = std::make_unique<sapi>(std::move(f), m_manager, *m_settings);
     m_sapi->set_lua(m_lua.get());
 }
@@ -208,4 +212,23 @@ void core::reload_settings()
     read_mirrors();
     for (const QString& ident : m_manager.lines())
         set_row_address(ident);
+}
+
+bool core::run_toolbar_operation(
+    const QString& name, const QString& operation, const QStringList& args, const param_list& params)
+{
+    if (!m_widgets)
+        return false;
+    QString error;
+    if (operation == QLatin1String("show") || operation == QLatin1String("hide"))
+        m_widgets->set_visible(name, operation == QLatin1String("show"));
+    else if (operation == QLatin1String("add"))
+        error = m_widgets->add(name, args, params);
+    else if (operation == QLatin1String("edit"))
+        error = m_widgets->edit(name, args.value(0), params);
+    else // "delete": the sapi lets no other operation through
+        error = m_widgets->remove(name, args.value(0));
+    if (!error.isEmpty())
+        m_sapi->sapi_error(error, false);
+    return error.isEmpty();
 }

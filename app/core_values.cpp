@@ -1,6 +1,8 @@
 // Program values that scripts read through ${$group/...}.
 #include "app/core.h"
 
+#include "ui/dynwidgets_controller.h"
+
 #include <QNetworkInterface>
 
 namespace {
@@ -96,6 +98,7 @@ std::optional<QString> core::resolve_variable(const QStringList& path) const
         }
         return std::nullopt;
     }
-    // widget/<ident>/<argument> and anything else: not known here.
+    if (group == QLatin1String("widget") && path.size() == 3 && m_widgets)
+        return m_widgets->value({}, what, path[2]);
     return std::nullopt;
 }

@@ -8,6 +8,7 @@
 #include "scripting/sapi.h"
 #include "ui/about.h"
 #include "ui/apply_pack.h"
+#include "ui/dynwidgets_controller.h"
 #include "ui/help.h"
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
@@ -75,6 +76,10 @@ void core::build_interface()
         [w](scripting::commands, const QVariantList& args, bool checked) {
             emit w->option_menu_executed(args.value(0).toString(), args.mid(1), checked);
         });
+    m_widgets = std::make_unique<dynwidgets::controller>(w);
+    // Only to raise widget_changed: the core serves that name's attachments.
+    m_widgets->attach_listener({}, &m_events);
+    connect(m_widgets.get(), &dynwidgets::controller::button_clicked, w, &main_window::script_toolbar_btn);
     connect(w, &main_window::error_list, this, &core::on_window_error_list);
     connect(w, &main_window::apply_pack, this, &core::on_window_apply_pack);
 

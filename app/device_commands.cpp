@@ -3,6 +3,7 @@
 #include "app/core.h"
 #include "app/fixed_names.h"
 #include "scripting/sapi.h"
+#include "ui/dynwidgets_controller.h"
 #include "ui/main_window.h"
 
 #include <QCoreApplication>
@@ -168,6 +169,10 @@ private:
             if (answer != QMessageBox::Yes)
                 return x.error(tr("Start address is out of range."));
             start = lowered;
+            // The assignment macro reads its range from this box; it shows what was used.
+            if (dynwidgets::controller* widgets = x.c.widgets())
+                widgets->edit(QStringLiteral("scripting"), QStringLiteral("subnet2"),
+                    { { QStringLiteral("value"), QString::number(start) } });
         }
         x.c.assign_addresses(int(third), int(start));
         return command_result::success();

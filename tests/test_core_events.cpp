@@ -10,21 +10,6 @@ namespace
 
 const QString failure = QStringLiteral("FIXME: dummy result");
 
-void record(core& c, const QString& name, const QStringList& lines)
-{
-    scripting::macro_recorder& r = c.processor().recorder();
-    QVERIFY(r.start_recording(name));
-    for (const QString& line : lines)
-        QVERIFY(r.add_line(line));
-    QVERIFY(r.stop_recording());
-}
-
-// What the macros printed: the console lines that start "fired".
-QStringList fired(const scripted& f)
-{
-    return f.shown().filter(QRegularExpression("^fired"));
-}
-
 } // namespace
 
 class test_core_events : public QObject
@@ -100,7 +85,7 @@ void test_core_events::scans_start_macros()
 {
     scripted f;
     for (const QString& name : QStringList { "bare", "manual", "autostop" })
-        record(*f.c, name, { "print fired " + name });
+        record_macro(*f.c, name, { "print fired " + name });
     for (const QString& a : QStringList { "scanner_done --macro=bare", "scanner_done manual --macro=manual",
              "scanner_done autostop --macro=autostop" })
         QVERIFY(f.s->run("events.attach " + a));
@@ -121,7 +106,7 @@ void test_core_events::a_missing_macro_is_named()
     QVERIFY(QMetaObject::invokeMethod(f.c.get(), "on_scanner_done", Q_ARG(bool, false)));
     QTRY_COMPARE(f.shown(), QStringList { "error: Specified macro later does not exists." });
     // Looked up when the event fires: recorded afterwards, it runs.
-    record(*f.c, "later", { "print fired later" });
+    record_macro(*f.c, "later", { "print fired later" });
     QVERIFY(QMetaObject::invokeMethod(f.c.get(), "on_scanner_done", Q_ARG(bool, false)));
     QTRY_COMPARE(fired(f), QStringList { "fired later" });
     // The fixture's session goes before the core: nothing may still report to it.
@@ -134,7 +119,7 @@ void test_core_events::the_fleets_end_starts_macros()
     // A row whose flow ends at once: nobody listens on its port.
     const QString ident = f.add_row("127.0.0.1", fleet::closed_port());
     for (const QString& name : QStringList { "bare", "flow", "fleet", "gone" })
-        record(*f.c, name, { "print fired " + name });
+        record_macro(*f.c, name, { "print fired " + name });
     // A bare task_done never fires: the raise carries the flow's ident.
     for (const QString& a : QStringList { "task_done --macro=bare", "task_done " + ident + " --macro=flow",
              "tasks_done --macro=gone", "tasks_done --macro=fleet" })

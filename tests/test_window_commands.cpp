@@ -1,10 +1,12 @@
 // Commands in the window: the address assignment asks where a batch run refuses, and the display commands
 // reach the table, the log pane and the menus; F1 and About open their dialogs, help links reach the console and
-// "play" opens a player.
+// "play" opens a player; script widgets stand on toolbars, a user's change fires widget_changed and a button
+// plays its macro.
 #include "app/caps.h"
 #include "scripting/sapi.h"
 #include "tests/support/script_session.h"
 #include "ui/about.h"
+#include "ui/dynwidgets_controller.h"
 #include "ui/help.h"
 #include "ui/main_window.h"
 #include "ui/videoplayer.h"
@@ -67,6 +69,9 @@ private slots:
     void assign_addresses_asks_data();
     void assign_addresses_asks();
     void display_commands_reach_the_window();
+    void toolbar_widgets_data();
+    void toolbar_widgets();
+    void user_changes_fire_widget_changed();
     void help_commands_reach_the_console();
     void play_opens_a_player_window();
     void about_names_the_build();
@@ -108,6 +113,8 @@ void test_window_commands::assign_addresses_asks()
         qPrintable(f.devices.error()));
     for (int i = 0; i < rows; ++i)
         f.add_row(f.devices.address(0).toString(), f.devices.port(0));
+    // The box the assignment macro reads its start from.
+    QVERIFY(f.run("display.toolbar.scripting add subnet2 --type=numeric --max=255 --value=250").ok);
     box_answers answering(answers);
     const scripting::command_result r = f.run("devices.assign_addresses 1 250");
     QCOMPARE(answering.texts, boxes);
@@ -115,6 +122,7 @@ void test_window_commands::assign_addresses_asks()
     QCOMPARE(f.shown(), error.isEmpty() ? QStringList {} : QStringList { "error: " + error });
     const QStringList addresses = f.assigned();
     QCOMPARE(addresses.size(), first.isEmpty() ? 0 : rows);
+    QCOMPARE(f.c->resolve_variable("widget/subnet2/value"), first.isEmpty() ? "250" : first.section('.', 3));
     if (!first.isEmpty()) {
         QCOMPARE(addresses.first(), first);
         QCOMPARE(addresses.last(), QStringLiteral("192.168.1.254"));
@@ -158,6 +166,102 @@ void test_window_commands::display_commands_reach_the_window()
     QCOMPARE(f.console.lines, QStringList { "<div style='font-style: italic; color: green;'>shown in the console</div>" });
     QVERIFY(f.run("display.console.font.mono yes").ok);
     QCOMPARE(f.console.fonts, QList<bool> { true });
+}
+
+void test_window_commands::toolbar_widgets_data()
+{
+    QTest::addColumn<QStringList>("setup");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QStringList>("shown");
+    QTest::addColumn<int>("widgets"); // in the group x afterwards
+
+    const QString add = "display.toolbar.x add w ";
+    QTest::newRow("an unknown type adds nothing")
+        << QStringList {} << add + "--type=slider" << false << QStringList { "error: Unknown widget type: slider" } << 0;
+    QTest::newRow("no type adds nothing") << QStringList {} << add + "--label=A" << false
+                                          << QStringList { "error: Missing widget type" } << 0;
+    QTest::newRow("one identifier per group")
+        << QStringList { add + "--type=label" } << add + "--type=button" << false
+        << QStringList { "error: Widget w already exists" } << 1;
+    QTest::newRow("groups are apart") << QStringList { "display.toolbar.y add w --type=label" }
+                                      << "display.toolbar.x edit w --label=A" << false
+                                      << QStringList { "error: Widget not found: w" } << 0;
+    QTest::newRow("delete needs an identifier")
+        << QStringList { add + "--type=label" } << "display.toolbar.x delete" << false
+        << QStringList { "error: Missing element identifier" } << 1;
+    QTest::newRow("an edit is clamped to the range")
+        << QStringList { add + "--type=numeric --value=5 --min=1 --max=9", "display.toolbar.x edit w --value=12" }
+        << "print [${$widget/w/value}]" << true << QStringList { "[9]" } << 1;
+    QTest::newRow("a text box keeps its value and label")
+        << QStringList { add + "--type=text --label=Mask --value=255.255.0.0" }
+        << "print ${$widget/w/label}=${$widget/w/value}" << true << QStringList { "Mask=255.255.0.0" } << 1;
+    QTest::newRow("delete takes the caption too")
+        << QStringList { add + "--type=separator", "display.toolbar.x add v --type=text --label=V" }
+        << "display.toolbar.x delete v" << true << QStringList {} << 1;
+}
+
+void test_window_commands::toolbar_widgets()
+{
+    QFETCH(QStringList, setup);
+    QFETCH(QString, line);
+    QFETCH(bool, ok);
+    QFETCH(QStringList, shown);
+    QFETCH(int, widgets);
+    window_core f;
+    for (const QString& l : setup)
+        QVERIFY2(f.run(l).ok, qPrintable(l));
+    QCOMPARE(f.run(line).ok, ok);
+    QCOMPARE(f.shown(), shown);
+    const QList<dynwidgets::controller::widget> group = f.c->widgets()->widgets("x");
+    QCOMPARE(group.size(), widgets);
+    // What stands on the toolbar is what the group holds: a delete took its widgets away.
+    if (QToolBar* bar = f.c->widgets()->existing_toolbar("x")) {
+        int actions = 0;
+        for (const dynwidgets::controller::widget& w : group)
+            actions += w.actions.size();
+        QCOMPARE(bar->actions().size(), actions);
+    }
+}
+
+void test_window_commands::user_changes_fire_widget_changed()
+{
+    window_core f;
+    record_macro(*f.c, "port", { "print fired port ${$widget/widget1/value}" });
+    record_macro(*f.c, "mask", { "print fired mask" });
+    record_macro(*f.c, "go", { "print fired go" });
+    QVERIFY(f.run("display.toolbar.x add --type=numeric --label=Port --value=5 --min=1 --max=9").ok);
+    QVERIFY(f.run("display.toolbar.x add mask --type=text").ok);
+    QVERIFY(f.run("display.toolbar.x add go --type=button --label=Go --action=macro:go").ok);
+    for (const char* a : { "widget1 7 --macro=port", "widget1 8 --macro=port", "mask ab --macro=mask" })
+        QVERIFY(f.s->run("events.attach widget_changed " + QString(a)));
+
+    QToolBar* bar = f.c->widgets()->existing_toolbar("x");
+    QVERIFY(bar && bar->isVisibleTo(f.c->window()));
+    const QList<QLabel*> labels = bar->findChildren<QLabel*>();
+    QVERIFY(!labels.isEmpty());
+    QCOMPARE(labels.first()->text(), QStringLiteral("Port"));
+    auto* spin = bar->findChild<QSpinBox*>();
+    QVERIFY(spin);
+    QCOMPARE((QList<int> { spin->value(), spin->minimum(), spin->maximum() }), (QList<int> { 5, 1, 9 }));
+
+    f.console.lines.clear();
+    spin->stepBy(2);
+    QTRY_COMPARE(fired(f), QStringList { "fired port 7" });
+    // A script setting the value is no change by the user.
+    QVERIFY(f.s->run("display.toolbar.x edit widget1 --value=8"));
+    QCOMPARE(spin->value(), 8);
+    QTest::keyClicks(bar->findChild<QLineEdit*>(), "ab");
+    // Changes go through the event thread, a button doesn't: one at a time keeps the order.
+    QTRY_COMPARE(fired(f), (QStringList { "fired port 7", "fired mask" }));
+    // The toolbar's own extension arrow is a tool button too.
+    for (QToolButton* button : bar->findChildren<QToolButton*>()) {
+        if (button->text() == "Go")
+            button->click();
+    }
+    QTRY_COMPARE(fired(f), (QStringList { "fired port 7", "fired mask", "fired go" }));
+    QTRY_VERIFY(f.c->events().idle() && f.c->processor().idle());
+    QCOMPARE(fired(f).size(), 3);
 }
 
 void test_window_commands::help_commands_reach_the_console()

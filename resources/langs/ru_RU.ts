@@ -1428,6 +1428,29 @@ Lower the start address to %2?</source>
         </message>
     </context>
     <context>
+        <name>dynwidgets::controller</name>
+        <message>
+            <source>Missing widget type</source>
+            <translation>Не указан тип элемента</translation>
+        </message>
+        <message>
+            <source>Unknown widget type: %1</source>
+            <translation>Неизвестный тип элемента: %1</translation>
+        </message>
+        <message>
+            <source>Widget %1 already exists</source>
+            <translation>Элемент %1 уже существует</translation>
+        </message>
+        <message>
+            <source>No window to hold the widget</source>
+            <translation>Нет окна для размещения элемента</translation>
+        </message>
+        <message>
+            <source>Widget not found: %1</source>
+            <translation>Элемент не найден: %1</translation>
+        </message>
+    </context>
+    <context>
         <name>edit_script</name>
         <message>
             <source>Script editing — %1</source>

@@ -9,6 +9,8 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QMutex>
+#include <QRegularExpression>
+#include <QTest>
 #include <QTimer>
 
 #include <functional>
@@ -90,3 +92,19 @@ struct scripted : fleet::fixture
     recording_console console;
     std::optional<session> s;
 };
+
+// Records a macro of these lines in the core's interpreter.
+inline void record_macro(core& c, const QString& name, const QStringList& lines)
+{
+    scripting::macro_recorder& r = c.processor().recorder();
+    QVERIFY(r.start_recording(name));
+    for (const QString& line : lines)
+        QVERIFY(r.add_line(line));
+    QVERIFY(r.stop_recording());
+}
+
+// What the macros printed: the console lines that start "fired".
+inline QStringList fired(const scripted& f)
+{
+    return f.shown().filter(QRegularExpression(QStringLiteral("^fired")));
+}
