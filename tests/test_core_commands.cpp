@@ -129,7 +129,7 @@ void test_core_commands::variables_reach_commands()
     session s(c);
     QVERIFY(s.run("print ${$env/task_limit} [${$widget/w/v}]"));
     QCOMPARE(s.last_args(), (QStringList { "7", "[]" }));
-    QCOMPARE(s.output, QStringList { "Variable not found: widget/w/v" });
+    QCOMPARE(s.output(), QStringList { "Variable not found: widget/w/v" });
     // The local address of a path with a target is found even where there is none to give.
     QVERIFY(c.resolve_variable({ "env", "local_ip", "127.0.0.1" }).has_value());
     QVERIFY(c.resolve_variable({ "env", "local_mac" }).has_value());

@@ -14,6 +14,7 @@
 #include <QTimer>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 // Runs lines through the core's interpreter and keeps the arguments each command was
@@ -23,14 +24,19 @@ struct session
     explicit session(core& c)
         : c(c)
     {
-        // Made after the core's own connection, so it runs once the core's slot has returned.
+        // Made after the core's own connection, so it runs once the core's slot has returned. The record is
+        // shared with the connections: a command the interpreter runs while this session goes away (a quit
+        // at the end of a batch run) must not write into it.
         QObject::connect(&c.processor(), &cmd_processor::command, &c,
-            [this](QUuid, uint, size_t, QString, scripting::cmd_id, QStringList args) {
-                QMutexLocker lock(&mutex);
-                resolved.append(args);
+            [r = records](QUuid, uint, size_t, QString, scripting::cmd_id, QStringList args) {
+                QMutexLocker lock(&r->mutex);
+                r->resolved.append(args);
             },
             Qt::DirectConnection);
-        QObject::connect(&c.processor(), &cmd_processor::output, &c, [this](const QString& m) { output.append(m); });
+        QObject::connect(&c.processor(), &cmd_processor::output, &c, [r = records](const QString& m) {
+            QMutexLocker lock(&r->mutex);
+            r->output.append(m);
+        });
         QObject::connect(&c.processor(), &cmd_processor::queue_stopped, &loop, &QEventLoop::quit);
         limit.setSingleShot(true);
         QObject::connect(&limit, &QTimer::timeout, &loop, [this] { loop.exit(1); });
@@ -45,18 +51,29 @@ struct session
         return stopped;
     }
 
-    QStringList last_args()
+    QStringList last_args() const
     {
-        QMutexLocker lock(&mutex);
-        return resolved.value(resolved.size() - 1);
+        QMutexLocker lock(&records->mutex);
+        return records->resolved.value(records->resolved.size() - 1);
     }
+    // The interpreter's messages so far.
+    QStringList output() const
+    {
+        QMutexLocker lock(&records->mutex);
+        return records->output;
+    }
+
+    struct record
+    {
+        QMutex mutex; // the command connection writes on the interpreter thread
+        QList<QStringList> resolved;
+        QStringList output;
+    };
 
     core& c;
     QEventLoop loop;
     QTimer limit;
-    QMutex mutex; // the direct connection writes on the interpreter thread
-    QList<QStringList> resolved;
-    QStringList output;
+    const std::shared_ptr<record> records = std::make_shared<record>();
 };
 
 // A core among simulated devices (when asked for) whose console keeps what scripts show.
@@ -76,6 +93,9 @@ struct scripted : fleet::fixture
         c->api().set_console(&console);
         s.emplace(*c);
     }
+    // The core goes first: its interpreter may still be running a command that writes to the console.
+    ~scripted() { end_run(); }
+    Q_DISABLE_COPY_MOVE(scripted)
 
     // The outcome of the line's last command; its messages are in shown().
     scripting::command_result run(const QString& line, int timeout_ms = 5000)

@@ -36,7 +36,16 @@ bool run_test(const QString& program, QStringList args, const QString& function,
     args << QCoreApplication::applicationFilePath() << (tag.isEmpty() ? function : function + QLatin1Char(':') + tag);
     const int code = run_to_end(program, args, output, timeout_ms, env);
     static const QRegularExpression totals(QStringLiteral("Totals: \\d+ passed, 0 failed, 0 skipped"));
-    return code == 0 && totals.match(*output).hasMatch();
+    if (code == 0 && totals.match(*output).hasMatch())
+        return true;
+    // QtTest cuts long messages short: the inner failures go first, so they are seen.
+    static const QRegularExpression failures(QStringLiteral("^(FAIL!|SKIP|QFATAL|\\s+Loc:).*$|^==\\d+==ERROR.*$"),
+        QRegularExpression::MultilineOption);
+    QStringList found;
+    for (auto it = failures.globalMatch(*output); it.hasNext();)
+        found << it.next().captured(0).left(600);
+    output->prepend(QStringLiteral("exit code %1; %2\n").arg(code).arg(found.join(QLatin1Char('\n'))));
+    return false;
 }
 
 } // namespace self_run
