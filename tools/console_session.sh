@@ -2,7 +2,7 @@
 # Types a session into the command console of the running program and checks what it shows:
 # a virtual X server, a fleet of simulated devices and a simulated update service on loopback,
 # all inside a network namespace of its own. A screenshot is taken while "devices.check fetch
-# all" waits, so the animated line can be seen.
+# all" waits, so the animated line can be seen, and one of a script widget the user changed.
 #   tools/console_session.sh [screenshot.png]    (default /tmp/orvane-console.png)
 # Exits non-zero, with the console's text, when a line's output is missing.
 set -euo pipefail
@@ -104,6 +104,24 @@ sleep 0.3
 say "print('lua says ' .. 6 * 7)" 1.5
 
 await_lines "Done" 2
+xdotool key Tab Left
+sleep 0.3
+
+# A script widget on its own toolbar, changed by the user: the attached macro runs once the
+# spin box reaches 7. In the default style at this size its up arrow sits at 661,37.
+say "macro.record port" 1.5
+say 'print fired port ${$widget/widget1/value}'
+say "macro.stop" 1.5
+say "display.toolbar.x add --type=numeric --label=Port --value=5 --min=1 --max=9" 1.5
+say "events.attach widget_changed widget1 7 --macro=port"
+for _ in 1 2; do
+    xdotool mousemove 661 37 click 1
+    sleep 0.3
+done
+xdotool windowfocus --sync "$console"
+await_lines "fired port 7" 1
+import -window root "${out%.png}-widget.png"
+echo "screenshot: ${out%.png}-widget.png"
 console_text > "$work/console.txt"
 
 expected=(
@@ -114,6 +132,7 @@ expected=(
     "Macro> print hi"
     "lua says 42"
     "Done"
+    "fired port 7"
 )
 missing=0
 for text in "${expected[@]}"; do
