@@ -58,23 +58,20 @@ void test_library_flows::update_through_the_library_data()
     QTest::addColumn<QByteArray>("mode");
     QTest::addColumn<QStringList>("statuses"); // from the download on
     QTest::addColumn<bool>("ok");
+    const auto row = [](const char* name, const QString& sdk, const QByteArray& mode, const QStringList& statuses,
+                         bool ok) { QTest::newRow(name) << sdk << mode << statuses << ok; };
 
     const QStringList uploaded = progress_to_the_end.mid(0, 6);
-    QTest::newRow("xcloud: init refused")
-        << "xcloud" << QByteArray("refuse_init") << QStringList { "Downloading update...", "System error" } << false;
-    QTest::newRow("xcloud: flashed") << "xcloud" << QByteArray("flash") << progress_to_the_end << true;
-    QTest::newRow("xnet: flashed") << "xnet" << QByteArray("flash") << progress_to_the_end << true;
-    QTest::newRow("xcloud: the device refuses the image")
-        << "xcloud" << QByteArray("fail_501") << QStringList(uploaded) + QStringList { "Failed to upgrade: Error 501" }
-        << false;
-    QTest::newRow("xnet: the device fails with a negative code")
-        << "xnet" << QByteArray("fail_negative") << QStringList(uploaded) + QStringList { "Failed to upgrade: Error 7" }
-        << false;
-    QTest::newRow("xnet: log-in refused") << "xnet" << QByteArray("refuse_login")
-                                          << QStringList { "Downloading update...", "Error 1: Ошибка входа" } << false;
-    QTest::newRow("xcloud: upgrade refused")
-        << "xcloud" << QByteArray("refuse_upgrade")
-        << QStringList { "Downloading update...", "Error 2: Ошибка запуска обновления" } << false;
+    row("xcloud: init refused", "xcloud", "refuse_init", { "Downloading update...", "System error" }, false);
+    row("xcloud: flashed", "xcloud", "flash", progress_to_the_end, true);
+    row("xnet: flashed", "xnet", "flash", progress_to_the_end, true);
+    row("xcloud: the device refuses the image", "xcloud", "fail_501",
+        QStringList(uploaded) + QStringList { "Failed to upgrade: Error 501" }, false);
+    row("xnet: the device fails with a negative code", "xnet", "fail_negative",
+        QStringList(uploaded) + QStringList { "Failed to upgrade: Error 7" }, false);
+    row("xnet: log-in refused", "xnet", "refuse_login", { "Downloading update...", "Error 1: Ошибка входа" }, false);
+    row("xcloud: upgrade refused", "xcloud", "refuse_upgrade",
+        { "Downloading update...", "Error 2: Ошибка запуска обновления" }, false);
 }
 
 void test_library_flows::update_through_the_library()
