@@ -189,14 +189,13 @@ void test_registration::mac_answers_data()
 void test_registration::mac_answers()
 {
     QFETCH(QJsonObject, fault);
-    QFETCH(bool, dated);
     QVERIFY(m_service.set_fault("rpc", fault));
     delivery::registration reg;
     reg.set_endpoint(endpoint_of(m_service));
     const delivery::register_mac_result r
         = reg.register_cloud_mac("SN7", 34567, "00:11:22:33:44:55", QHostAddress("10.1.2.3"));
     QTEST(r.result, "result");
-    QCOMPARE(r.date.isValid(), dated);
+    QTEST(r.date.isValid(), "dated");
     QTEST(r.operator_mac, "operator_mac");
     QTEST(r.operator_ip.toString(), "operator_ip");
     const QJsonArray sent = calls(m_service, cloud_mac);

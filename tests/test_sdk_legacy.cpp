@@ -90,14 +90,13 @@ void test_sdk_legacy::enqueue_sequences()
     QFETCH(bool, client);
     QFETCH(bool, login);
     QFETCH(bool, done);
-    QFETCH(QList<int>, expected);
     recording_backend w;
     QVERIFY(w.init("{id}", device()));
     QSignalSpy done_spy(&w, &sdk::prototype::done);
     QSignalSpy finished(&w, &QThread::finished);
     w.enqueue({ sdk::prototype::step_reboot, {} }, client, login, done);
     QVERIFY(!finished.isEmpty() || finished.wait(5000)); // a quick thread may end before the wait
-    QCOMPARE(w.ran, expected);
+    QTEST(w.ran, "expected");
     QCOMPARE(done_spy.count(), done ? 1 : 0);
     if (done)
         QCOMPARE(done_spy.first().first().toString(), QStringLiteral("{id}"));
@@ -149,8 +148,6 @@ void test_sdk_legacy::upload_progress()
 {
     QFETCH(int, size);
     QFETCH(QJsonObject, faults);
-    QFETCH(bool, sent_whole);
-    QFETCH(QString, after_sending);
     devsim_harness sim;
     QVERIFY2(sim.start(1, { { "reboot_ms", 300 }, { "upgrade_step_ms", 20 }, { "faults", faults } }),
         qPrintable(sim.error()));
@@ -180,8 +177,8 @@ void test_sdk_legacy::upload_progress()
     QCOMPARE(sending.first(), 0);
     for (int i = 1; i < sending.size(); ++i)
         QVERIFY2(sending[i] > sending[i - 1], qPrintable(QStringLiteral("%1 after %2").arg(sending[i]).arg(sending[i - 1])));
-    QCOMPARE(sending.last() == 100, sent_whole);
-    QCOMPARE(after.join(" | "), after_sending);
+    QTEST(sending.last() == 100, "sent_whole");
+    QTEST(after.join(" | "), "after_sending");
     if (after.endsWith("done")) {
         QCOMPARE(sim.state(0)["upgrade_size"].toDouble(), double(size));
         QCOMPARE(sim.state(0)["upgrade_md5"].toString(),
