@@ -1,6 +1,4 @@
-// The core behind the interpreter: the blocking slot, the ${$...} values, every built-in command as a script
-// sees it (messages, results, failure outcomes), the waits that keep the event loop running, and shutting down
-// while the interpreter waits on the core.
+// The core behind the interpreter: ${$...} values, the built-in commands as a script sees them, waits, shutdown.
 #include "app/core.h"
 #include "scripting/sapi.h"
 #include "tests/support/fleet_fixture.h"
@@ -146,103 +144,72 @@ void test_core_commands::commands_data()
     QTest::addColumn<QString>("result");
     QTest::addColumn<QStringList>("shown");
 
-    const QStringList none;
     const QStringList two_rows { "devices.add 10.0.0.1", "devices.add 10.0.0.2" };
-    QTest::newRow("print joins its arguments") << none << "print a   b" << true << "a b" << QStringList { "a b" };
-    QTest::newRow("a substitution shows only the result")
-        << two_rows << "print $(task.list)" << true << "2" << QStringList { "2" };
-    QTest::newRow("a condition is seen through its outcome")
-        << two_rows << "if(task.list) then(print yes) else(print no)" << true << "yes" << QStringList { "yes" };
-    QTest::newRow("a failed condition") << none << "if(vars.delete x) then(print yes) else(print no)" << true << "no"
-                                        << QStringList { "no" };
-    QTest::newRow("a failure's visible form") << none << "print $(vars.delete x)" << true << failure
-                                              << QStringList { failure };
-    QTest::newRow("task list") << QStringList { "devices.add 10.0.0.1" } << "task.list" << true << "1"
-                               << QStringList { "Total tasks: 1", "<ident0>" };
-    QTest::newRow("settings default") << none << "settings.get.Foo bar" << true << "" << QStringList { "Foo: bar" };
-    QTest::newRow("settings unknown") << none << "settings.get.Foo" << false << failure
-                                      << QStringList { "error: Unknown setting: Foo" };
-    QTest::newRow("settings stored") << QStringList { "settings.set.Foo \"a b\"" } << "settings.get.Foo bar" << true
-                                     << "" << QStringList { "Foo: a b" };
-    QTest::newRow("sleep reads its unit") << none << "sleep 500ms" << true << "0.5" << QStringList {};
-    QTest::newRow("sleep of nothing") << none << "sleep abc" << true << "0" << QStringList {};
-    QTest::newRow("unknown variable") << none << "vars.delete x" << false << failure
-                                      << QStringList { "error: Variable x not found" };
-    QTest::newRow("variable deleted") << QStringList { "x=1" } << "vars.delete x" << true << "x"
-                                      << QStringList { "Variable x deleted" };
-    QTest::newRow("vars hide the program's own")
-        << QStringList { "b=2", "__h=1", "a=1", "a=3" } << "vars --history" << true << ""
-        << QStringList { "a = \"3\"\nPrevious values:\n1", "b = \"2\"" };
-    QTest::newRow("vars all") << QStringList { "__h=1" } << "vars all" << true << "" << QStringList { "__h = \"1\"" };
-    QTest::newRow("aliases") << QStringList { "%ls task.list", "%__x version" } << "aliases" << true << ""
-                             << QStringList { "ls: task.list" };
-    QTest::newRow("alias removed after the command") << QStringList { "%ls task.list" } << "aliases.remove ls" << true
-                                                     << "ls" << QStringList { "Alias ls removed" };
-    QTest::newRow("alias not found") << none << "aliases.remove ls" << false << failure
-                                     << QStringList { "error: Alias ls not found" };
-    QTest::newRow("macros") << QStringList { "macro.record m", "print 1", "macro.stop" } << "macro.list" << true << ""
-                            << QStringList { "m" };
-    QTest::newRow("macro shown") << QStringList { "macro.record m", "print 1", "macro.stop" } << "macro.show m" << true
-                                 << "m" << QStringList { "print 1" };
-    QTest::newRow("macro missing") << none << "macro.show m" << false << failure
-                                   << QStringList { "error: No such recording" };
-    QTest::newRow("macro deleted") << QStringList { "macro.record m", "print 1", "macro.stop" } << "macro.delete m"
-                                   << true << "m" << QStringList { "Removed macro: m" };
-    QTest::newRow("macro delete forced") << none << "macro.delete m --force" << false << failure << QStringList {};
-    QTest::newRow("scan stop while none runs") << none << "devices.scan stop" << false << failure
-                                               << QStringList { "error: Already stopped" };
-    QTest::newRow("scan stop forced") << none << "devices.scan stop --force" << false << "" << QStringList {};
-    QTest::newRow("scan command unknown") << none << "devices.scan Later" << false << failure
-                                          << QStringList { "error: Unknown search command: Later" };
-    QTest::newRow("clear returns the count") << two_rows << "devices.clear" << true << "2" << QStringList {};
-    QTest::newRow("limit") << none << "task.limit 3" << true << "3" << QStringList {};
-    QTest::newRow("limit unreadable") << none << "task.limit three" << false << failure
-                                      << QStringList { "error: Unsupported value: three" };
-    QTest::newRow("version") << none << "version" << true << "0.5, build #1964" << QStringList { "0.5, build #1964" };
-    QTest::newRow("beep in pairs") << none << "notify.beep 1kHz 100ms 500Hz" << false << failure
-                                   << QStringList { "error: Sound queue should be set in pairs." };
-    QTest::newRow("sound file missing") << none << "notify.sound /no/such.wav" << false << failure
-                                        << QStringList { "error: Unable to play the sound file /no/such.wav" };
-    QTest::newRow("pack description disabled") << none << "pack.describe p" << false << failure
-                                               << QStringList { "error: Command disabled" };
-    QTest::newRow("cache isn't a pack") << none << "pack.apply cache" << false << failure
-                                        << QStringList { "error: Unable to use cache as firmware package" };
-    QTest::newRow("pack missing") << none << "pack.apply nothing" << false << failure
-                                  << QStringList { "error: Error loading firmware package" };
-    QTest::newRow("reboot parses and does nothing") << QStringList { "devices.add 10.0.0.1" } << "devices.reboot x"
-                                                    << false << failure << QStringList {};
-    QTest::newRow("Lua code that doesn't compile") << none << "script.lua.runline 1" << true << "1"
-                                                  << QStringList { "Runtime initialized",
-                                                         "error: [string \"1\"]:1: unexpected symbol near '1'",
-                                                         "error: Unable to load Lua code 1" };
-    QTest::newRow("no plugins") << none << "plugins.list" << true << "" << QStringList {};
-    QTest::newRow("plugin unknown") << none << "plugins.unload x" << false << failure
-                                    << QStringList { "error: No such plugin: x." };
-    QTest::newRow("plugin file missing") << none << "plugins.load /no/such.so" << false << failure
-                                         << QStringList { "error: Failed to load plugin /no/such.so." };
-    QTest::newRow("video") << none << "play x.mp4" << false << failure
-                           << QStringList { "error: Video playback is not available in this build" };
-    QTest::newRow("event without action") << none << "events.attach tasks_done" << false << failure
-                                          << QStringList { "error: Event attachment command requires specifying a type of action" };
-    QTest::newRow("event action unknown") << none << "events.attach tasks_done --script=x" << false << failure
-                                          << QStringList { "error: This event action is not supported" };
-    QTest::newRow("menu unknown") << none << "display.menu.tools on" << false << failure
-                                  << QStringList { "error: Unknown menu: tools" };
-    QTest::newRow("menu, bad boolean") << none << "display.menu.actions maybe" << false << failure
-                                       << QStringList { "error: Unsupported value: maybe" };
-    QTest::newRow("toolbar refusal") << none << "display.toolbar.scripting delete" << false << failure
-                                     << QStringList { "error: Missing element identifier" };
-    QTest::newRow("registration unknown") << none << "devices.register x --type=Other" << false << failure
-                                          << QStringList { "error: Unknown registration type: other" };
-    QTest::newRow("registration of devices") << none << "devices.register x --type=devices" << false << failure
-                                             << QStringList { "Device registration is disabled." };
-    QTest::newRow("log") << none << "log \"a line\"" << true << "" << QStringList {};
-    QTest::newRow("log filters") << QStringList { "display.log.filters.set core sapi" } << "display.log.filters.get"
-                                 << true << "" << QStringList { "core, sapi" };
-    QTest::newRow("substitution is silent") << none << "print [$(vars.delete x)]" << true << "[" + failure + "]"
-                                            << QStringList { "[" + failure + "]" };
-    QTest::newRow("echo off drops output") << QStringList { "echo off" } << "print hidden" << true << "hidden"
-                                           << QStringList {};
+    const QStringList macro_m { "macro.record m", "print 1", "macro.stop" };
+    const auto row = [](const char* name, const QStringList& setup, const QString& line, bool ok, const QString& result,
+                         const QStringList& shown) { QTest::newRow(name) << setup << line << ok << result << shown; };
+    const auto refused = [&](const char* name, const QString& line, const QString& error) {
+        row(name, {}, line, false, failure, { "error: " + error });
+    };
+    row("print joins its arguments", {}, "print a   b", true, "a b", { "a b" });
+    row("a substitution shows only the result", two_rows, "print $(task.list)", true, "2", { "2" });
+    row("a condition is seen through its outcome", two_rows, "if(task.list) then(print yes) else(print no)", true,
+        "yes", { "yes" });
+    row("a failed condition", {}, "if(vars.delete x) then(print yes) else(print no)", true, "no", { "no" });
+    row("a failure's visible form", {}, "print $(vars.delete x)", true, failure, { failure });
+    row("task list", { "devices.add 10.0.0.1" }, "task.list", true, "1", { "Total tasks: 1", "<ident0>" });
+    row("settings default", {}, "settings.get.Foo bar", true, "", { "Foo: bar" });
+    refused("settings unknown", "settings.get.Foo", "Unknown setting: Foo");
+    row("settings stored", { "settings.set.Foo \"a b\"" }, "settings.get.Foo bar", true, "", { "Foo: a b" });
+    row("sleep reads its unit", {}, "sleep 500ms", true, "0.5", {});
+    row("sleep of nothing", {}, "sleep abc", true, "0", {});
+    refused("unknown variable", "vars.delete x", "Variable x not found");
+    row("variable deleted", { "x=1" }, "vars.delete x", true, "x", { "Variable x deleted" });
+    row("vars hide the program's own, a repeat isn't history", { "b=2", "__h=1", "a=1", "a=3", "a=3" },
+        "vars --history", true, "", { "a = \"3\"\nPrevious values:\n1", "b = \"2\"" });
+    row("vars all", { "__h=1" }, "vars all", true, "", { "__h = \"1\"" });
+    row("aliases", { "%ls task.list", "%__x version" }, "aliases", true, "", { "ls: task.list" });
+    row("alias removed after the command", { "%ls task.list" }, "aliases.remove ls", true, "ls",
+        { "Alias ls removed" });
+    refused("alias not found", "aliases.remove ls", "Alias ls not found");
+    row("macros", macro_m, "macro.list", true, "", { "m" });
+    row("macro shown", macro_m, "macro.show m", true, "m", { "print 1" });
+    refused("macro missing", "macro.show m", "No such recording");
+    row("macro deleted", macro_m, "macro.delete m", true, "m", { "Removed macro: m" });
+    row("macro delete forced", {}, "macro.delete m --force", false, failure, {});
+    refused("scan stop while none runs", "devices.scan stop", "Already stopped");
+    row("scan stop forced", {}, "devices.scan stop --force", false, "", {});
+    refused("scan command unknown", "devices.scan Later", "Unknown search command: Later");
+    row("clear returns the count", two_rows, "devices.clear", true, "2", {});
+    row("limit", {}, "task.limit 3", true, "3", {});
+    refused("limit unreadable", "task.limit three", "Unsupported value: three");
+    row("version", {}, "version", true, "0.5, build #1964", { "0.5, build #1964" });
+    refused("beep in pairs", "notify.beep 1kHz 100ms 500Hz", "Sound queue should be set in pairs.");
+    refused("sound file missing", "notify.sound /no/such.wav", "Unable to play the sound file /no/such.wav");
+    refused("pack description disabled", "pack.describe p", "Command disabled");
+    refused("cache isn't a pack", "pack.apply cache", "Unable to use cache as firmware package");
+    refused("pack missing", "pack.apply nothing", "Error loading firmware package");
+    row("reboot parses and does nothing", { "devices.add 10.0.0.1" }, "devices.reboot x", false, failure, {});
+    row("Lua code that doesn't compile", {}, "script.lua.runline 1", true, "1",
+        { "Runtime initialized", "error: [string \"1\"]:1: unexpected symbol near '1'",
+            "error: Unable to load Lua code 1" });
+    row("no plugins", {}, "plugins.list", true, "", {});
+    refused("plugin unknown", "plugins.unload x", "No such plugin: x.");
+    refused("plugin file missing", "plugins.load /no/such.so", "Failed to load plugin /no/such.so.");
+    refused("video", "play x.mp4", "Video playback is not available in this build");
+    refused("event without action", "events.attach tasks_done",
+        "Event attachment command requires specifying a type of action");
+    refused("event action unknown", "events.attach tasks_done --script=x", "This event action is not supported");
+    refused("menu unknown", "display.menu.tools on", "Unknown menu: tools");
+    refused("menu, bad boolean", "display.menu.actions maybe", "Unsupported value: maybe");
+    refused("toolbar refusal", "display.toolbar.scripting delete", "Missing element identifier");
+    refused("registration unknown", "devices.register x --type=Other", "Unknown registration type: other");
+    row("registration of devices", {}, "devices.register x --type=devices", false, failure,
+        { "Device registration is disabled." });
+    row("log", {}, "log \"a line\"", true, "", {});
+    row("log filters", { "display.log.filters.set core sapi" }, "display.log.filters.get", true, "", { "core, sapi" });
+    row("substitution is silent", {}, "print [$(vars.delete x)]", true, "[" + failure + "]", { "[" + failure + "]" });
+    row("echo off drops output", { "echo off" }, "print hidden", true, "hidden", {});
 }
 
 void test_core_commands::commands()
@@ -322,7 +289,6 @@ void test_core_commands::add_task()
     QFETCH(QString, values);
     QFETCH(bool, discovered);
     QFETCH(QString, error);
-    QFETCH(QStringList, made);
     scripted f;
     QVERIFY(f.s->run("devices.add 10.0.0.1"));
     const QString ident = f.c->task_manager().lines().constFirst();
@@ -348,7 +314,7 @@ void test_core_commands::add_task()
             text << "<" + l->tasks().at(t.parent()).name();
         got << text.join(' ');
     }
-    QCOMPARE(got, made);
+    QTEST(got, "made");
 }
 
 void test_core_commands::add_device_defaults()
@@ -488,8 +454,6 @@ void test_core_commands::scan_counts_and_continues()
     QTRY_COMPARE_WITH_TIMEOUT(f.c->task_manager().count(), 3, 10000);
     QVERIFY(f.run("devices.scan stop").ok);
     QTRY_VERIFY_WITH_TIMEOUT(f.c->scan_finished(), 10000);
-    QCOMPARE(f.run("devices.scan stop").result, failure);
-    QCOMPARE(f.shown(), QStringList { "error: Already stopped" });
 }
 
 void test_core_commands::network_commands_against_a_local_server()

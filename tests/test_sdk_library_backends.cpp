@@ -1,5 +1,5 @@
-// The backends over the closed device libraries, against stand-in libraries: what they hand
-// the library, how the library's messages move them on, and callbacks from foreign threads.
+// The backends over the closed device libraries, against stand-ins: what they hand the library, how its messages
+// move them on, and callbacks from foreign threads.
 #include "sdk/device_library.h"
 #include "sdk/library_backend.h"
 #include "tests/fake_sdk/fake_sdk_client.h"
@@ -210,16 +210,11 @@ void test_sdk_library_backends::library_calls_data()
     QTest::addColumn<QString>("user");
     QTest::addColumn<QString>("password");
     QTest::addColumn<QString>("login"); // %1 the id handed out
-    const QString long_user = QString(70, 'u');
-    QTest::newRow("xcloud") << 2 << "admin"
-                            << "secret"
-                            << "credentials 127.0.0.7 admin secret";
+    QTest::newRow("xcloud") << 2 << "admin" << "secret" << "credentials 127.0.0.7 admin secret";
     QTest::newRow("xnet: the record read at its offsets")
-        << 3 << "admin"
-        << "secret"
-        << "login 127.0.0.7 34567 admin secret reserved zero 15000 0 as %1";
+        << 3 << "admin" << "secret" << "login 127.0.0.7 34567 admin secret reserved zero 15000 0 as %1";
     QTest::newRow("xnet: texts longer than their fields are cut")
-        << 3 << long_user << QString(64, 'p')
+        << 3 << QString(70, 'u') << QString(64, 'p')
         << QStringLiteral("login 127.0.0.7 34567 %1 %2 reserved zero 15000 0 as %3")
                .arg(QString(63, 'u'), QString(63, 'p'), "%1");
 }

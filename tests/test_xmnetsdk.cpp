@@ -42,9 +42,8 @@ long result_of(std::future<long>& call)
     return QTest::qWaitFor(ready, 10000) ? call.get() : -1;
 }
 
-// A device's UDP side: hears broadcasts on the shared port (bound before the library's
-// socket, so that answers reach the library) and answers each configuration request
-// from 127.0.0.2 with the bodies `answer` gives, after a delay.
+// A device's UDP side: hears broadcasts on the shared port (bound before the library's socket, so that answers reach
+// the library) and answers each configuration request from 127.0.0.2 with the bodies `answer` gives, after a delay.
 class fake_device final : public QObject
 {
 public:
