@@ -1,7 +1,10 @@
 // The event thread: which raised events fire which attachments (exact keys, no patterns), replacing and detaching,
-// listeners by name, and events posted from many threads while the handler is busy.
+// listeners by name, and events posted from many threads while the handler is busy; the events.* commands with
+// their messages and outcomes, and the macros a scan's end starts. The fleet's end is in test_script_run.
+#include "app/core.h"
 #include "scripting/event_handler.h"
 #include "scripting/event_listener.h"
+#include "tests/support/script_session.h"
 
 #include <QtTest>
 
@@ -43,53 +46,48 @@ bool drained(event::handler& h)
     return QTest::qWaitFor([&h] { return h.idle(); }, 5000);
 }
 
+const QString failure = QStringLiteral("FIXME: dummy result");
+
 } // namespace
 
 class test_events : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
     void keys_match_exactly_data();
     void keys_match_exactly();
-    void second_attachment_replaces_the_first();
-    void detach_removes_only_its_key();
+    void attach_replaces_and_detach_removes_only_its_key();
     void listeners_by_name();
     void busy_while_an_action_runs();
     void events_from_many_threads();
+    void commands_data();
+    void commands();
+    void scans_start_macros_and_name_a_missing_one();
 };
 
 void test_events::keys_match_exactly_data()
 {
-    QTest::addColumn<QString>("attached"); // event and arguments, blank separated
-    QTest::addColumn<QString>("raised");
+    QTest::addColumn<QString>("keys"); // attached, then raised: an event and its arguments each
     QTest::addColumn<bool>("fires");
-    QTest::newRow("bare attachment, bare raise") << "scanner_done"
-                                                 << "scanner_done" << true;
-    QTest::newRow("bare attachment ignores the raise with a reason") << "scanner_done"
-                                                                     << "scanner_done manual" << false;
-    QTest::newRow("manual fires for a scan stopped by hand") << "scanner_done manual"
-                                                             << "scanner_done manual" << true;
-    QTest::newRow("manual ignores autostop") << "scanner_done manual"
-                                             << "scanner_done autostop" << false;
-    QTest::newRow("manual ignores the bare raise") << "scanner_done manual"
-                                                   << "scanner_done" << false;
-    QTest::newRow("task_done needs the ident") << "task_done"
-                                               << "task_done {6f1b0c4e-0000-4000-8000-000000000001}" << false;
-    QTest::newRow("task_done with the ident") << "task_done {6f1b0c4e-0000-4000-8000-000000000001}"
-                                              << "task_done {6f1b0c4e-0000-4000-8000-000000000001}" << true;
-    QTest::newRow("no patterns") << "scanner_.*"
-                                 << "scanner_done" << false;
-    QTest::newRow("names are case sensitive") << "Tasks_done"
-                                              << "tasks_done" << false;
-    QTest::newRow("a name nobody listens to") << "widget_changed w 1"
-                                              << "widget_changed w 1" << false;
+    const QString ident = "{6f1b0c4e-0000-4000-8000-000000000001}";
+    QTest::newRow("bare attachment, bare raise") << "scanner_done / scanner_done" << true;
+    QTest::newRow("bare attachment ignores the raise with a reason") << "scanner_done / scanner_done manual" << false;
+    QTest::newRow("manual fires for a scan stopped by hand") << "scanner_done manual / scanner_done manual" << true;
+    QTest::newRow("manual ignores autostop") << "scanner_done manual / scanner_done autostop" << false;
+    QTest::newRow("manual ignores the bare raise") << "scanner_done manual / scanner_done" << false;
+    QTest::newRow("task_done needs the ident") << "task_done / task_done " + ident << false;
+    QTest::newRow("task_done with the ident") << "task_done " + ident + " / task_done " + ident << true;
+    QTest::newRow("no patterns") << "scanner_.* / scanner_done" << false;
+    QTest::newRow("names are case sensitive") << "Tasks_done / tasks_done" << false;
+    QTest::newRow("a name nobody listens to") << "widget_changed w 1 / widget_changed w 1" << false;
 }
 
 void test_events::keys_match_exactly()
 {
-    QFETCH(QString, attached);
-    QFETCH(QString, raised);
+    QFETCH(QString, keys);
     QFETCH(bool, fires);
+    const QString attached = keys.section(" / ", 0, 0), raised = keys.section(" / ", 1);
     event::handler h;
     recording_listener l;
     l.attach_listener({ "scanner_done", "task_done", "tasks_done", "Tasks_done", "marker" }, &h);
@@ -107,25 +105,14 @@ void test_events::keys_match_exactly()
         QCOMPARE(l.seen().first(), QStringLiteral("%1 | macro m").arg(raised));
 }
 
-void test_events::second_attachment_replaces_the_first()
+void test_events::attach_replaces_and_detach_removes_only_its_key()
 {
     event::handler h;
     recording_listener l;
-    l.attach_listener({ "tasks_done" }, &h);
+    l.attach_listener({ "scanner_done", "tasks_done" }, &h);
+    QVERIFY(!h.detach("scanner_done", {}));
     h.attach("tasks_done", {}, "macro", "first");
     h.attach("tasks_done", {}, "macro", "second");
-    h.start();
-    l.raise_event("tasks_done");
-    QVERIFY(drained(h));
-    QCOMPARE(l.seen(), QStringList { "tasks_done | macro second" });
-}
-
-void test_events::detach_removes_only_its_key()
-{
-    event::handler h;
-    recording_listener l;
-    l.attach_listener({ "scanner_done" }, &h);
-    QVERIFY(!h.detach("scanner_done", {}));
     h.attach("scanner_done", {}, "macro", "x");
     h.attach("scanner_done", { "manual" }, "macro", "y");
     QVERIFY(h.detach("scanner_done", {}));
@@ -133,8 +120,9 @@ void test_events::detach_removes_only_its_key()
     h.start();
     l.raise_event("scanner_done");
     l.raise_event("scanner_done", { "manual" });
+    l.raise_event("tasks_done");
     QVERIFY(drained(h));
-    QCOMPARE(l.seen(), QStringList { "scanner_done manual | macro y" });
+    QCOMPARE(l.seen(), (QStringList { "scanner_done manual | macro y", "tasks_done | macro second" }));
 }
 
 void test_events::listeners_by_name()
@@ -212,6 +200,89 @@ void test_events::events_from_many_threads()
     QCOMPARE(l.seen().size(), threads * per_thread / 2);
     for (int t = 0; t < threads; ++t)
         QCOMPARE(l.seen().count(QStringLiteral("task_done %1 | macro %1").arg(t)), per_thread / 2);
+}
+
+void test_events::commands_data()
+{
+    QTest::addColumn<QStringList>("setup");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QStringList>("shown");
+    // With echo on, the message and the failure outcome; with echo off, silence and success.
+    QTest::newRow("attach, echo on") << QStringList {} << "events.attach scanner_done manual --macro=y" << false
+                                     << QStringList { "<div>Event handler attached for scanner_done manual</div>" };
+    QTest::newRow("attach, echo off") << QStringList { "echo off" } << "events.attach scanner_done --MACRO=y" << true
+                                      << QStringList {};
+    QTest::newRow("detach with nothing attached")
+        << QStringList {} << "events.detach tasks_done" << false
+        << QStringList { "error: Failed to detach event tasks_done with arguments <none>." };
+    QTest::newRow("detach names the arguments")
+        << QStringList { "events.attach task_done a b --macro=m" } << "events.detach task_done a" << false
+        << QStringList { "error: Failed to detach event task_done with arguments a." };
+    QTest::newRow("detach what is attached") << QStringList { "events.attach task_done a b --macro=m" }
+                                             << "events.detach task_done a b" << true << QStringList {};
+    QTest::newRow("list: a second attachment with one key replaces the first")
+        << QStringList { "events.attach scanner_done --macro=x", "events.attach scanner_done --macro=z",
+               "events.attach scanner_done manual --macro=y", "events.attach tasks_done --macro=t" }
+        << "events.list" << true
+        << QStringList { "<div><span style='color: blue;'>scanner_done</span>:</div>",
+               "<div><div style='margin-left: 20px; color: blue;'>&lt;none&gt;</div>:</div>",
+               "<div><div style='margin-left: 40px;'>args: &quot;&quot;, type: &quot;macro&quot;, value: "
+               "&quot;z&quot;</div></div>",
+               "<div><div style='margin-left: 20px; color: blue;'>manual</div>:</div>",
+               "<div><div style='margin-left: 40px;'>args: &quot;manual&quot;, type: &quot;macro&quot;, value: "
+               "&quot;y&quot;</div></div>",
+               "<div><span style='color: blue;'>tasks_done</span>:</div>",
+               "<div><div style='margin-left: 20px; color: blue;'>&lt;none&gt;</div>:</div>",
+               "<div><div style='margin-left: 40px;'>args: &quot;&quot;, type: &quot;macro&quot;, value: "
+               "&quot;t&quot;</div></div>" };
+    QTest::newRow("list after detaching")
+        << QStringList { "events.attach tasks_done --macro=t", "events.detach tasks_done" } << "events.list" << true
+        << QStringList {};
+}
+
+void test_events::commands()
+{
+    QFETCH(QStringList, setup);
+    QFETCH(QString, line);
+    QFETCH(bool, ok);
+    QFETCH(QStringList, shown);
+    scripted f;
+    for (const QString& l : setup)
+        QVERIFY(f.s->run(l));
+    const scripting::command_result r = f.run(line);
+    // As given to the console: errors as plain text, the rest as HTML.
+    QCOMPARE(f.console.lines, shown);
+    QCOMPARE(r.ok, ok);
+    QCOMPARE(r.result, ok ? QString() : failure);
+}
+
+void test_events::scans_start_macros_and_name_a_missing_one()
+{
+    scripted f;
+    for (const QString& name : QStringList { "bare", "manual", "autostop" })
+        record_macro(*f.c, name, { "print fired " + name });
+    for (const QString& a : QStringList { "scanner_done --macro=bare", "scanner_done manual --macro=manual",
+             "scanner_done autostop --macro=autostop" })
+        QVERIFY(f.s->run("events.attach " + a));
+    f.console.lines.clear();
+    // A scan stopped by hand, then one that ended by itself: the bare attachment fires once for each.
+    for (const bool interrupted : { true, false }) {
+        QVERIFY(QMetaObject::invokeMethod(f.c.get(), "on_scanner_done", Q_ARG(bool, interrupted)));
+        QTRY_VERIFY(f.c->events().idle() && f.c->processor().idle());
+    }
+    QCOMPARE(fired(f), (QStringList { "fired bare", "fired manual", "fired bare", "fired autostop" }));
+
+    // A missing macro is named; looked up when the event fires, one recorded afterwards runs.
+    QVERIFY(f.s->run("events.attach scanner_done --macro=later") && f.s->run("events.detach scanner_done autostop"));
+    f.console.lines.clear();
+    QVERIFY(QMetaObject::invokeMethod(f.c.get(), "on_scanner_done", Q_ARG(bool, false)));
+    QTRY_COMPARE(f.shown(), QStringList { "error: Specified macro later does not exists." });
+    record_macro(*f.c, "later", { "print fired later" });
+    QVERIFY(QMetaObject::invokeMethod(f.c.get(), "on_scanner_done", Q_ARG(bool, false)));
+    QTRY_COMPARE(fired(f), QStringList { "fired later" });
+    // The fixture's session goes before the core: nothing may still report to it.
+    QTRY_VERIFY(f.c->processor().idle());
 }
 
 QTEST_GUILESS_MAIN(test_events)

@@ -47,11 +47,7 @@ void test_quick_actions::load_data()
     QTest::addColumn<QStringList>("actions"); // "key=value" as written to QuickActions/Actions
     QTest::addColumn<QStringList>("shown");
     const QString end = "-- end --", separator = "-- separator --";
-    QTest::newRow("two separators in a row")
-        << "[\"a\",\"\",\"\",\"b\"]" << QStringList { "a=" + json("A"), "b=" + json("B") }
-        << QStringList { "A", separator, separator, "B", end };
-    QTest::newRow("an action removed by hand leaves the layout")
-        << "[\"a\",\"b\",\"a\"]" << QStringList { "a=" + json("A") } << QStringList { "A", "A", end };
+    // Two separators in a row and an action removed by hand: test_ui_settings, on the toolbar.
     QTest::newRow("faulty JSON is an empty action that stays")
         << "[\"a\",\"b\"]" << QStringList { "a={\"title\": \"A\"", "b=" + json("B") } << QStringList { "", "B", end };
     QTest::newRow("indented layout") << "[\n    \"b\",\n    \"\"\n]" << QStringList { "b=" + json("B") }

@@ -144,29 +144,15 @@ void test_script_run::autorun_script_in_batch_mode()
 {
     installation app;
     app.autorun("setup.ovscript");
-    app.write("setup.ovscript",
-        "settings.get.Foo bar\n"
-        "sleep 500ms\n"
-        "vars.delete x\n"
-        "print ${$last/ok}\n"
-        "devices.add 127.0.0.5 80\n"
-        "print $(task.list)\n"
-        "devices.scan stop\n"
-        "if(task.list) then(print yes) else(print no)\n"
-        "task.dump all\n"
-        "exit\n");
+    app.write("setup.ovscript", "settings.get.Foo bar\nsleep 500ms\ndevices.add 127.0.0.5 80\ntask.dump all\nexit\n");
     // An empty list: no flow ever ends, so only the script's exit ends the run.
     app.write("empty.csv", "");
     QVERIFY2(app.run({ "--batch", "empty.csv" }), qPrintable(app.output));
     QCOMPARE(app.code, 0);
     const QString out = app.lines().join('\n');
-    const QStringList expected { "[ovscript]: $ settings.get.Foo bar", "[ovscript]: Foo: bar", "[ovscript]: $ sleep 500ms",
-        "[ovscript]: $ vars.delete x", "[ovscript]: Variable x not found", "[ovscript]: $ print ${$last/ok}",
-        "[ovscript]: 0", "[ovscript]: $ devices.add 127.0.0.5 80" };
+    const QStringList expected { "[ovscript]: $ settings.get.Foo bar", "[ovscript]: Foo: bar",
+        "[ovscript]: $ sleep 500ms", "[ovscript]: $ devices.add 127.0.0.5 80" };
     QVERIFY2(out.contains(expected.join('\n')), qPrintable(out));
-    QVERIFY2(out.contains("[ovscript]: $ print $(task.list)\n[ovscript]: 1\n[ovscript]: $ devices.scan stop\n"
-                          "[ovscript]: Already stopped\n[ovscript]: $ print yes\n[ovscript]: yes"),
-        qPrintable(out));
     QVERIFY2(out.contains("[ovscript]: endpoint: admin@127.0.0.5:80, password: -none-, mac: , mtype: 0 (endpoint)"),
         qPrintable(out));
     QVERIFY(app.took >= 500);
@@ -202,11 +188,8 @@ void test_script_run::runs_end_data()
                                            << QStringList { "[ovscript]: 1", "[ovscript]: Variable nothing not found" }
                                            << QStringList {};
     QTest::newRow("with a task list, nothing launched")
-        << QStringList { "--batch", "--script", "s.ovscript", "list.csv" } << "print $(task.list)\n" << 0
-        << QStringList { "[ovscript]: 2" } << QStringList { "Launching" };
-    QTest::newRow("detaching what isn't attached")
-        << QStringList { "--batch", "--script", "s.ovscript" } << "events.detach tasks_done\n" << 0
-        << QStringList { "[ovscript]: Failed to detach event tasks_done with arguments <none>." } << QStringList {};
+        << QStringList { "--batch", "--script", "s.ovscript", "list.csv" } << "print $(task.list)\n"
+        << 0 << QStringList { "[ovscript]: 2" } << QStringList { "Launching" };
     QTest::newRow("a missing macro at the fleet's end is named before the run ends")
         << QStringList { "--batch", "--script", "s.ovscript", "list.csv" }
         << "events.attach tasks_done --macro=nothing\ndevices.check fetch all\n" << 0
@@ -221,6 +204,8 @@ void test_script_run::runs_end_data()
     QTest::newRow("a script needs batch mode") << QStringList { "--script", "s.ovscript" } << "print x\n" << 0
                                                << QStringList { "--script <file>", "taskfile.csv" }
                                                << QStringList { "[ovscript]" };
+    QTest::newRow("batch without a task list shows the help")
+        << QStringList { "--batch" } << "" << 0 << QStringList { "taskfile.csv" } << QStringList { "[ovscript]" };
     QTest::newRow("help names the option") << QStringList { "--help" } << "" << 0
                                            << QStringList { "--script <file>", "With --batch: run this script file" }
                                            << QStringList {};
@@ -265,14 +250,15 @@ void test_script_run::batch_quits_while_a_script_sleeps()
 void test_script_run::macros_run_at_the_fleets_end()
 {
     installation app;
-    // The autorun script attaches, the script of the command line runs the fleet.
+    // The autorun script attaches, the script of the command line runs the fleet. A second attachment with the
+    // same key replaces the first; a bare task_done never fires, as the raise carries the flow's ident.
     app.autorun("setup.ovscript");
     app.write("setup.ovscript",
         "macro.record after\nprint after\nprint twice\nmacro.stop\n"
-        "events.attach tasks_done --macro=after\n");
+        "events.attach tasks_done --macro=gone\nevents.attach tasks_done --macro=after\n");
     app.write("s.ovscript",
         "macro.record each\nprint a flow ended\nmacro.stop\n"
-        "events.attach task_done ${$task/0/ident} --macro=each\n"
+        "events.attach task_done --macro=each\nevents.attach task_done ${$task/0/ident} --macro=each\n"
         "devices.check fetch all\nprint script done\n");
     app.write("list.csv", QStringLiteral("127.0.0.7,%1,admin,\n127.0.0.8,%2,admin,\n").arg(fleet::closed_port()).arg(fleet::closed_port()));
     QVERIFY2(app.run({ "--batch", "--script", "s.ovscript", "list.csv" }), qPrintable(app.output));
@@ -286,6 +272,7 @@ void test_script_run::macros_run_at_the_fleets_end()
     QVERIFY(lines.indexOf("[ovscript]: after") > all_done);
     QVERIFY(lines.indexOf("[ovscript]: after") < lines.indexOf("[ovscript]: twice"));
     QCOMPARE(lines.count("[ovscript]: a flow ended"), 1);
+    QVERIFY(!app.output.contains("Specified macro"));
     QVERIFY(lines.indexOf("[ovscript]: script done") > 0);
 }
 

@@ -1,18 +1,21 @@
 // The program keeping itself current: the repository's answers, the release notes, the downloaded file, the
-// prompt and its answers, the whole update in a portable folder, and what a start finds waiting.
+// prompt and its answers, the whole update in a portable folder, and what a start finds waiting; the updater
+// program that swaps in a downloaded build: what it leaves whenever it is stopped, what it refuses, and that it
+// waits for the program to end.
 #include "app/core.h"
 #include "delivery/updater.h"
+#include "tests/support/box_answers.h"
 #include "tests/support/svcsim_harness.h"
 #include "tests/support/update_folder.h"
 
 #include <QtTest>
 #include <QtWidgets>
 
-#include <functional>
-
 namespace {
 
 const QString time_text = QStringLiteral("01.02.2025 10:00:00");
+const QString old_marker = QStringLiteral("test build 1964 1");
+const QString new_marker = QStringLiteral("test build 1965 1");
 
 // One entry of a repository's changelog.
 QJsonObject entry(const QString& message, int since_rev, bool important = false)
@@ -43,38 +46,6 @@ updater::update_info info_of(int count)
     return info;
 }
 
-// Answers every message box that shows up with the button `choose` picks; remembers what each said.
-class box_answerer
-{
-public:
-    struct seen
-    {
-        QString title;
-        QString text;
-        QString informative;
-    };
-
-    explicit box_answerer(std::function<QMessageBox::StandardButton(const QMessageBox&)> choose)
-    {
-        m_timer.setInterval(20);
-        QObject::connect(&m_timer, &QTimer::timeout, [this, choose] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box || box == m_last)
-                return;
-            m_last = box;
-            boxes.append({ box->windowTitle(), box->text(), box->informativeText() });
-            box->button(choose(*box))->click();
-        });
-        m_timer.start();
-    }
-
-    QList<seen> boxes;
-
-private:
-    QTimer m_timer;
-    QMessageBox* m_last = nullptr;
-};
-
 // A core with its window in the folder, told where the service is.
 std::unique_ptr<core> start_core(const QString& folder, const svcsim_harness& service)
 {
@@ -93,6 +64,7 @@ class test_self_update : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase();
     void notes_data();
     void notes();
     void notes_group_by_build();
@@ -104,6 +76,13 @@ private slots:
     void self_update_end_to_end();
     void start_finds_a_waiting_build_data();
     void start_finds_a_waiting_build();
+    void stopped_at_any_step_leaves_a_whole_program_data();
+    void stopped_at_any_step_leaves_a_whole_program();
+    void refuses_what_isnt_a_build_data();
+    void refuses_what_isnt_a_build();
+    void failed_step_leaves_the_old_build();
+    void waits_for_the_program_to_end();
+    void gives_up_while_the_program_runs();
 };
 
 void test_self_update::notes_data()
@@ -161,12 +140,10 @@ void test_self_update::each_build_is_announced_once()
     QVERIFY(check());
     QTRY_COMPARE_WITH_TIMEOUT(announced.size(), 1, 5000);
     const auto info = announced.at(0).at(0).value<updater::update_info>();
-    QCOMPARE(info.build, 1965);
-    QCOMPARE(info.time, QDateTime(QDate(2025, 2, 1), QTime(10, 0)));
+    QCOMPARE(QPair(info.build, info.time), QPair(1965, QDateTime(QDate(2025, 2, 1), QTime(10, 0))));
     QCOMPARE(info.changes.size(), 3);
-    QCOMPARE(info.changes.at(0).message, QStringLiteral("Change 1"));
-    QVERIFY(info.changes.at(0).important);
-    QCOMPARE(info.changes.at(0).since_rev, 1960);
+    const updater::change first = info.changes.at(0);
+    QCOMPARE(std::tie(first.message, first.important, first.since_rev), std::tuple("Change 1", true, 1960));
     QCOMPARE(u.offered_build(), 1965);
 
     // Neither the same build again, nor answers that say nothing, nor a malformed one announce anything.
@@ -254,7 +231,7 @@ void test_self_update::prompt_answers()
     const QString file = service.add_file("b.bin", update_folder::new_build());
     QVERIFY2(service.start({ { "repository", build_record(1965, file, changelog_of(11)) } }), qPrintable(service.error()));
     QTemporaryDir dir;
-    box_answerer answers([&](const QMessageBox& box) {
+    box_answers answers([&](const QMessageBox& box) {
         return box.standardButtons().testFlag(QMessageBox::Cancel) ? QMessageBox::StandardButton(answer) : QMessageBox::Ok;
     });
     const auto c = start_core(dir.path(), service);
@@ -291,7 +268,7 @@ void test_self_update::self_update_end_to_end()
     svcsim_harness service;
     const QString file = service.add_file("new.bin", update_folder::new_build());
     QVERIFY2(service.start({ { "repository", build_record(1965, file, changelog_of(11)) } }), qPrintable(service.error()));
-    box_answerer answers([](const QMessageBox&) { return QMessageBox::Yes; });
+    box_answers answers([](const QMessageBox&) { return QMessageBox::Yes; });
     const auto c = start_core(folder.dir.path(), service);
     QVERIFY(c);
 
@@ -310,12 +287,9 @@ void test_self_update::self_update_end_to_end()
     QCOMPARE(answers.boxes.size(), 1);
     QVERIFY2(answers.boxes[0].informative.endsWith("<div>+ ещё 1 изменений.</div>"), qPrintable(answers.boxes[0].informative));
 
-    // The updater program, started detached, swaps the files and cleans up; the next start runs the new build.
+    // The updater program, started detached, swaps the files (shown in full below).
     QTRY_VERIFY_WITH_TIMEOUT(!folder.exists("tmp-newer-version.bin"), 10000);
-    QCOMPARE(folder.content("orvane"), update_folder::new_build());
-    QVERIFY(!folder.exists("client_updating.lock"));
-    QCOMPARE(folder.run_program(), QStringLiteral("test build 1965 1"));
-    QVERIFY(folder.content("updater.log").contains("installed the new build"));
+    QCOMPARE(folder.run_program(), new_marker);
 }
 
 void test_self_update::start_finds_a_waiting_build_data()
@@ -357,7 +331,134 @@ void test_self_update::start_finds_a_waiting_build()
     // The lock is the updater's to remove; one that can't be started mustn't leave one behind.
     QCOMPARE(folder.exists("client_updating.lock"), lock || launched);
     QVERIFY(folder.exists("tmp-newer-version.bin"));
-    QVERIFY(!folder.exists("ov.config") || goes_on);
+    QVERIFY(!folder.exists("ov.config")); // the help is no start of the program
+}
+
+void test_self_update::initTestCase()
+{
+    QVERIFY(update_folder::old_build().size() >= 51200);
+    QVERIFY(update_folder::old_build() != update_folder::new_build());
+}
+
+void test_self_update::stopped_at_any_step_leaves_a_whole_program_data()
+{
+    QTest::addColumn<QString>("step"); // empty: never stopped
+    QTest::addColumn<bool>("swapped");
+    QTest::newRow("never stopped") << "" << true;
+    QTest::newRow("before anything") << "started" << false;
+    QTest::newRow("program ended") << "waited" << false;
+    QTest::newRow("half of the new build written") << "writing" << false;
+    QTest::newRow("new build written") << "written" << false;
+    QTest::newRow("new build checked") << "checked" << false;
+    QTest::newRow("old build kept") << "backed_up" << false;
+    QTest::newRow("renamed into place") << "swapped" << true;
+    QTest::newRow("download removed, lock not yet") << "cleaned" << true;
+}
+
+void test_self_update::stopped_at_any_step_leaves_a_whole_program()
+{
+    QFETCH(QString, step);
+    QFETCH(bool, swapped);
+    update_folder f;
+    QVERIFY(f.set_up());
+    QCOMPARE(f.run_program(), old_marker);
+    QCOMPARE(f.run_updater(step.isEmpty() ? QStringList() : QStringList { "ORVANE_UPDATER_STOP_AT=" + step }),
+        step.isEmpty() ? 0 : -1);
+    // Byte for byte one build or the other, and it runs.
+    QCOMPARE(f.content("orvane"), swapped ? update_folder::new_build() : update_folder::old_build());
+    QCOMPARE(f.run_program(), swapped ? new_marker : old_marker);
+
+    // The next run, which the next start of the program brings about, finishes the work; after a whole run
+    // nothing waits and it changes nothing.
+    QCOMPARE(f.run_updater(), 0);
+    QCOMPARE(f.run_program(), new_marker);
+    QCOMPARE(f.content("orvane.previous"), update_folder::old_build());
+    for (const char* gone : { "tmp-newer-version.bin", "client_updating.lock", "orvane.new", "orvane.previous.new" })
+        QVERIFY2(!f.exists(gone), gone);
+    QVERIFY(!step.isEmpty() || f.content("updater.log").contains("updater: installed the new build"));
+}
+
+void test_self_update::refuses_what_isnt_a_build_data()
+{
+    QTest::addColumn<QByteArray>("candidate");
+    QTest::addColumn<QString>("reason");
+    const QByteArray build = update_folder::new_build();
+    QByteArray foreign = build;
+    foreign[18] = char(foreign[18] ^ 0x40); // e_machine: another processor
+    QByteArray library_like = build;
+    library_like[16] = 1; // e_type: a relocatable object
+    QTest::newRow("an error page") << QByteArray("<html>502 Bad Gateway</html>").repeated(3000) << "not an ELF file";
+    QTest::newRow("another machine") << foreign << "another machine";
+    QTest::newRow("not executable") << library_like << "isn't executable";
+    QTest::newRow("cut short") << build.left(build.size() - 700) << "cut short";
+}
+
+void test_self_update::refuses_what_isnt_a_build()
+{
+    QFETCH(QByteArray, candidate);
+    QFETCH(QString, reason);
+    update_folder f;
+    QVERIFY(f.set_up());
+    QVERIFY(f.put("tmp-newer-version.bin", candidate));
+    QCOMPARE(f.run_updater(), 4);
+    QCOMPARE(f.content("orvane"), update_folder::old_build());
+    QCOMPARE(f.run_program(), old_marker);
+    // A refused file would be refused again at every start: it goes, and so does the lock.
+    for (const char* gone : { "tmp-newer-version.bin", "client_updating.lock", "orvane.new" })
+        QVERIFY2(!f.exists(gone), gone);
+    const QString log = QString::fromUtf8(f.content("updater.log"));
+    QVERIFY2(log.contains("refused") && log.contains(reason), qPrintable(log));
+}
+
+void test_self_update::failed_step_leaves_the_old_build()
+{
+    update_folder f;
+    QVERIFY(f.set_up());
+    // Where the new build is to be written stands a folder.
+    QVERIFY(QDir(f.dir.path()).mkpath("orvane.new/in-the-way"));
+    QCOMPARE(f.run_updater(), 3);
+    QCOMPARE(f.run_program(), old_marker);
+    // The next start runs the program rather than an updater that would fail again.
+    QVERIFY(!f.exists("tmp-newer-version.bin"));
+    QVERIFY(!f.exists("client_updating.lock"));
+    QVERIFY(f.content("updater.log").contains("can't stage the new build"));
+}
+
+void test_self_update::waits_for_the_program_to_end()
+{
+    update_folder f;
+    QVERIFY(f.set_up(true, false));
+    QProcess running;
+    running.start(f.path("orvane"), { "20000" });
+    QVERIFY(running.waitForReadyRead(5000));
+    QProcess updater;
+    updater.setWorkingDirectory(f.dir.path());
+    updater.start(f.path("updater"), {});
+    QTRY_VERIFY_WITH_TIMEOUT(f.content("updater.log").contains("waiting for the program to end"), 5000);
+    // While the old build runs, nothing changes.
+    QVERIFY(!updater.waitForFinished(300));
+    QCOMPARE(f.content("orvane"), update_folder::old_build());
+    running.kill();
+    QVERIFY(running.waitForFinished(5000));
+    QVERIFY(updater.waitForFinished(10000));
+    QCOMPARE(updater.exitCode(), 0);
+    QCOMPARE(f.run_program(), new_marker);
+}
+
+void test_self_update::gives_up_while_the_program_runs()
+{
+    update_folder f;
+    QVERIFY(f.set_up());
+    QProcess running;
+    running.start(f.path("orvane"), { "3000" });
+    QVERIFY(running.waitForReadyRead(5000));
+    QCOMPARE(f.run_updater({ "ORVANE_UPDATER_WAIT_MS=200" }), 2);
+    running.kill();
+    running.waitForFinished(2000);
+    QCOMPARE(f.content("orvane"), update_folder::old_build());
+    // The download stays for the next start, which may launch the updater again: no lock holds it back.
+    QVERIFY(f.exists("tmp-newer-version.bin"));
+    QVERIFY(!f.exists("client_updating.lock"));
 }
 
 QTEST_MAIN(test_self_update)

@@ -1,15 +1,28 @@
 // The command console: history rules, output forms, the animation during a wait, the language switch and
-// its setting, saving what was typed; the script editor's colours, margin and comment toggling.
+// its setting, saving what was typed; the script editor's colours, margin and comment toggling; and the console in
+// the program: typed lines run, an error names its line, macros show their state, the window keeps its place.
+#include "tests/support/fleet_fixture.h"
 #include "ui/cmd_buffer_controller.h"
 #include "ui/cmdline.h"
 #include "ui/codeeditor.h"
 #include "ui/codehighlighter.h"
 #include "ui/edit_script.h"
+#include "ui/main_window.h"
 
 #include <QtTest>
 #include <QtWidgets>
 
 namespace {
+
+// Typed as keys when it can be; the test's keyboard knows only ASCII.
+void type_into(QLineEdit* input, const QString& line)
+{
+    if (line.toLatin1() == line.toUtf8())
+        QTest::keyClicks(input, line);
+    else
+        input->setText(line);
+    QTest::keyClick(input, Qt::Key_Return);
+}
 
 struct console_fixture {
     console_fixture()
@@ -24,15 +37,7 @@ struct console_fixture {
     QTextEdit* output() const { return window.findChild<QTextEdit*>("output"); }
     QLabel* status() const { return window.findChild<QLabel*>("status"); }
 
-    // Typed as keys when it can be; the test's keyboard knows only ASCII.
-    void type(const QString& line)
-    {
-        if (line.toLatin1() == line.toUtf8())
-            QTest::keyClicks(input(), line);
-        else
-            input()->setText(line);
-        QTest::keyClick(input(), Qt::Key_Return);
-    }
+    void type(const QString& line) { type_into(input(), line); }
 
     QTemporaryDir dir;
     QSettings settings;
@@ -52,6 +57,22 @@ QTextCharFormat format_at(const QString& text, int position)
     }
     return QTextCharFormat();
 }
+
+struct console_core : fleet::fixture {
+    console_core()
+    {
+        make_core(false, core::interactive);
+        window = c->console_window();
+    }
+
+    QLineEdit* input() const { return window->findChild<QLineEdit*>("input"); }
+    QString shown() const { return window->findChild<QTextEdit*>("output")->toPlainText(); }
+    void type(const QString& line) { type_into(input(), line); }
+    void choose(const char* language) { window->findChild<QRadioButton*>(language)->click(); }
+    bool idle() const { return c->processor().idle(); }
+
+    cmdline* window = nullptr;
+};
 
 } // namespace
 
@@ -77,6 +98,11 @@ private slots:
     void comment_toggling();
     void margin_and_zoom();
     void edit_script_reports_its_text();
+    void the_console_opens_by_key_and_by_help();
+    void typed_lines_run();
+    void macro_state_and_playback();
+    void lua_wait_animates();
+    void geometry_survives_a_restart();
 };
 
 void test_ui_console::history_data()
@@ -112,56 +138,49 @@ void test_ui_console::history_walk()
     console_fixture f;
     for (const char* line : { "one", "two", "three" })
         f.type(line);
-    const auto key = [&](Qt::Key k) {
-        QTest::keyClick(f.input(), k);
-        return f.input()->text();
+    const auto walk = [&](const QString& keys) {
+        QStringList seen;
+        for (const QChar k : keys) {
+            QTest::keyClick(f.input(), k == 'U' ? Qt::Key_Up : Qt::Key_Down);
+            seen << f.input()->text();
+        }
+        return seen.join('|');
     };
-    QCOMPARE(key(Qt::Key_Up), QString("three"));
-    QCOMPARE(key(Qt::Key_Up), QString("two"));
-    QCOMPARE(key(Qt::Key_Up), QString("one"));
-    QCOMPARE(key(Qt::Key_Up), QString("one")); // stays at the first
-    QCOMPARE(key(Qt::Key_Down), QString("two"));
-    QCOMPARE(key(Qt::Key_Down), QString("three"));
-    QCOMPARE(key(Qt::Key_Down), QString()); // past the last: a fresh line
-    QCOMPARE(key(Qt::Key_Down), QString());
+    // Up stays at the first; Down past the last gives a fresh line.
+    QCOMPARE(walk("UUUUDDDD"), QString("three|two|one|one|two|three||"));
     // A new entry puts the walk back at the end.
-    key(Qt::Key_Up);
+    walk("U");
     f.input()->clear();
     f.type("four");
-    QCOMPARE(key(Qt::Key_Up), QString("four"));
+    QCOMPARE(walk("U"), QString("four"));
 }
 
 void test_ui_console::input_goes_out_with_its_language()
 {
-    QUuid first;
-    {
-        console_fixture f;
-        QSignalSpy sent(&f.window, &cmdline::input);
-        f.type("print 1");
-        // Tab to the language, Right to the next one, and the input has the keys again.
-        f.input()->setFocus();
-        QTest::keyClick(f.input(), Qt::Key_Tab);
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Right);
-        QVERIFY(f.window.findChild<QRadioButton*>("r_lua")->isChecked());
-        QTRY_COMPARE(QApplication::focusWidget(), f.input());
-        f.type("print(2)");
-        QCOMPARE(sent.count(), 2);
-        QCOMPARE(sent[0][1].value<scripting::script_type>(), scripting::script_type::ovscript);
-        QCOMPARE(sent[1][1].value<scripting::script_type>(), scripting::script_type::lua);
-        QCOMPARE(sent[1][2].toString(), QString("print(2)"));
-        // Each line is known by its ident, so an error that comes late names the right one.
-        first = sent[0][0].toUuid();
-        QVERIFY(first != sent[1][0].toUuid());
-        QCOMPARE(f.window.line_of(first), QString("print 1"));
-        QCOMPARE(f.window.line_of(sent[1][0].toUuid()), QString("print(2)"));
-        QCOMPARE(f.settings.value(cmdline::script_type_key).toUInt(), 1u);
+    console_fixture f;
+    QSignalSpy sent(&f.window, &cmdline::input);
+    f.type("print 1");
+    // Tab to the language, Right to the next one, and the input has the keys again.
+    f.input()->setFocus();
+    QTest::keyClick(f.input(), Qt::Key_Tab);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Right);
+    QVERIFY(f.window.findChild<QRadioButton*>("r_lua")->isChecked());
+    QTRY_COMPARE(QApplication::focusWidget(), f.input());
+    f.type("print(2)");
+    QCOMPARE(sent.count(), 2);
+    QCOMPARE(sent[0][1].value<scripting::script_type>(), scripting::script_type::ovscript);
+    QCOMPARE(sent[1][1].value<scripting::script_type>(), scripting::script_type::lua);
+    QCOMPARE(sent[1][2].toString(), QString("print(2)"));
+    // Each line is known by its ident, so an error that comes late names the right one.
+    const QUuid first = sent[0][0].toUuid();
+    QCOMPARE(f.window.line_of(first), QString("print 1"));
+    QCOMPARE(f.window.line_of(sent[1][0].toUuid()), QString("print(2)"));
+    QCOMPARE(f.settings.value(cmdline::script_type_key).toUInt(), 1u);
 
-        // The choice survives the window.
-        cmdline again(f.settings);
-        QVERIFY(again.findChild<QRadioButton*>("r_lua")->isChecked());
-        QVERIFY(!again.findChild<QRadioButton*>("r_ovscript")->isChecked());
-        QVERIFY(again.line_of(first).isEmpty());
-    }
+    // The choice survives the window.
+    cmdline again(f.settings);
+    QVERIFY(again.findChild<QRadioButton*>("r_lua")->isChecked());
+    QVERIFY(again.line_of(first).isEmpty());
 }
 
 void test_ui_console::output_forms_data()
@@ -178,9 +197,7 @@ void test_ui_console::output_forms_data()
     QTest::newRow("error, escaped") << 1 << "Unknown command: a<b"
                                     << "<div style='color: red;'>Unknown command: a&lt;b</div>"
                                     << "Unknown command: a<b";
-    QTest::newRow("html as it is") << 2 << "<div><i>x</i></div>"
-                                   << "<div><i>x</i></div>"
-                                   << "x";
+    QTest::newRow("html as it is") << 2 << "<div><i>x</i></div>" << QString("<div><i>x</i></div>") << QString("x");
 }
 
 void test_ui_console::output_forms()
@@ -341,16 +358,11 @@ void test_ui_console::margin_markers_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("marker");
-    QTest::newRow("record") << "macro.record m"
-                            << "🔴";
-    QTest::newRow("stop") << "macro.stop"
-                          << "🟩";
-    QTest::newRow("run") << "macro.run m"
-                         << "➡";
-    QTest::newRow("other macro command") << "macro.list"
-                                         << "";
-    QTest::newRow("plain line") << "print macro.record"
-                                << "";
+    QTest::newRow("record") << "macro.record m" << QString("🔴");
+    QTest::newRow("stop") << "macro.stop" << QString("🟩");
+    QTest::newRow("run") << "macro.run m" << QString("➡");
+    QTest::newRow("other macro command") << "macro.list" << QString("");
+    QTest::newRow("plain line") << "print macro.record" << QString("");
 }
 
 void test_ui_console::margin_markers()
@@ -401,15 +413,15 @@ void test_ui_console::margin_and_zoom()
     QVERIFY(editor.margin_width() > narrow);
     QCOMPARE(editor.margin_font().weight(), 75);
 
-    const qreal size = editor.font().pointSizeF() > 0 ? editor.font().pointSizeF() : editor.font().pixelSize();
+    const auto size
+        = [&] { return editor.font().pointSizeF() > 0 ? editor.font().pointSizeF() : editor.font().pixelSize(); };
+    const qreal before = size();
     QTest::keyClick(&editor, Qt::Key_Equal, Qt::ControlModifier);
-    const qreal bigger = editor.font().pointSizeF() > 0 ? editor.font().pointSizeF() : editor.font().pixelSize();
-    QVERIFY(bigger > size);
+    QVERIFY(size() > before);
     QCOMPARE(editor.margin_font().pointSizeF(), editor.font().pointSizeF());
     QTest::keyClick(&editor, Qt::Key_Minus, Qt::ControlModifier);
     QTest::keyClick(&editor, Qt::Key_Minus, Qt::ControlModifier);
-    const qreal smaller = editor.font().pointSizeF() > 0 ? editor.font().pointSizeF() : editor.font().pixelSize();
-    QVERIFY(smaller < size);
+    QVERIFY(size() < before);
     // Zoom keys don't type.
     QCOMPARE(editor.toPlainText(), QString("x\n").repeated(120));
 }
@@ -429,6 +441,102 @@ void test_ui_console::edit_script_reports_its_text()
     QCOMPARE(done.count(), 1);
     QCOMPARE(done[0][0].toString(), QString("/tmp/scripts/start.ovscript"));
     QCOMPARE(done[0][1].toString(), QString("print 1\nprint 2"));
+}
+
+// F4 opens the console; a help link offers its command there.
+void test_ui_console::the_console_opens_by_key_and_by_help()
+{
+    console_core f;
+    QVERIFY(f.window && !f.window->isVisible());
+    QCOMPARE(f.c->console(), static_cast<scripting::console*>(f.window));
+    QAction* open = f.c->window()->findChild<QAction*>("act_cmdline");
+    QCOMPARE(open->shortcut(), QKeySequence(Qt::Key_F4));
+    open->trigger();
+    QVERIFY(f.window->isVisible());
+    QCOMPARE(f.window->windowTitle(), QString("Command line"));
+    f.window->hide();
+    f.c->on_help_cmd_clicked("devices.check fetch all", false);
+    QCOMPARE(f.input()->text(), QString("devices.check fetch all"));
+    QVERIFY(f.window->isVisible());
+}
+
+void test_ui_console::typed_lines_run()
+{
+    console_core f;
+    f.type("x = world");
+    f.type("print hello ${x}");
+    QTRY_VERIFY2(f.shown().contains("hello world"), qPrintable(f.shown()));
+    QVERIFY(f.shown().contains("$ print hello"));
+    QTRY_COMPARE(f.window->findChild<QLabel*>("status")->text(), QString("Ready"));
+
+    f.choose("r_lua");
+    f.type("print('from' .. ' lua')");
+    QTRY_VERIFY2(f.shown().contains("from lua"), qPrintable(f.shown()));
+    QVERIFY(f.shown().contains("$ print('from' .. ' lua')"));
+    QTRY_VERIFY(f.shown().endsWith("Done"));
+
+    // An error names its line: both typed before the interpreter reports on the first.
+    f.choose("r_ovscript");
+    f.type("frobnicate one");
+    f.type("print two");
+    QTRY_VERIFY2(
+        f.shown().contains("Line frobnicate one, error \"Unknown command: frobnicate\""), qPrintable(f.shown()));
+    QTRY_VERIFY(f.shown().contains("two"));
+}
+
+void test_ui_console::macro_state_and_playback()
+{
+    console_core f;
+    auto* label = f.window->findChild<QLabel*>("l_macro");
+    f.type("macro.record m");
+    QTRY_COMPARE(label->text(), QString("Recording macro: m"));
+    f.type("print recorded");
+    QTRY_VERIFY2(f.shown().contains("Macro> print recorded"), qPrintable(f.shown()));
+    QTRY_VERIFY(f.idle());
+    f.type("macro.stop");
+    QTRY_VERIFY(label->text().isEmpty());
+    QTRY_VERIFY(f.idle());
+    // Recorded, not run: the line's output comes with the playback only.
+    const auto outputs = [&f] { return f.shown().split('\n').count("recorded"); };
+    QCOMPARE(outputs(), 0);
+    f.type("macro.run m");
+    QTRY_COMPARE(outputs(), 1);
+    QTRY_VERIFY(f.idle());
+    // Playback is a burst: the label has come and gone.
+    QTRY_VERIFY(label->text().isEmpty());
+}
+
+// The interpreter runs Lua off the main thread: the console animates its wait meanwhile.
+void test_ui_console::lua_wait_animates()
+{
+    console_core f;
+    QStringList seen;
+    auto* output = f.window->findChild<QTextEdit*>("output");
+    QObject::connect(output, &QTextEdit::textChanged, [&] { seen << output->toPlainText(); });
+    f.choose("r_lua");
+    f.type("local t = os.clock() while os.clock() - t < 1.0 do end print('slept')");
+    QTRY_VERIFY2(f.shown().contains("slept"), qPrintable(f.shown()));
+    QTRY_VERIFY(f.shown().endsWith("Done"));
+    const auto animated = std::count_if(seen.cbegin(), seen.cend(), [](const QString& text) {
+        return QRegularExpression("Code is executing\\.\\.\\. [-/|\\\\]$").match(text).hasMatch();
+    });
+    QVERIFY2(animated >= 2, qPrintable(seen.join("\n---\n")));
+    QVERIFY(!f.shown().contains("Code is executing"));
+}
+
+void test_ui_console::geometry_survives_a_restart()
+{
+    console_core f;
+    f.window->show();
+    f.window->resize(517, 333);
+    QTRY_COMPARE(f.window->size(), QSize(517, 333));
+    f.end_run();
+    QSettings saved(f.dir.filePath("ov.config"), QSettings::IniFormat);
+    QVERIFY(!saved.value("Console/geometry").toString().isEmpty());
+    QVERIFY(!saved.value("Console/state").toString().isEmpty());
+
+    f.make_core(false, core::interactive);
+    QCOMPARE(f.c->console_window()->size(), QSize(517, 333));
 }
 
 QTEST_MAIN(test_ui_console)

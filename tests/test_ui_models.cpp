@@ -1,12 +1,18 @@
+// The table's model and its filter, the problems list, and the models of the dialog that applies a firmware pack.
 #include <QSignalSpy>
 #include <QtTest>
+#include <QtWidgets>
 
-#include <functional>
 #include <stdexcept>
 
+#include "ui/apply_pack.h"
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
+#include "ui/pack_content_model.h"
+#include "ui/pack_list_model.h"
 #include "ui/problems.h"
+
+using model_structures::device_list;
 
 namespace
 {
@@ -18,8 +24,6 @@ void fill(main_model& model, int count)
         model.add_record(main_model::make_record("id-" + QString::number(i), "admin@10.0.0." + QString::number(i)));
 }
 
-using update = std::function<void(main_model&, const QString&)>;
-
 // The one cell a dataChanged signal names, or an invalid index when it names a range.
 QModelIndex cell_of(const QList<QVariant>& signal)
 {
@@ -27,14 +31,34 @@ QModelIndex cell_of(const QList<QVariant>& signal)
     return top_left == signal.at(1).value<QModelIndex>() ? top_left : QModelIndex();
 }
 
-} // namespace
+model_structures::pack_target target(const QString& serial, quint8 index, const QString& sdk = {})
+{
+    return { serial, index, sdk, true, true };
+}
 
-Q_DECLARE_METATYPE(update)
+QStringList checked_serials(const device_list& list)
+{
+    QStringList out;
+    for (const auto& t : list) {
+        if (t.checked)
+            out << t.serial;
+    }
+    return out;
+}
+
+const QList<pack_list_model::record> three_packs {
+    { false, "/data/site-a.ovpack", { target("sn-1", 0, "xcloud"), target("sn-2", 1), target("sn-3", 0) } },
+    { true, "/data/broken.v2.ovpack", {} },
+    { false, "/data/site-b.ovpack", { target("sn-9", 0), target("sn-8", 0) } },
+};
+
+} // namespace
 
 class test_ui_models : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase() { model_structures::register_meta_types(); }
     void data_and_flags_data();
     void data_and_flags();
     void sorting_and_row_filter_data();
@@ -47,6 +71,9 @@ private slots:
     void removal_bookkeeping();
     void status_colors();
     void problems_number_rows_in_arrival_order();
+    void pack_list_roles();
+    void check_marks_survive_switching_packs_data();
+    void check_marks_survive_switching_packs();
 };
 
 void test_ui_models::data_and_flags_data()
@@ -93,33 +120,36 @@ void test_ui_models::data_and_flags()
 
 void test_ui_models::update_touches_one_cell_data()
 {
-    QTest::addColumn<update>("apply");
+    QTest::addColumn<QString>("update");
     QTest::addColumn<int>("column");
     QTest::addColumn<int>("role");
     QTest::addColumn<QVariant>("value");
-    QTest::newRow("display goes to column 0")
-        << update([](main_model& m, const QString& id) { m.update_display(id, "Uploading: 7%"); }) << 0 << 0
-        << QVariant("Uploading: 7%");
-    QTest::newRow("status goes to column 4")
-        << update([](main_model& m, const QString& id) { m.update_status(id, "Uploading: 7%"); }) << 4 << 0
-        << QVariant("Uploading: 7%");
+    QTest::newRow("display goes to column 0") << "display" << 0 << 0 << QVariant("Uploading: 7%");
+    QTest::newRow("status goes to column 4") << "status" << 4 << 0 << QVariant("Uploading: 7%");
     QTest::newRow("colour goes to column 4")
-        << update([](main_model& m, const QString& id) { m.update_color(id, main_model::status_color(0)); }) << 4
-        << int(Qt::BackgroundRole) << QVariant(QColor(255, 225, 220));
-    QTest::newRow("selection goes to column 0")
-        << update([](main_model& m, const QString& id) { m.set_selected(id, false); }) << 0 << int(Qt::CheckStateRole)
-        << QVariant(0);
+        << "colour" << 4 << int(Qt::BackgroundRole) << QVariant(QColor(255, 225, 220));
+    QTest::newRow("selection goes to column 0") << "selection" << 0 << int(Qt::CheckStateRole) << QVariant(0);
 }
 
 // An unknown ident changes nothing; a known one repaints its own cell and no other.
 void test_ui_models::update_touches_one_cell()
 {
-    QFETCH(update, apply);
+    QFETCH(QString, update);
     QFETCH(int, column);
     QFETCH(int, role);
     QFETCH(QVariant, value);
     main_model model;
     fill(model, 3);
+    const auto apply = [&](main_model& m, const QString& id) {
+        if (update == "display")
+            m.update_display(id, "Uploading: 7%");
+        else if (update == "status")
+            m.update_status(id, "Uploading: 7%");
+        else if (update == "colour")
+            m.update_color(id, main_model::status_color(0));
+        else
+            m.set_selected(id, false);
+    };
     QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
     apply(model, QStringLiteral("no-such-ident"));
     QCOMPARE(changed.count(), 0);
@@ -295,6 +325,77 @@ void test_ui_models::filter_follows_status_and_keeps_check_marks()
     QCOMPARE(filter.rowCount(), 4);
     for (int row = 0; row < 4; ++row)
         QCOMPARE(model.at(row).selected, row != 3);
+}
+
+void test_ui_models::pack_list_roles()
+{
+    const QString path = "/data/packs/site-a.v3.ovpack";
+    pack_list_model model;
+    model.set_records({ { false, path, { target("x", 0) } }, { true, path, {} } });
+    QCOMPARE(model.data(model.index(0), Qt::DisplayRole).toString(), QString::fromUtf8("site-a ⚠"));
+    QCOMPARE(model.data(model.index(1), Qt::DisplayRole).toString(), QStringLiteral("site-a"));
+    QCOMPARE(model.data(model.index(0), Qt::ToolTipRole).toString(), path);
+    QCOMPARE(model.data(model.index(1), Qt::UserRole).toString(), path);
+    QVERIFY(!model.data(model.index(2), Qt::DisplayRole).isValid());
+}
+
+void test_ui_models::check_marks_survive_switching_packs_data()
+{
+    QTest::addColumn<bool>("by_click"); // current row moved, or the view's activated signal
+    QTest::newRow("switching by activation") << false;
+    QTest::newRow("switching by moving the current row") << true;
+}
+
+// Marks stay with their pack while another is shown; accepting emits the checked targets of the one shown.
+void test_ui_models::check_marks_survive_switching_packs()
+{
+    QFETCH(bool, by_click);
+    apply_pack dialog;
+    dialog.set_packs(three_packs);
+    auto* packs_view = dialog.findChild<QListView*>("l_packs");
+    auto go_to = [&](int row) {
+        const QModelIndex index = dialog.packs()->index(row);
+        if (by_click)
+            packs_view->setCurrentIndex(index);
+        else
+            emit packs_view->activated(index);
+    };
+    auto uncheck = [&](int row) { dialog.content()->setData(dialog.content()->index(row), false, Qt::CheckStateRole); };
+    auto* ok = dialog.findChild<QDialogButtonBox*>("buttonBox")->button(QDialogButtonBox::Ok);
+    QCOMPARE(packs_view->currentIndex().row(), 0);
+    QCOMPARE(dialog.findChild<QListView*>("l_devices")->model()->rowCount(), 3);
+
+    uncheck(1);
+    go_to(2);
+    QCOMPARE(dialog.current_path(), QStringLiteral("/data/site-b.ovpack"));
+    QCOMPARE(checked_serials(dialog.current_targets()), (QStringList { "sn-9", "sn-8" }));
+    uncheck(0);
+    go_to(1); // the broken pack has no targets
+    QCOMPARE(dialog.content()->rowCount(), 0);
+    go_to(2);
+    QCOMPARE(checked_serials(dialog.current_targets()), QStringList { "sn-8" });
+    QCOMPARE(dialog.current_targets().size(), 2);
+    go_to(0);
+    go_to(0); // again: nothing is reloaded over the marks
+
+    QSignalSpy accepted(&dialog, &apply_pack::pack_accepted);
+    QSignalSpy finished(&dialog, &QDialog::accepted);
+    ok->click();
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(accepted.count(), 1);
+    const auto targets = accepted.at(0).at(0).value<device_list>();
+    QCOMPARE(targets.size(), 2);
+    QCOMPARE(checked_serials(targets), (QStringList { "sn-1", "sn-3" }));
+    QCOMPARE(targets.at(0).sdk_type, QStringLiteral("xcloud"));
+
+    // A new offer forgets the old marks; none checked gives an empty list, for core to warn about.
+    dialog.set_packs(three_packs);
+    QCOMPARE(checked_serials(dialog.current_targets()), (QStringList { "sn-1", "sn-2", "sn-3" }));
+    for (int row = 0; row < 3; ++row)
+        uncheck(row);
+    ok->click();
+    QCOMPARE(accepted.count(), 2);
+    QVERIFY(accepted.at(1).at(0).value<device_list>().isEmpty());
 }
 
 QTEST_MAIN(test_ui_models)

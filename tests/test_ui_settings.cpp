@@ -1,9 +1,10 @@
-// The settings window: what each showing reads, what saving writes, and the core taking it at once.
+// The settings window: what each showing reads, what saving writes, and the core taking it at once; the script
+// toolbar of the window: the stored quick actions as buttons, and what pressing each kind runs.
 #include "app/core.h"
 #include "scripting/actions_db.h"
 #include "scripting/autorun.h"
 #include "tasks/manager.h"
-#include "tests/support/answer_modal.h"
+#include "tests/support/box_answers.h"
 #include "ui/long_entry_tooltips.h"
 #include "ui/main_model.h"
 #include "ui/main_window.h"
@@ -18,16 +19,17 @@
 namespace
 {
 
-const QString stored_layout = QStringLiteral("[\"a\",\"\",\"b\"]");
-const QString stored_autorun = QStringLiteral("x.script;1;0;;/tmp/y.lua;0;1");
-
-void write_action(QSettings& s, const QString& key, const QString& title)
+void write_action(QSettings& s, const QString& key, const QString& title, int mode = 1, const QString& value = "print",
+    const QString& icon = {})
 {
     s.setValue("QuickActions/Actions/" + key,
         QString::fromUtf8(
-            QJsonDocument(QJsonObject { { "icon", "" }, { "title", title }, { "mode", 1 }, { "value", "print" } })
+            QJsonDocument(QJsonObject { { "icon", icon }, { "title", title }, { "mode", mode }, { "value", value } })
                 .toJson(QJsonDocument::Compact)));
 }
+
+const QString stored_layout = QStringLiteral("[\"a\",\"\",\"b\"]");
+const QString stored_autorun = QStringLiteral("x.script;1;0;;/tmp/y.lua;0;1");
 
 // A settings file with a value off its default for every key the window shows, and the window over it.
 struct form {
@@ -76,17 +78,82 @@ struct form {
     std::unique_ptr<settings::window> w;
 };
 
+struct command_seen {
+    uint n = 0;
+    size_t total = 0;
+    QString line;
+    qint64 number = 0;
+    QStringList args;
+};
+
+// A core with its window whose settings hold quick actions: "a" three lines of OVScript, "b" a Lua file with an
+// icon that isn't there, "c" the command that clears the device list; "gone" is in the layout only.
+struct desk {
+    desk()
+    {
+        QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
+        s.setValue("usage_warning_accepted", true);
+        s.setValue("Service/address", "127.0.0.1");
+        s.setValue("Service/port", 1);
+        s.setValue("QuickActions/layout", "[\"a\",\"\",\"\",\"b\",\"gone\",\"c\"]");
+        write_action(s, "a", "Three lines", 1, "print one\n\nprint two\nprint three", ":/icn/run");
+        write_action(s, "b", "Lua file", 2, dir.filePath("s.lua"), dir.filePath("nowhere.png"));
+        write_action(s, "c", "Clear", 0, "/16", ":/icn/clear");
+        s.sync();
+        QFile lua(dir.filePath("s.lua"));
+        lua.open(QIODevice::WriteOnly);
+        lua.write("print('lua ran')\n");
+    }
+
+    bool start()
+    {
+        c = std::make_unique<core>(QString(), dir.path());
+        if (!c->operate(core::interactive, false))
+            return false;
+        QObject::connect(
+            &c->processor(), &cmd_processor::command, &c->processor(),
+            [this](QUuid, uint n, size_t total, QString line, scripting::cmd_id command, QStringList args) {
+                QMutexLocker lock(&mutex);
+                seen.append({ n, total, line, command.number, args });
+            },
+            Qt::DirectConnection);
+        return true;
+    }
+    QList<QAction*> buttons() const { return c->window()->scriptbar()->actions(); }
+    QList<command_seen> commands()
+    {
+        QMutexLocker lock(&mutex);
+        return seen;
+    }
+    QString log_text() const
+    {
+        QStringList lines;
+        for (const auto& e : c->history().entries({ "core", "lua" }))
+            lines << e.text;
+        return lines.join('\n');
+    }
+
+    QTemporaryDir dir;
+    QMutex mutex; // the interpreter's thread reports until the core has gone
+    QList<command_seen> seen;
+    std::unique_ptr<core> c;
+};
+
+QImage picture(const QIcon& icon)
+{
+    return icon.pixmap(16, 16).toImage();
+}
+
 } // namespace
 
 class test_ui_settings : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
     void closing_without_saving_keeps_the_file();
-    void limit_texts_data();
-    void limit_texts();
-    void help_language_data();
-    void help_language();
+    void stored_values_shown_data();
+    void stored_values_shown();
     void edit_action_needs_one_row_data();
     void edit_action_needs_one_row();
     void save_writes_the_stores_as_they_keep_them();
@@ -98,6 +165,8 @@ private slots:
     void tooltip_only_for_clipped_entries_data();
     void tooltip_only_for_clipped_entries();
     void core_takes_the_settings_at_once();
+    void buttons_follow_the_stored_layout();
+    void each_kind_of_button_runs();
 };
 
 void test_ui_settings::closing_without_saving_keeps_the_file()
@@ -140,55 +209,41 @@ void test_ui_settings::closing_without_saving_keeps_the_file()
     QCOMPARE(f.find<QSlider>("s_scripting_toolbar_slider")->value(), 3);
 }
 
-void test_ui_settings::limit_texts_data()
+void test_ui_settings::stored_values_shown_data()
 {
-    QTest::addColumn<int>("value");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("zero is no limit") << 0 << "No limit";
-    QTest::newRow("one with the suffix") << 1 << "1 task(s)";
-    QTest::newRow("the top of the range") << 100 << "100 task(s)";
-    QTest::newRow("above the range is held") << 500 << "100 task(s)";
-}
-
-void test_ui_settings::limit_texts()
-{
-    QFETCH(int, value);
-    QFETCH(QString, text);
-    form f;
-    f.settings.setValue("limit_concurrent_tasks", value);
-    f.w->show();
-    QCOMPARE(f.find<QSpinBox>("f_limit_concurrent_tasks")->text(), text);
-}
-
-void test_ui_settings::help_language_data()
-{
-    QTest::addColumn<QVariant>("stored");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QVariant>("stored"); // invalid: absent
     QTest::addColumn<QString>("shown");
-    QTest::addColumn<QString>("saved");
-    QTest::newRow("empty stands on Default") << QVariant("") << "Default"
-                                             << "";
-    QTest::newRow("absent stands on Default") << QVariant() << "Default"
-                                              << "";
-    QTest::newRow("a known locale") << QVariant("en_US") << "English"
-                                    << "en_US";
-    QTest::newRow("an unknown locale falls to Default") << QVariant("de_DE") << "Default"
-                                                        << "";
+    const QString limit = "limit_concurrent_tasks", help = "Help/locale_override";
+    QTest::newRow("zero is no limit") << limit << QVariant(0) << "No limit";
+    QTest::newRow("one with the suffix") << limit << QVariant(1) << "1 task(s)";
+    QTest::newRow("the top of the range") << limit << QVariant(100) << "100 task(s)";
+    QTest::newRow("above the range is held") << limit << QVariant(500) << "100 task(s)";
+    QTest::newRow("help: empty stands on Default") << help << QVariant("") << "Default";
+    QTest::newRow("help: absent stands on Default") << help << QVariant() << "Default";
+    QTest::newRow("help: a known locale") << help << QVariant("en_US") << "English";
+    QTest::newRow("help: an unknown locale falls to Default") << help << QVariant("de_DE") << "Default";
 }
 
-void test_ui_settings::help_language()
+// The help's language is saved back as the locale, or empty for Default.
+void test_ui_settings::stored_values_shown()
 {
+    QFETCH(QString, key);
     QFETCH(QVariant, stored);
     QFETCH(QString, shown);
-    QFETCH(QString, saved);
     form f;
     if (stored.isValid())
-        f.settings.setValue("Help/locale_override", stored);
+        f.settings.setValue(key, stored);
     else
-        f.settings.remove("Help/locale_override");
+        f.settings.remove(key);
     f.w->show();
+    if (key == "limit_concurrent_tasks") {
+        QCOMPARE(f.find<QSpinBox>("f_limit_concurrent_tasks")->text(), shown);
+        return;
+    }
     QCOMPARE(f.find<QComboBox>("f_help_language")->currentText(), shown);
     f.w->save();
-    QCOMPARE(f.settings.value("Help/locale_override").toString(), saved);
+    QCOMPARE(f.settings.value(key).toString(), shown == "Default" ? QString() : stored.toString());
 }
 
 void test_ui_settings::edit_action_needs_one_row_data()
@@ -213,18 +268,9 @@ void test_ui_settings::edit_action_needs_one_row()
     for (QAction* a : f.w->findChildren<QAction*>())
         edit = a->text() == "Edit action..." ? a : edit;
     QVERIFY(edit);
-
-    QString said;
-    QString title;
-    const auto watch = answer_modal([&](QWidget* modal) {
-        if (auto* box = qobject_cast<QMessageBox*>(modal)) {
-            said = box->text();
-            title = box->windowTitle();
-        }
-        static_cast<QDialog*>(modal)->reject();
-    });
+    const box_answers answers;
+    edit->trigger();
     if (warning.isEmpty()) {
-        edit->trigger();
         auto* editor = f.w->findChild<QDialog*>("script_action");
         QTRY_VERIFY(editor->isVisible());
         QCOMPARE(editor->windowTitle(), QString("Edit action"));
@@ -233,9 +279,7 @@ void test_ui_settings::edit_action_needs_one_row()
         QCOMPARE(editor->findChild<QPlainTextEdit*>("input_macro")->toPlainText(), QString("print"));
         return;
     }
-    edit->trigger();
-    QCOMPARE(said, warning);
-    QCOMPARE(title, QString("Can't edit"));
+    QCOMPARE(answers.texts(), QStringList { "Can't edit: " + warning });
     QVERIFY(!f.w->findChild<QDialog*>("script_action")->isVisible());
 }
 
@@ -269,8 +313,7 @@ void test_ui_settings::save_writes_the_stores_as_they_keep_them()
     QCOMPARE(again.value("QuickActions/layout").toString(), QString("[\"\",\"a\",\"b\",\"\"]"));
     QCOMPARE(again.value("Autorun/list").toString(), QString("/tmp/y.lua;1;1;;x.script;1;0"));
 
-    const auto watch
-        = answer_modal([](QWidget* modal) { static_cast<QMessageBox*>(modal)->button(QMessageBox::Yes)->click(); });
+    const box_answers yes([](const QMessageBox&) { return QMessageBox::Yes; });
     table->selectRow(0);
     f.find<QPushButton>("script_autorun_delete_btn")->click();
     f.w->save();
@@ -324,11 +367,7 @@ void test_ui_settings::action_editor_gives_what_its_mode_shows()
     QSignalSpy done(&editor, &script_action::done);
     editor.accept();
     QCOMPARE(done.size(), 1);
-    QCOMPARE(done[0][0].toString(), QString("{id}"));
-    QCOMPARE(done[0][1].toString(), QString(":/icn/clear"));
-    QCOMPARE(done[0][2].toString(), QString("Title"));
-    QCOMPARE(done[0][3].toUInt(), mode);
-    QCOMPARE(done[0][4].toString(), value);
+    QCOMPARE(done[0], (QVariantList { "{id}", ":/icn/clear", "Title", mode, value }));
 }
 
 void test_ui_settings::autorun_entry_of_a_file_data()
@@ -336,14 +375,10 @@ void test_ui_settings::autorun_entry_of_a_file_data()
     QTest::addColumn<QString>("file");
     QTest::addColumn<QString>("stored");
     QTest::addColumn<bool>("lua");
-    QTest::newRow("in the folder, relative") << "%1/a.script"
-                                             << "a.script" << false;
-    QTest::newRow("lua by suffix, any case") << "%1/b.LUA"
-                                             << "b.LUA" << true;
-    QTest::newRow("a subfolder keeps its path") << "%1/sub/c.lua"
-                                                << "%1/sub/c.lua" << true;
-    QTest::newRow("elsewhere keeps its path") << "/tmp/d.ovscript"
-                                              << "/tmp/d.ovscript" << false;
+    QTest::newRow("in the folder, relative") << "%1/a.script" << QString("a.script") << false;
+    QTest::newRow("lua by suffix, any case") << "%1/b.LUA" << QString("b.LUA") << true;
+    QTest::newRow("a subfolder keeps its path") << "%1/sub/c.lua" << QString("%1/sub/c.lua") << true;
+    QTest::newRow("elsewhere keeps its path") << "/tmp/d.ovscript" << QString("/tmp/d.ovscript") << false;
 }
 
 void test_ui_settings::autorun_entry_of_a_file()
@@ -364,8 +399,7 @@ void test_ui_settings::tooltip_only_for_clipped_entries_data()
     QTest::addColumn<QString>("tip");
     QTest::addColumn<bool>("shown");
     QTest::newRow("clipped with a tip") << QString(200, 'w') << "the whole story" << true;
-    QTest::newRow("fits") << "w"
-                          << "the whole story" << false;
+    QTest::newRow("fits") << "w" << QString("the whole story") << false;
     QTest::newRow("clipped without a tip") << QString(200, 'w') << "" << false;
 }
 
@@ -398,15 +432,10 @@ void test_ui_settings::tooltip_only_for_clipped_entries()
 
 void test_ui_settings::core_takes_the_settings_at_once()
 {
-    QTemporaryDir dir;
-    {
-        QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
-        s.setValue("usage_warning_accepted", true);
-        s.setValue("Service/address", "127.0.0.1");
-        s.setValue("Service/port", 1);
-    }
-    core c(QString(), dir.path());
-    QVERIFY(c.operate(core::interactive, false));
+    desk d;
+    QSettings(d.dir.filePath("ov.config"), QSettings::IniFormat).remove("QuickActions");
+    QVERIFY(d.start());
+    core& c = *d.c;
     task_element e;
     e.ep.host = "127.0.0.9";
     e.ep.port = 34567;
@@ -440,10 +469,80 @@ void test_ui_settings::core_takes_the_settings_at_once()
     QCOMPARE(c.window()->scriptbar()->actions().size(), 2);
     w->reject();
     QCOMPARE(c.window()->scriptbar()->actions().size(), 1);
-
-    // The stored button runs its command: the list of devices is cleared.
+    // The button added runs its command: the list of devices is cleared.
     c.window()->scriptbar()->actions().first()->trigger();
     QTRY_COMPARE(c.model()->rowCount(), 0);
+}
+
+void test_ui_settings::buttons_follow_the_stored_layout()
+{
+    desk d;
+    QVERIFY(d.start());
+    QStringList texts;
+    for (QAction* a : d.buttons())
+        texts << (a->isSeparator() ? "|" : a->text() + "=" + a->data().toString());
+    QCOMPARE(texts, (QStringList { "Three lines={a}", "|", "|", "Lua file={b}", "Clear={c}" }));
+    QCOMPARE(picture(d.buttons()[3]->icon()), picture(QIcon(":/svg/question")));
+    QCOMPARE(picture(d.buttons()[0]->icon()), picture(QIcon(":/icn/run")));
+    QVERIFY(picture(d.buttons()[0]->icon()) != picture(QIcon(":/svg/question")));
+
+    // The editor offers what a button can run: the commands that run outside the interpreter.
+    const auto& offered = d.c->quick_actions().commands_model();
+    QStringList values;
+    for (int r = 0; r < offered.rowCount(); ++r)
+        values << offered.data(offered.index(r), scripting::actions_commands_model::value_role).toString();
+    QCOMPARE(values, (QStringList { "/10", "/15", "/16", "/62", "/76" }));
+
+    // An edit of the store shows at once; the old buttons go.
+    const QPointer<QAction> old = d.buttons()[0];
+    d.c->quick_actions().remove_action(1);
+    d.c->quick_actions().add_action({ "", "New", scripting::quick_action::script, "print new" }, 0);
+    texts.clear();
+    for (QAction* a : d.buttons())
+        texts << (a->isSeparator() ? "|" : a->text());
+    QCOMPARE(texts, (QStringList { "New", "Three lines", "|", "Lua file", "Clear" }));
+    QVERIFY(old.isNull());
+}
+
+void test_ui_settings::each_kind_of_button_runs()
+{
+    desk d;
+    QVERIFY(d.start());
+    d.buttons()[0]->trigger();
+    QTRY_COMPARE(d.commands().size(), 3);
+    // Queued as one script, all three are parsed before the first runs: each knows it is one of three.
+    QStringList lines;
+    for (int i = 0; i < 3; ++i) {
+        const command_seen s = d.commands()[i];
+        QCOMPARE(QPair(s.n, s.total), QPair(uint(i + 1), size_t(3)));
+        lines << s.line;
+    }
+    QCOMPARE(lines, (QStringList { "print one", "print two", "print three" }));
+
+    // A Lua file goes through the interpreter's queue too.
+    d.buttons()[3]->trigger();
+    QTRY_COMPARE(d.commands().size(), 4);
+    QCOMPARE(d.commands()[3].number, qint64(scripting::commands::run_lua_script));
+    QCOMPARE(d.commands()[3].args, QStringList { d.dir.filePath("s.lua") });
+    QTRY_VERIFY2(d.log_text().contains("Runtime message: lua ran"), qPrintable(d.log_text()));
+
+    // Built-in commands run at once, outside the interpreter.
+    endpoint ep;
+    ep.host = "10.9.9.9";
+    d.c->introduce(task_element(ep, device()));
+    QCOMPARE(d.c->task_manager().count(), 1);
+    d.buttons()[4]->trigger();
+    QCOMPARE(d.c->task_manager().count(), 0);
+    QCOMPARE(d.commands().size(), 4);
+
+    scripting::macro_recorder& r = d.c->processor().recorder();
+    QVERIFY(r.start_recording("m") && r.add_line("print from the macro") && r.stop_recording());
+    d.c->on_window_script_toolbar_btn("macro:m");
+    QTRY_COMPARE(d.commands().size(), 5);
+    QCOMPARE(d.commands()[4].line, QStringLiteral("print from the macro"));
+
+    d.c->on_window_script_toolbar_btn("{not-there}");
+    QVERIFY2(d.log_text().contains("Unknown quick action: {not-there}"), qPrintable(d.log_text()));
 }
 
 QTEST_MAIN(test_ui_settings)

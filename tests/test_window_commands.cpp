@@ -4,6 +4,7 @@
 // plays its macro.
 #include "app/caps.h"
 #include "scripting/sapi.h"
+#include "tests/support/box_answers.h"
 #include "tests/support/script_session.h"
 #include "ui/about.h"
 #include "ui/dynwidgets_controller.h"
@@ -15,28 +16,6 @@
 #include <QtWidgets>
 
 namespace {
-
-// Answers each modal box as it shows up, in order, and keeps their texts.
-struct box_answers
-{
-    explicit box_answers(QList<int> buttons)
-        : buttons(std::move(buttons))
-    {
-        timer.setInterval(20);
-        QObject::connect(&timer, &QTimer::timeout, [this] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box || this->buttons.isEmpty())
-                return;
-            texts << box->windowTitle() + ": " + box->text();
-            box->button(QMessageBox::StandardButton(this->buttons.takeFirst()))->click();
-        });
-        timer.start();
-    }
-
-    QList<int> buttons;
-    QStringList texts;
-    QTimer timer;
-};
 
 // An interactive core, and the addresses its tasks were given.
 struct window_core : scripted
@@ -72,9 +51,7 @@ private slots:
     void toolbar_widgets_data();
     void toolbar_widgets();
     void user_changes_fire_widget_changed();
-    void help_commands_reach_the_console();
-    void play_opens_a_player_window();
-    void about_names_the_build();
+    void help_play_and_about_open_their_windows();
 };
 
 void test_window_commands::assign_addresses_asks_data()
@@ -115,9 +92,11 @@ void test_window_commands::assign_addresses_asks()
         f.add_row(f.devices.address(0).toString(), f.devices.port(0));
     // The box the assignment macro reads its start from.
     QVERIFY(f.run("display.toolbar.scripting add subnet2 --type=numeric --max=255 --value=250").ok);
-    box_answers answering(answers);
+    box_answers answering([&answers](const QMessageBox&) {
+        return answers.isEmpty() ? QMessageBox::NoButton : QMessageBox::StandardButton(answers.takeFirst());
+    });
     const scripting::command_result r = f.run("devices.assign_addresses 1 250");
-    QCOMPARE(answering.texts, boxes);
+    QCOMPARE(answering.texts(), boxes);
     QCOMPARE(r.ok, error.isEmpty());
     QCOMPARE(f.shown(), error.isEmpty() ? QStringList {} : QStringList { "error: " + error });
     const QStringList addresses = f.assigned();
@@ -264,7 +243,8 @@ void test_window_commands::user_changes_fire_widget_changed()
     QCOMPARE(fired(f).size(), 3);
 }
 
-void test_window_commands::help_commands_reach_the_console()
+// F1 opens the help, whose links reach the console; "play" and About open theirs.
+void test_window_commands::help_play_and_about_open_their_windows()
 {
     window_core f;
     QAction* act_help = f.c->window()->findChild<QAction*>("act_help");
@@ -287,11 +267,9 @@ void test_window_commands::help_commands_reach_the_console()
     QTRY_VERIFY2(f.console.plain().contains("up: devices.scan"), qPrintable(f.console.plain().join("|")));
     QCOMPARE(f.console.inputs, QStringList { "aliases" });
     QCOMPARE(f.console.offered, QStringList { "aliases" });
-}
+    dialog->close();
 
-void test_window_commands::play_opens_a_player_window()
-{
-    window_core f;
+    // "play" opens a player.
     QVERIFY(f.run("play file:///nonexistent/camera.ogv --title=Gate --mute").ok);
     QPointer<videoplayer> player;
     for (QWidget* top : QApplication::topLevelWidgets()) {
@@ -302,11 +280,8 @@ void test_window_commands::play_opens_a_player_window()
     QCOMPARE(player->windowTitle(), QStringLiteral("Gate"));
     player->close();
     QTRY_VERIFY(!player);
-}
 
-void test_window_commands::about_names_the_build()
-{
-    window_core f;
+    // About names the build.
     f.c->window()->findChild<QAction*>("act_about")->trigger();
     auto* box = f.c->window()->findChild<about*>();
     QVERIFY(box && box->isVisible());
