@@ -221,9 +221,11 @@ void test_script_run::runs_end()
     installation app;
     app.write(args.contains("s.lua") ? "s.lua" : "s.ovscript", script);
     app.write("list.csv", "127.0.0.7,34567,admin,\n127.0.0.8,34567,admin,\n");
-    QVERIFY2(app.run(args, 20000), qPrintable(app.output));
+    QVERIFY2(app.run(args), qPrintable(app.output));
     QCOMPARE(app.code, code);
-    QVERIFY2(app.took < 10000, qPrintable(QString::number(app.took)));
+    // Nothing here waits: a run that takes this long waited for something it should not have. Loose for a
+    // loaded machine.
+    QVERIFY2(app.took < 20000, qPrintable(QString::number(app.took)));
     for (const QString& text : present)
         QVERIFY2(app.output.contains(text), qPrintable(text + "\n" + app.output));
     for (const QString& text : absent)
@@ -239,9 +241,10 @@ void test_script_run::batch_quits_while_a_script_sleeps()
     app.write("setup.ovscript", "sleep 1m\nprint late\n");
     app.write("devices.csv", QStringLiteral("%1,%2,admin,\n").arg(devices.address(0).toString()).arg(devices.port(0)));
     // The flow ends (without a service) while the interpreter stands inside the sleep: the run ends all the same.
-    QVERIFY2(app.run({ "--batch", "--fetch-only", "devices.csv" }), qPrintable(app.output));
+    QVERIFY2(app.run({ "--batch", "--fetch-only", "devices.csv" }, 50000), qPrintable(app.output));
     QCOMPARE(app.code, 0);
-    QVERIFY2(app.took < 10000, qPrintable(QString::number(app.took)));
+    // Well before the minute of the sleep.
+    QVERIFY2(app.took < 40000, qPrintable(QString::number(app.took)));
     QVERIFY(app.output.contains("[core]: -- all done --"));
     QVERIFY(app.output.contains("[ovscript]: $ sleep 1m"));
     QVERIFY(!app.output.contains("[ovscript]: late"));
