@@ -28,6 +28,19 @@ void write_action(QSettings& s, const QString& key, const QString& title, int mo
                 .toJson(QJsonDocument::Compact)));
 }
 
+// A key's line as the file holds it, under its group's header.
+QByteArray stored_line(const QString& path, const QByteArray& group, const QByteArray& key)
+{
+    QFile f(path);
+    const QList<QByteArray> lines = f.open(QIODevice::ReadOnly) ? f.readAll().split('\n') : QList<QByteArray> {};
+    const int header = lines.indexOf('[' + group + ']');
+    for (int i = header + 1; header >= 0 && i < lines.size() && !lines[i].startsWith('['); ++i) {
+        if (lines[i].startsWith(key + '='))
+            return lines[i];
+    }
+    return {};
+}
+
 const QString stored_layout = QStringLiteral("[\"a\",\"\",\"b\"]");
 const QString stored_autorun = QStringLiteral("x.script;1;0;;/tmp/y.lua;0;1");
 
@@ -160,6 +173,8 @@ private slots:
     void autorun_enable_button_follows_the_selection();
     void action_editor_gives_what_its_mode_shows_data();
     void action_editor_gives_what_its_mode_shows();
+    void icon_from_the_programs_pictures_data();
+    void icon_from_the_programs_pictures();
     void autorun_entry_of_a_file_data();
     void autorun_entry_of_a_file();
     void tooltip_only_for_clipped_entries_data();
@@ -309,9 +324,10 @@ void test_ui_settings::save_writes_the_stores_as_they_keep_them()
     f.find<QPushButton>("script_autorun_up_btn")->click();
     f.find<QPushButton>("script_autorun_enable_btn")->click();
     f.w->save();
-    again.sync();
-    QCOMPARE(again.value("QuickActions/layout").toString(), QString("[\"\",\"a\",\"b\",\"\"]"));
-    QCOMPARE(again.value("Autorun/list").toString(), QString("/tmp/y.lua;1;1;;x.script;1;0"));
+    f.settings.sync();
+    // The file's own bytes: a compact JSON array and one ";"-joined string, neither a list nor a variant.
+    QCOMPARE(stored_line(f.settings.fileName(), "QuickActions", "layout"), QByteArray("layout=\"[\\\"\\\",\\\"a\\\",\\\"b\\\",\\\"\\\"]\""));
+    QCOMPARE(stored_line(f.settings.fileName(), "Autorun", "list"), QByteArray("list=\"/tmp/y.lua;1;1;;x.script;1;0\""));
 
     const box_answers yes([](const QMessageBox&) { return QMessageBox::Yes; });
     table->selectRow(0);
@@ -368,6 +384,51 @@ void test_ui_settings::action_editor_gives_what_its_mode_shows()
     editor.accept();
     QCOMPARE(done.size(), 1);
     QCOMPARE(done[0], (QVariantList { "{id}", ":/icn/clear", "Title", mode, value }));
+}
+
+void test_ui_settings::icon_from_the_programs_pictures_data()
+{
+    QTest::addColumn<QString>("pick");
+    QTest::addColumn<bool>("accept");
+    QTest::addColumn<QString>("icon");
+    QTest::newRow("chosen") << ":/svg/add_file" << true << ":/svg/add_file";
+    QTest::newRow("cancelled") << ":/svg/add_file" << false << ":/icn/clear";
+    QTest::newRow("nothing selected") << "" << true << ":/icn/clear";
+}
+
+void test_ui_settings::icon_from_the_programs_pictures()
+{
+    QFETCH(QString, pick);
+    QFETCH(bool, accept);
+    QFETCH(QString, icon);
+    script_action editor;
+    editor.prepare("Edit action", "{id}", ":/icn/clear", "Title", 1, "print");
+    QString title;
+    QStringList listed;
+    QTimer viewer_watch;
+    viewer_watch.setInterval(20);
+    QObject::connect(&viewer_watch, &QTimer::timeout, [&] {
+        auto* viewer = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!viewer || viewer->objectName() != "resource_viewer")
+            return;
+        viewer_watch.stop();
+        title = viewer->windowTitle();
+        auto* list = viewer->findChild<QListView*>("listView");
+        for (int row = 0; row < list->model()->rowCount(); ++row)
+            listed << list->model()->index(row, 0).data().toString();
+        if (!pick.isEmpty())
+            list->setCurrentIndex(list->model()->index(listed.indexOf(pick), 0));
+        accept ? viewer->accept() : viewer->reject();
+    });
+    viewer_watch.start();
+    editor.findChild<QPushButton*>("icon_res_btn")->click();
+    QCOMPARE(title, QString("Select resource"));
+    // The program's own pictures, icon aliases among them.
+    QVERIFY2(listed.contains(":/svg/add_file") && listed.contains(":/svg/question"), qPrintable(listed.join(' ')));
+    QSignalSpy done(&editor, &script_action::done);
+    editor.accept();
+    QCOMPARE(done.size(), 1);
+    QCOMPARE(done[0][1].toString(), icon);
 }
 
 void test_ui_settings::autorun_entry_of_a_file_data()

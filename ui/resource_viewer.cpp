@@ -4,6 +4,7 @@
 #include <QDirIterator>
 #include <QEvent>
 #include <QIcon>
+#include <QItemSelectionModel>
 #include <QListView>
 #include <QVBoxLayout>
 
@@ -70,7 +71,9 @@ resource_viewer::resource_viewer(QWidget* parent)
 
 QString resource_viewer::selected() const
 {
-    return listView->currentIndex().data(Qt::UserRole).toString();
+    // The current index alone comes with the focus, on the first row: no choice of the user's.
+    const QModelIndexList chosen = listView->selectionModel()->selectedIndexes();
+    return chosen.isEmpty() ? QString() : chosen.first().data(Qt::UserRole).toString();
 }
 
 void resource_viewer::changeEvent(QEvent* event)
