@@ -399,10 +399,16 @@ private:
     // The firmware from the cache, checked against its identifier; empty when it isn't there
     // or fails, and a failure turns the cache off.
     QByteArray cached_firmware(const QString& firmware);
-    // Keeps a checked firmware in the cache unless it is there already.
-    void cache_firmware(const QString& firmware, const QByteArray& data);
+    // Checks the next download and adds it to the cache on m_store_thread, one at a time: a
+    // 16 MiB firmware takes the main thread a quarter of a second.
+    void store_next_file();
+    // Back on the main thread: the lines waiting for the firmware get it once it is checked.
+    void file_stored(const QString& firmware, const QByteArray& data, bool intact,
+        const std::optional<firmware_pack::pack_v3::pending_add>& add);
     // Whether data is the firmware file of this identifier: not empty, and its MD5.
     bool checked_firmware(const QString& firmware, const QByteArray& data);
+    // The same without remembering it, for any thread.
+    static bool firmware_intact(const QString& firmware, const QByteArray& data);
     void dt_await_device(const QString& ident);
     void dt_change_ip(const QString& ident);
     void dt_change_port(const QString& ident);
@@ -542,6 +548,12 @@ private:
     // Registration calls block their thread for a round trip each: a few run at once, off the
     // main thread. Waited for first in the destructor, as they log.
     QThreadPool m_registration_threads;
+    // Downloads waiting for their check and cache write, and one thread to do them. m_cache is
+    // only read on the main thread while a write runs; the thread is waited for in the
+    // destructor, so a block is never left half-written.
+    QList<QPair<QString, QByteArray>> m_files_to_store;
+    bool m_storing = false;
+    QThreadPool m_store_thread;
     updater m_updater;
     delivery::pack_crypto m_crypto;
     tasks::manager m_manager;
