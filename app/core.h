@@ -498,6 +498,9 @@ private:
     // A warning box in interactive mode, a log line in batch.
     void warn(const QString& title, const QString& text);
     void refresh_status_bar();
+    // The same once the current burst of flow starts and ends is handled: each refresh reads
+    // every launched row, and a fleet's thousand starts come in one go.
+    void refresh_status_bar_soon();
     void show_status_message(const QString& text);
     void raise_event(const QString& name, const QStringList& args = {});
     static task_element element_of(const device& dev);
@@ -553,6 +556,7 @@ private:
     // destructor, so a block is never left half-written.
     QList<QPair<QString, QByteArray>> m_files_to_store;
     bool m_storing = false;
+    bool m_status_bar_due = false;
     QThreadPool m_store_thread;
     updater m_updater;
     delivery::pack_crypto m_crypto;
