@@ -388,7 +388,7 @@ private:
     void record_outcome(const QString& ident, const tasks::common_data& result);
     // The offer a line works with: the first of its new_version.
     static client::update_resp::offer offer_of(const tasks::line& line);
-    // The lines standing at flash for this firmware.
+    // The lines standing at flash for this firmware, not yet handed it.
     QStringList lines_waiting_for(const QString& firmware) const;
     void clean_up_worker(const QString& ident, const QString& log_text);
     // Hands the service identity and address from the settings to the client.
@@ -405,6 +405,8 @@ private:
     // Back on the main thread: the lines waiting for the firmware get it once it is checked.
     void file_stored(const QString& firmware, const QByteArray& data, bool intact,
         const std::optional<firmware_pack::pack_v3::pending_add>& add);
+    // Hands the lines in m_to_serve their firmware, a slice per turn of the event loop.
+    void serve_waiting_lines();
     // Whether data is the firmware file of this identifier: not empty, and its MD5.
     bool checked_firmware(const QString& firmware, const QByteArray& data);
     // The same without remembering it, for any thread.
@@ -556,6 +558,8 @@ private:
     // destructor, so a block is never left half-written.
     QList<QPair<QString, QByteArray>> m_files_to_store;
     bool m_storing = false;
+    // Lines at flash whose firmware has come, in the order they are handed it.
+    QStringList m_to_serve;
     bool m_status_bar_due = false;
     QThreadPool m_store_thread;
     updater m_updater;

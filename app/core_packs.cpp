@@ -115,10 +115,26 @@ void core::file_stored(const QString& firmware, const QByteArray& data, bool int
                     .arg(firmware_pack::pack::max_blocks));
         }
     }
-    // Only lines waiting for it: a line done with its flash, or never at it, keeps its device as it is.
-    for (const QString& ident : lines_waiting_for(firmware))
-        apply_firmware(ident, data);
+    const bool serving = !m_to_serve.isEmpty();
+    m_to_serve << lines_waiting_for(firmware);
+    if (!serving)
+        serve_waiting_lines();
     store_next_file();
+}
+
+void core::serve_waiting_lines()
+{
+    // Each line starts an upload and logs: a fleet's thousand would hold the window.
+    constexpr int lines_per_turn = 32;
+    for (int i = 0; i < lines_per_turn && !m_to_serve.isEmpty(); ++i) {
+        const QString ident = m_to_serve.takeFirst();
+        // Only lines still waiting: a line stopped meanwhile keeps its device as it is. A damaged
+        // download isn't kept, and the empty data fails the line.
+        if (const auto l = m_manager.find(ident); l && at_step(ident, { tasks::names::flash }))
+            apply_firmware(ident, m_checked_firmware.value(offer_of(*l).firmware));
+    }
+    if (!m_to_serve.isEmpty())
+        QMetaObject::invokeMethod(this, [this] { serve_waiting_lines(); }, Qt::QueuedConnection);
 }
 
 bool core::checked_firmware(const QString& firmware, const QByteArray& data)

@@ -143,7 +143,8 @@ QStringList core::lines_waiting_for(const QString& firmware) const
 {
     QStringList idents;
     for (const QString& ident : m_manager.lines()) {
-        if (at_step(ident, { tasks::names::flash }) && offer_of(*m_manager.find(ident)).firmware == firmware)
+        if (at_step(ident, { tasks::names::flash }) && offer_of(*m_manager.find(ident)).firmware == firmware
+            && !m_to_serve.contains(ident))
             idents << ident;
     }
     return idents;
