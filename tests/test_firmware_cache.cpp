@@ -289,10 +289,14 @@ void test_firmware_cache::cache_write_failure_still_flashes()
         QCOMPARE(f.result(i).text, QStringLiteral("Done upgrading"));
         QCOMPARE(f.devices.state(i)["upgrade_md5"].toString(), md5_hex(firmware));
     }
-    QCOMPARE(f.service.requests("file").size(), 1);
+    // A line reaching flash after a download that wasn't kept asks again, and that write fails too.
+    const int downloads = int(f.service.requests("file").size());
+    QVERIFY(downloads >= 1);
     const QString log = f.log_text();
-    QVERIFY2(log.indexOf("Firmware cached") < log.indexOf("Error adding to the cache file"), qPrintable(log));
-    QCOMPARE(log.count("Error adding to the cache file"), 1);
+    QVERIFY2(log.indexOf("Firmware cached") >= 0
+            && log.indexOf("Firmware cached") < log.indexOf("Error adding to the cache file"),
+        qPrintable(log));
+    QCOMPARE(int(log.count("Error adding to the cache file")), downloads);
     // A file that went away isn't made anew.
     QCOMPARE(QFileInfo(path).exists(), disk_full);
 }
