@@ -4,13 +4,6 @@
 
 namespace tasks {
 
-namespace {
-
-// Each start makes a worker and logs: about a millisecond on a busy machine.
-constexpr int flows_per_turn = 32;
-
-} // namespace
-
 manager::manager(QObject* parent)
     : QObject(parent)
 {
@@ -105,14 +98,8 @@ bool manager::may_admit() const
 void manager::pump()
 {
     // start_flow() may re-enter through a step that finishes at once, so the
-    // queue is tested on every round. A launch of a thousand rows starts them a slice
-    // per turn of the event loop, so that the window keeps answering meanwhile.
-    int started = 0;
+    // queue is tested on every round.
     while (!m_pending.isEmpty() && may_admit()) {
-        if (started++ == flows_per_turn) {
-            QMetaObject::invokeMethod(this, [this] { pump(); }, Qt::QueuedConnection);
-            return;
-        }
         const QString ident = m_pending.takeFirst();
         start_flow(ident);
     }
