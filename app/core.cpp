@@ -151,6 +151,8 @@ core::~core()
     m_lua.reset();
     m_registration_queue.clear();
     m_registration_threads.waitForDone();
+    m_files_to_store.clear();
+    m_store_thread.waitForDone();
     m_script_watch.stop();
     m_updater.stop();
     // Nothing reaches a slot while the members go, some of which the slots use.

@@ -388,7 +388,7 @@ private:
     void record_outcome(const QString& ident, const tasks::common_data& result);
     // The offer a line works with: the first of its new_version.
     static client::update_resp::offer offer_of(const tasks::line& line);
-    // The lines standing at flash for this firmware.
+    // The lines standing at flash for this firmware, not yet handed it.
     QStringList lines_waiting_for(const QString& firmware) const;
     void clean_up_worker(const QString& ident, const QString& log_text);
     // Hands the service identity and address from the settings to the client.
@@ -399,10 +399,18 @@ private:
     // The firmware from the cache, checked against its identifier; empty when it isn't there
     // or fails, and a failure turns the cache off.
     QByteArray cached_firmware(const QString& firmware);
-    // Keeps a checked firmware in the cache unless it is there already.
-    void cache_firmware(const QString& firmware, const QByteArray& data);
+    // Checks the next download and adds it to the cache on m_store_thread, one at a time: a
+    // 16 MiB firmware takes the main thread a quarter of a second.
+    void store_next_file();
+    // Back on the main thread: the lines waiting for the firmware get it once it is checked.
+    void file_stored(const QString& firmware, const QByteArray& data, bool intact,
+        const std::optional<firmware_pack::pack_v3::pending_add>& add);
+    // Hands the lines in m_to_serve their firmware, a slice per turn of the event loop.
+    void serve_waiting_lines();
     // Whether data is the firmware file of this identifier: not empty, and its MD5.
     bool checked_firmware(const QString& firmware, const QByteArray& data);
+    // The same without remembering it, for any thread.
+    static bool firmware_intact(const QString& firmware, const QByteArray& data);
     void dt_await_device(const QString& ident);
     void dt_change_ip(const QString& ident);
     void dt_change_port(const QString& ident);
@@ -492,6 +500,9 @@ private:
     // A warning box in interactive mode, a log line in batch.
     void warn(const QString& title, const QString& text);
     void refresh_status_bar();
+    // The same once the current burst of flow starts and ends is handled: each refresh reads
+    // every launched row, and a fleet's thousand starts come in one go.
+    void refresh_status_bar_soon();
     void show_status_message(const QString& text);
     void raise_event(const QString& name, const QStringList& args = {});
     static task_element element_of(const device& dev);
@@ -542,6 +553,15 @@ private:
     // Registration calls block their thread for a round trip each: a few run at once, off the
     // main thread. Waited for first in the destructor, as they log.
     QThreadPool m_registration_threads;
+    // Downloads waiting for their check and cache write, and one thread to do them. m_cache is
+    // only read on the main thread while a write runs; the thread is waited for in the
+    // destructor, so a block is never left half-written.
+    QList<QPair<QString, QByteArray>> m_files_to_store;
+    bool m_storing = false;
+    // Lines at flash whose firmware has come, in the order they are handed it.
+    QStringList m_to_serve;
+    bool m_status_bar_due = false;
+    QThreadPool m_store_thread;
     updater m_updater;
     delivery::pack_crypto m_crypto;
     tasks::manager m_manager;

@@ -110,7 +110,7 @@ void core::on_task_manager_flow_started(const QString& ident)
     log(source_of(ident), tr("Started with %n tasks", nullptr, l ? l->pending() : 0), { fixed_names::tags::tasks });
     if (l)
         l->set(tasks::keys::flow_started, QDateTime::currentDateTime());
-    refresh_status_bar();
+    refresh_status_bar_soon();
 }
 
 void core::on_task_manager_task_running(const QString& flow, const QString& name, const QString& uuid)
@@ -161,7 +161,7 @@ void core::on_task_manager_flow_ended(const QString& ident)
     set_status(ident, result.text, result.ok ? status_success : status_failure);
     record_outcome(ident, result);
     m_verify_deadlines.remove(ident);
-    refresh_status_bar();
+    refresh_status_bar_soon();
     raise_event(QStringLiteral("task_done"), { ident });
     for (const QString& key : m_keys_in_work.take(ident)) {
         if (m_devices_in_work.value(key) == ident)

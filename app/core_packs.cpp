@@ -73,34 +73,86 @@ QByteArray core::cached_firmware(const QString& firmware)
     return data;
 }
 
-void core::cache_firmware(const QString& firmware, const QByteArray& data)
+void core::store_next_file()
 {
-    if (!m_cache_in_use || m_cache.contains(firmware))
+    if (m_storing || m_files_to_store.isEmpty())
         return;
-    if (m_cache.count() == firmware_pack::pack::max_blocks) {
+    const auto [firmware, data] = m_files_to_store.takeFirst();
+    // Whether to cache is settled here, where the cache is read; the write waits for the check.
+    std::optional<firmware_pack::pack_v3::pending_add> add;
+    if (m_cache_in_use && !m_cache.contains(firmware) && m_cache.count() < firmware_pack::pack::max_blocks)
+        add = m_cache.start_add(firmware, m_client.session_nonce());
+    const delivery::pack_crypto crypto = delivery::make_pack_crypto(m_client.client_id());
+    m_storing = true;
+    m_store_thread.setMaxThreadCount(1);
+    m_store_thread.start([this, firmware = firmware, data = data, add, crypto]() mutable {
+        const bool intact = firmware_intact(firmware, data);
+        if (intact && add)
+            m_cache.write_add(*add, data, crypto.ident_encryptor, crypto.payload_encryptor);
+        QMetaObject::invokeMethod(
+            this, [this, firmware, data, intact, add] { file_stored(firmware, data, intact, add); },
+            Qt::QueuedConnection);
+    });
+}
+
+void core::file_stored(const QString& firmware, const QByteArray& data, bool intact,
+    const std::optional<firmware_pack::pack_v3::pending_add>& add)
+{
+    m_storing = false;
+    m_requested_versions.removeAll(firmware);
+    if (!intact) {
         log(fixed_names::sources::core,
-            tr("The cache file is full with %1 firmwares: no more are added to it")
-                .arg(firmware_pack::pack::max_blocks));
-        return;
+            tr("The download of firmware %1 is damaged: it is neither cached nor flashed").arg(firmware));
+    } else {
+        m_checked_firmware.insert(firmware, data);
+        if (add) {
+            log(fixed_names::sources::core, tr("Firmware cached"));
+            if (!m_cache.finish_add(*add))
+                log(fixed_names::sources::core, tr("Error adding to the cache file"));
+        } else if (m_cache_in_use && !m_cache.contains(firmware)) {
+            log(fixed_names::sources::core,
+                tr("The cache file is full with %1 firmwares: no more are added to it")
+                    .arg(firmware_pack::pack::max_blocks));
+        }
     }
-    log(fixed_names::sources::core, tr("Firmware cached"));
-    if (!m_cache.add(firmware, data, m_crypto.ident_encryptor, m_crypto.payload_encryptor, m_client.session_nonce()))
-        log(fixed_names::sources::core, tr("Error adding to the cache file"));
+    const bool serving = !m_to_serve.isEmpty();
+    m_to_serve << lines_waiting_for(firmware);
+    if (!serving)
+        serve_waiting_lines();
+    store_next_file();
+}
+
+void core::serve_waiting_lines()
+{
+    // Each line starts an upload and logs: a fleet's thousand would hold the window.
+    constexpr int lines_per_turn = 32;
+    for (int i = 0; i < lines_per_turn && !m_to_serve.isEmpty(); ++i) {
+        const QString ident = m_to_serve.takeFirst();
+        // Only lines still waiting: a line stopped meanwhile keeps its device as it is. A damaged
+        // download isn't kept, and the empty data fails the line.
+        if (const auto l = m_manager.find(ident); l && at_step(ident, { tasks::names::flash }))
+            apply_firmware(ident, m_checked_firmware.value(offer_of(*l).firmware));
+    }
+    if (!m_to_serve.isEmpty())
+        QMetaObject::invokeMethod(this, [this] { serve_waiting_lines(); }, Qt::QueuedConnection);
 }
 
 bool core::checked_firmware(const QString& firmware, const QByteArray& data)
 {
-    if (data.isEmpty())
-        return false;
     // A fleet shares one copy of each firmware: those bytes are hashed once.
     const auto known = m_checked_firmware.constFind(firmware);
     if (known != m_checked_firmware.constEnd() && known->constData() == data.constData()
-        && known->size() == data.size())
+        && known->size() == data.size() && !data.isEmpty())
         return true;
-    if (QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex() != firmware.toLatin1())
+    if (!firmware_intact(firmware, data))
         return false;
     m_checked_firmware.insert(firmware, data);
     return true;
+}
+
+bool core::firmware_intact(const QString& firmware, const QByteArray& data)
+{
+    return !data.isEmpty() && QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex() == firmware.toLatin1();
 }
 
 QStringList core::find_packs(bool include_cache) const

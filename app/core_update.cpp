@@ -128,16 +128,10 @@ void core::dt_update(const QString& ident)
 void core::on_client_file_received(const QString& version, const QByteArray& data)
 {
     log(fixed_names::sources::core, tr("Got data for requested version"));
-    m_requested_versions.removeAll(version);
-    // Cached before delivery, so that a line reaching flash later finds it there.
-    if (checked_firmware(version, data))
-        cache_firmware(version, data);
-    else
-        log(fixed_names::sources::core,
-            tr("The download of firmware %1 is damaged: it is neither cached nor flashed").arg(version));
-    // Only lines waiting for it: a line done with its flash, or never at it, keeps its device as it is.
-    for (const QString& ident : lines_waiting_for(version))
-        apply_firmware(ident, data);
+    // Still requested until it is checked and cached, so that a line reaching flash meanwhile
+    // waits for it rather than asking again.
+    m_files_to_store.append({ version, data });
+    store_next_file();
 }
 
 client::update_resp::offer core::offer_of(const tasks::line& line)
@@ -149,7 +143,8 @@ QStringList core::lines_waiting_for(const QString& firmware) const
 {
     QStringList idents;
     for (const QString& ident : m_manager.lines()) {
-        if (at_step(ident, { tasks::names::flash }) && offer_of(*m_manager.find(ident)).firmware == firmware)
+        if (at_step(ident, { tasks::names::flash }) && offer_of(*m_manager.find(ident)).firmware == firmware
+            && !m_to_serve.contains(ident))
             idents << ident;
     }
     return idents;

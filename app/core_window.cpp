@@ -187,6 +187,17 @@ void core::refresh_status_bar()
     }
 }
 
+void core::refresh_status_bar_soon()
+{
+    if (!m_window || m_status_bar_due)
+        return;
+    m_status_bar_due = true;
+    QTimer::singleShot(0, this, [this] {
+        m_status_bar_due = false;
+        refresh_status_bar();
+    });
+}
+
 void core::show_status_message(const QString& text)
 {
     if (m_window)

@@ -28,6 +28,14 @@ bool pack::begin_add(QFile& file, const QString& ident, const QByteArray& payloa
     file.setFileName(m_path);
     if (m_path.isEmpty() || !file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
         return fail(1, -1, "file can't be opened for writing");
+    return encrypt_frames(ident, payload, encrypt_ident, encrypt_payload, session, max_ident_blocks, ident_frame,
+        payload_frame);
+}
+
+bool pack::encrypt_frames(const QString& ident, const QByteArray& payload, const ident_encryptor& encrypt_ident,
+    const payload_encryptor& encrypt_payload, quint64 session, int max_ident_blocks, QByteArray& ident_frame,
+    QByteArray& payload_frame) const
+{
     ident_frame = encrypt_ident ? encrypt_ident(ident.toUtf8()) : QByteArray();
     payload_frame = encrypt_payload ? encrypt_payload(payload, session) : QByteArray();
     if (ident_frame.isEmpty() || payload_frame.isEmpty() || ident_frame.size() % 16 || payload_frame.size() % 16
@@ -132,11 +140,16 @@ quint32 pack::write_count_and_time(QFile& file, quint8 count, quint32 timestamp)
 {
     m_count = count;
     m_timestamp = timestamp;
+    return write_header_fields(file, count, timestamp);
+}
+
+quint32 pack::write_header_fields(QFile& file, quint8 count, quint32 timestamp)
+{
     QByteArray stamp;
-    little_endian::append<quint32>(stamp, m_timestamp);
+    little_endian::append<quint32>(stamp, timestamp);
     if (!file.seek(6))
         return 2;
-    if (file.write(reinterpret_cast<const char*>(&m_count), 1) != 1)
+    if (file.write(reinterpret_cast<const char*>(&count), 1) != 1)
         return 3;
     if (!file.seek(7) || file.write(stamp) != stamp.size())
         return 4;

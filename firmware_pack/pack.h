@@ -74,6 +74,11 @@ protected:
     bool begin_add(QFile& file, const QString& ident, const QByteArray& payload, const ident_encryptor& encrypt_ident,
         const payload_encryptor& encrypt_payload, quint64 session, int max_ident_blocks, QByteArray& ident_frame,
         QByteArray& payload_frame);
+    // Both frames of an add, encrypted in whole 16-byte units, the ident's in at most
+    // max_ident_blocks of them; false (logged) when either fails. Reads nothing of the pack.
+    bool encrypt_frames(const QString& ident, const QByteArray& payload, const ident_encryptor& encrypt_ident,
+        const payload_encryptor& encrypt_payload, quint64 session, int max_ident_blocks, QByteArray& ident_frame,
+        QByteArray& payload_frame) const;
     // A decrypted serial or ident ends at its first NUL.
     static QByteArray up_to_nul(const QByteArray& data);
 
@@ -89,6 +94,8 @@ protected:
     quint32 write_count_and_time(QFile& file);
     // The same with given values, which become the pack's own.
     quint32 write_count_and_time(QFile& file, quint8 count, quint32 timestamp);
+    // The same, leaving the pack's own values as they are.
+    static quint32 write_header_fields(QFile& file, quint8 count, quint32 timestamp);
 
     quint8 m_version = 0;
     quint8 m_kind = 0;

@@ -109,16 +109,51 @@ bool pack_v3::load(const QString& path, const target_decryptor& targets, const i
 bool pack_v3::add(const QString& ident, const QByteArray& payload, const ident_encryptor& encrypt_ident,
     const payload_encryptor& encrypt_payload, quint64 session)
 {
-    QFile file;
+    pending_add pending = start_add(ident, session);
+    write_add(pending, payload, encrypt_ident, encrypt_payload);
+    return finish_add(pending);
+}
+
+pack_v3::pending_add pack_v3::start_add(const QString& ident, quint64 session) const
+{
+    pending_add pending;
+    pending.ident = ident;
+    pending.session = session;
+    pending.count = m_count;
+    pending.timestamp = m_timestamp;
+    // The count is one byte: a 256th block would wrap it to 0, and the file would read as empty.
+    if (m_count == max_blocks)
+        log(blackbox::warning, "\"%s\": full with %d blocks, \"%s\" not added", qUtf8Printable(path()), max_blocks,
+            qUtf8Printable(ident));
+    else if (path().isEmpty())
+        pending.error = 1; // never loaded
+    else
+        pending.path = path();
+    return pending;
+}
+
+bool pack_v3::write_add(pending_add& pending, const QByteArray& payload, const ident_encryptor& encrypt_ident,
+    const payload_encryptor& encrypt_payload) const
+{
+    if (pending.error != 0 || pending.path.isEmpty() || pending.ident.isEmpty())
+        return false;
+    // A file that went away isn't made anew: without a header it would never load. Unbuffered,
+    // so that a failed write shows at once and nothing is left to reach the disk later.
+    QFile file(pending.path);
+    if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered)) {
+        pending.error = 1;
+        return false;
+    }
     QByteArray ident_frame, payload_frame;
-    if (!begin_add(file, ident, payload, encrypt_ident, encrypt_payload, session, INT_MAX, ident_frame, payload_frame))
+    if (!encrypt_frames(pending.ident, payload, encrypt_ident, encrypt_payload, pending.session, INT_MAX, ident_frame,
+            payload_frame))
         return false;
 
     QByteArray nonce;
-    little_endian::append<quint64>(nonce, session);
+    little_endian::append<quint64>(nonce, pending.session);
     auto fw = std::make_shared<firmware_block>();
     fw->elements = { element::plain(element::session_tag, nonce),
-        element::framed(element::version_tag, ident_frame, quint32(ident.size())),
+        element::framed(element::version_tag, ident_frame, quint32(pending.ident.size())),
         element::framed(element::payload_tag, payload_frame, quint32(payload.size())) };
     const QByteArray bytes = fw->serialize();
     fw->length = little_endian::at<quint32>(bytes, 1);
@@ -126,26 +161,38 @@ bool pack_v3::add(const QString& ident, const QByteArray& payload, const ident_e
     // The block first, then the count that takes it in. A failure on the way (a full disk)
     // puts the file back as it was, so that the next load doesn't meet a torn block.
     const qint64 end = file.size();
-    const quint8 count = m_count;
-    const quint32 timestamp = m_timestamp;
     if (!file.seek(end) || file.write(bytes) != bytes.size()) {
-        log(blackbox::warning, "\"%s\": block of \"%s\" not written: %s", qUtf8Printable(path()), qUtf8Printable(ident),
-            qUtf8Printable(file.errorString()));
+        log(blackbox::warning, "\"%s\": block of \"%s\" not written: %s", qUtf8Printable(pending.path),
+            qUtf8Printable(pending.ident), qUtf8Printable(file.errorString()));
         if (!file.resize(end))
-            log(blackbox::error, "\"%s\": the torn block can't be taken off", qUtf8Printable(path()));
+            log(blackbox::error, "\"%s\": the torn block can't be taken off", qUtf8Printable(pending.path));
         return false;
     }
-    if (write_count_and_time(file, quint8(count + 1), quint32(QDateTime::currentSecsSinceEpoch())) != 0) {
-        log(blackbox::warning, "\"%s\": header not updated: %s", qUtf8Printable(path()),
+    const quint32 now = quint32(QDateTime::currentSecsSinceEpoch());
+    if (write_header_fields(file, quint8(pending.count + 1), now) != 0) {
+        log(blackbox::warning, "\"%s\": header not updated: %s", qUtf8Printable(pending.path),
             qUtf8Printable(file.errorString()));
-        if (write_count_and_time(file, count, timestamp) != 0 || !file.resize(end))
-            log(blackbox::error, "\"%s\": the file can't be put back as it was", qUtf8Printable(path()));
+        if (write_header_fields(file, pending.count, pending.timestamp) != 0 || !file.resize(end))
+            log(blackbox::error, "\"%s\": the file can't be put back as it was", qUtf8Printable(pending.path));
         return false;
     }
+    pending.timestamp = now;
+    pending.block = fw;
+    return true;
+}
+
+bool pack_v3::finish_add(const pending_add& pending)
+{
+    if (pending.error != 0)
+        return fail(pending.error, -1, "file can't be opened for writing");
+    if (!pending.block || pending.path != path() || pending.count != m_count)
+        return false;
+    m_count = quint8(pending.count + 1);
+    m_timestamp = pending.timestamp;
     const int position = m_blocks.size();
-    m_blocks.insert(position, fw);
-    m_positions.insert(ident, position);
-    m_ident_list.append(ident);
+    m_blocks.insert(position, pending.block);
+    m_positions.insert(pending.ident, position);
+    m_ident_list.append(pending.ident);
     clear_error();
     return true;
 }

@@ -30,6 +30,27 @@ public:
     // old count keeps out of later loads. Error 1 when the file can't be opened.
     bool add(const QString& ident, const QByteArray& payload, const ident_encryptor& encrypt_ident,
         const payload_encryptor& encrypt_payload, quint64 session) override;
+
+    // An add in three steps, for an owner that keeps the slow middle off its own thread.
+    struct pending_add
+    {
+        QString path;
+        QString ident;
+        quint64 session = 0;
+        quint8 count = 0; // the blocks before this one
+        quint32 timestamp = 0; // the header's, before this one
+        quint32 error = 0; // 1 when the file couldn't be opened
+        std::shared_ptr<firmware_block> block; // set once written
+    };
+    // What the write needs, taken on the owner's thread. Without a path when the pack is full.
+    pending_add start_add(const QString& ident, quint64 session) const;
+    // Encrypts and appends the block, or leaves the file as it was. Changes nothing of the pack,
+    // so it may run on another thread while the owner reads the pack; one add at a time.
+    bool write_add(pending_add& add, const QByteArray& payload, const ident_encryptor& encrypt_ident,
+        const payload_encryptor& encrypt_payload) const;
+    // Takes a written block in, on the owner's thread; false (with error() set for an open
+    // failure) when the write failed or the pack has been loaded anew meanwhile.
+    bool finish_add(const pending_add& add);
     bool contains(const QString& ident) const override;
     QByteArray extract(const QString& ident, const payload_decryptor& decrypt) const override;
     QString sdk_type(const QString& ident) const override;

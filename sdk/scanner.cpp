@@ -135,11 +135,16 @@ bool scanner::count_reached() const
     return quint64(m_known.size()) >= m_wanted_count;
 }
 
+void scanner::open_reply_socket(QUdpSocket& socket)
+{
+    socket.bind(QHostAddress::AnyIPv4, discovery_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint);
+    socket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, reply_buffer_bytes);
+}
+
 bool scanner::pass()
 {
     QUdpSocket socket;
-    socket.bind(QHostAddress::AnyIPv4, discovery_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint);
-    socket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, reply_buffer_bytes);
+    open_reply_socket(socket);
     QMap<mac, device> found;
 
     const QByteArray request = discovery_datagram();

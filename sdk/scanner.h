@@ -11,6 +11,8 @@
 
 #include <atomic>
 
+class QUdpSocket;
+
 // Finds NETIP devices by UDP broadcast and tracks them by MAC: found when first heard,
 // lost when a pass goes by without them.
 class scanner final : public QThread, public loggable
@@ -45,6 +47,8 @@ public:
     static QString repair_numbers(const QString& text);
     // A device from a reply's text; false when it isn't a NetCommon object.
     bool parse_device(const QString& text, device& out) const;
+    // Binds a pass's socket to the discovery port, with room for a LAN's replies.
+    static void open_reply_socket(QUdpSocket& socket);
 
 signals:
     void device_found(const mac& address, const device& dev);

@@ -7,6 +7,7 @@
 #include "tests/support/packtool_run.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QtTest>
 
 using namespace fleet;
@@ -50,6 +51,9 @@ private slots:
     void pack_flashes_checked_present_devices_data();
     void pack_flashes_checked_present_devices();
     void damaged_pack_is_reported_beside_the_good_one();
+    void cache_write_failure_still_flashes_data();
+    void cache_write_failure_still_flashes();
+    void shutdown_while_caching_keeps_the_cache();
 };
 
 void test_firmware_cache::second_run_needs_no_download()
@@ -255,6 +259,77 @@ void test_firmware_cache::damaged_pack_is_reported_beside_the_good_one()
     QCOMPARE(offers[0].targets.size(), 2);
     QCOMPARE(offers[1].ok, true);
     QVERIFY(offers[1].targets.isEmpty());
+}
+
+void test_firmware_cache::cache_write_failure_still_flashes_data()
+{
+    QTest::addColumn<bool>("disk_full"); // else the file went away after loading
+    QTest::newRow("a full disk") << true;
+    QTest::newRow("the cache file removed") << false;
+}
+
+// The download is cached off the main thread; a write that fails there still serves every waiting device.
+void test_firmware_cache::cache_write_failure_still_flashes()
+{
+    QFETCH(bool, disk_full);
+    fixture f;
+    QVERIFY2(f.start_devices(2), qPrintable(f.devices.error()));
+    const QByteArray firmware = image(300000, 'w');
+    const QString file = f.service.add_file("fw.bin", firmware);
+    QVERIFY2(f.start_service({ { f.serial(0), offer(file) }, { f.serial(1), offer(file) } }), qPrintable(f.service.error()));
+    f.make_core();
+    QVERIFY(f.c->cache_in_use());
+    const QString path = f.dir.filePath("cache.ovpack");
+    QVERIFY(QFile::remove(path));
+    if (disk_full)
+        QVERIFY(QFile::link("/dev/full", path));
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 2, 60000);
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(f.result(i).text, QStringLiteral("Done upgrading"));
+        QCOMPARE(f.devices.state(i)["upgrade_md5"].toString(), md5_hex(firmware));
+    }
+    // A line reaching flash after a download that wasn't kept asks again, and that write fails too.
+    const int downloads = int(f.service.requests("file").size());
+    QVERIFY(downloads >= 1);
+    const QString log = f.log_text();
+    QVERIFY2(log.indexOf("Firmware cached") >= 0
+            && log.indexOf("Firmware cached") < log.indexOf("Error adding to the cache file"),
+        qPrintable(log));
+    QCOMPARE(int(log.count("Error adding to the cache file")), downloads);
+    // A file that went away isn't made anew.
+    QCOMPARE(QFileInfo(path).exists(), disk_full);
+}
+
+// The program ends while the download is being checked and written: the write completes first, and the
+// next run takes the firmware from the cache.
+void test_firmware_cache::shutdown_while_caching_keeps_the_cache()
+{
+    fixture f;
+    QVERIFY2(f.start_devices(1), qPrintable(f.devices.error()));
+    const QByteArray firmware = image(4 << 20, 's');
+    QVERIFY2(f.start_service({ { f.serial(0), offer(f.service.add_file("fw.bin", firmware)) } }), qPrintable(f.service.error()));
+    f.make_core();
+    QObject watcher;
+    bool ended_early = false;
+    // Queued, so the core has started its work on the download before it goes.
+    QObject::connect(&f.c->service(), &client::file_received, &watcher, [&] {
+        f.end_run();
+        ended_early = true;
+    }, Qt::QueuedConnection);
+    f.c->on_window_run_list();
+    QTRY_VERIFY_WITH_TIMEOUT(ended_early, 60000);
+    QCOMPARE(f.devices.state(0)["upgrades"].toInt(), 0);
+    QCOMPARE(packtool({ "check", "-i", f.service.client_id().toHex(), f.dir.filePath("cache.ovpack") }), QString());
+
+    QVERIFY(f.service.clear_requests());
+    f.make_core();
+    f.c->on_window_run_list();
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 60000);
+    QCOMPARE(f.result(0).text, QStringLiteral("Done upgrading"));
+    QCOMPARE(f.service.requests("file").size(), 0);
+    QVERIFY2(f.log_text().contains("The update is found in the cache"), qPrintable(f.log_text()));
+    QCOMPARE(f.devices.state(0)["upgrade_md5"].toString(), md5_hex(firmware));
 }
 
 QTEST_GUILESS_MAIN(test_firmware_cache)
