@@ -70,3 +70,19 @@ start_window() {
     xdotool windowsize "$window" "${1%x*}" "${1#*x}"
     xdotool windowmove "$window" 0 0
 }
+
+# open_console: F4 in the main window of start_window; sets $console once the console shows,
+# with the keyboard's focus.
+open_console() {
+    xdotool windowfocus --sync "$window"
+    sleep 1
+    xdotool key F4
+    console=""
+    for _ in $(seq 50); do
+        console=$(xdotool search --onlyvisible --name "^Command line$" 2>/dev/null | head -1) && [ -n "$console" ] && break
+        sleep 0.2
+    done
+    [ -n "$console" ] || { echo "the console did not open" >&2; return 1; }
+    xdotool windowfocus --sync "$console"
+    sleep 0.5
+}

@@ -44,21 +44,7 @@ script_type=0
 INI
 start_window 1100x700
 
-find_window() {
-    local found=""
-    for _ in $(seq 50); do
-        found=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | head -1) && [ -n "$found" ] && break
-        sleep 0.2
-    done
-    [ -n "$found" ] || { echo "window \"$1\" did not appear" >&2; exit 1; }
-    echo "$found"
-}
-
-main=$(find_window "Kelmar Firmware Update")
-xdotool windowfocus --sync "$main"
-sleep 1
-xdotool key F4
-console=$(find_window "^Command line$")
+open_console
 xdotool windowsize "$console" 900 600
 xdotool windowmove "$console" 100 50
 xdotool windowfocus --sync "$console"

@@ -39,17 +39,7 @@ prepare_run < /dev/null
 start_window 1100x700
 
 # The rows come in through the console, which then moves out of the menus' way.
-xdotool windowfocus --sync "$window"
-sleep 1
-xdotool key F4
-console=""
-for _ in $(seq 50); do
-    console=$(xdotool search --onlyvisible --name "^Command line$" 2>/dev/null | head -1) && [ -n "$console" ] && break
-    sleep 0.2
-done
-[ -n "$console" ] || { echo "the console did not open" >&2; exit 1; }
-xdotool windowfocus --sync "$console"
-sleep 0.5
+open_console
 xdotool type --delay 8 "devices.import $work/devices.csv"
 xdotool key Return
 sleep 2
