@@ -18,7 +18,7 @@ namespace svcsim
 namespace
 {
 
-    // Codes of the JSON-RPC 2.0 specification.
+    // The standard JSON-RPC 2.0 error codes.
     constexpr int parse_error = -32700;
     constexpr int invalid_request = -32600;
     constexpr int method_not_found = -32601;
