@@ -84,7 +84,6 @@ void core::store_next_file()
         add = m_cache.start_add(firmware, m_client.session_nonce());
     const delivery::pack_crypto crypto = delivery::make_pack_crypto(m_client.client_id());
     m_storing = true;
-    m_store_thread.setMaxThreadCount(1);
     m_store_thread.start([this, firmware = firmware, data = data, add, crypto]() mutable {
         const bool intact = firmware_intact(firmware, data);
         if (intact && add)
@@ -139,10 +138,12 @@ void core::serve_waiting_lines()
 
 bool core::checked_firmware(const QString& firmware, const QByteArray& data)
 {
+    if (data.isEmpty())
+        return false;
     // A fleet shares one copy of each firmware: those bytes are hashed once.
     const auto known = m_checked_firmware.constFind(firmware);
     if (known != m_checked_firmware.constEnd() && known->constData() == data.constData()
-        && known->size() == data.size() && !data.isEmpty())
+        && known->size() == data.size())
         return true;
     if (!firmware_intact(firmware, data))
         return false;
