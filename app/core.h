@@ -171,6 +171,8 @@ public:
     // Runs a script file: Lua through its command, anything else line by line through the
     // interpreter. False when it can't be read.
     bool run_script_file(const QString& path);
+    // Script lines to the interpreter as one group, each shown in the console when it runs.
+    void execute_script_lines(const QStringList& texts);
     // Runs a script file in batch mode and quits once it, every flow and the event actions
     // they led to have ended.
     bool run_batch_script(const QString& path);

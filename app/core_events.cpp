@@ -67,18 +67,10 @@ void core::on_window_script_toolbar_action(const QString& uuid)
     }
     const scripting::quick_action action = m_actions.action(uuid);
     switch (action.mode) {
-    case scripting::quick_action::script: {
+    case scripting::quick_action::script:
         // One script, so the lines share one group and run back to back.
-        QList<QPair<QUuid, QString>> lines;
-        for (const QString& text : action.value.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-            const QUuid ident = QUuid::createUuid();
-            if (scripting::console* out = console())
-                out->remember_line(ident, text);
-            lines.append({ ident, text });
-        }
-        m_processor->execute_script(lines);
+        execute_script_lines(action.value.split(QLatin1Char('\n'), Qt::SkipEmptyParts));
         break;
-    }
     case scripting::quick_action::file:
         run_script_file(action.value);
         break;

@@ -143,15 +143,21 @@ bool core::run_script_file(const QString& path)
         out->append(QStringLiteral("<div style='font-style: italic; color: gray;'>%1</div>")
                         .arg(tr("Loaded script: %1").arg(path)),
             false);
+    execute_script_lines(script.lines);
+    return true;
+}
+
+void core::execute_script_lines(const QStringList& texts)
+{
+    scripting::console* out = console();
     QList<QPair<QUuid, QString>> lines;
-    for (const QString& text : script.lines) {
+    for (const QString& text : texts) {
         const QUuid ident = QUuid::createUuid();
         if (out)
             out->remember_line(ident, text);
         lines.append({ ident, text });
     }
     m_processor->execute_script(lines);
-    return true;
 }
 
 bool core::run_batch_script(const QString& path)
