@@ -39,7 +39,6 @@ private slots:
     void answers_data();
     void answers();
     void call_on_the_wire();
-    void device_registered_once_per_run();
     void device_refusals_data();
     void device_refusals();
     void mac_answers_data();
@@ -124,21 +123,6 @@ void test_registration::call_on_the_wire()
     QCOMPARE(nobody.call(new_device, { "IPC", "V1" }).code, -1);
 }
 
-void test_registration::device_registered_once_per_run()
-{
-    delivery::registration reg;
-    reg.set_endpoint(endpoint_of(m_service));
-    QVERIFY(reg.register_new_device("SN1", "IPC", "V1"));
-    QVERIFY(reg.registered("SN1"));
-    QVERIFY(reg.register_new_device("SN1", "IPC", "V2"));
-    QVERIFY(reg.register_new_device("SN2", "IPC", "V1"));
-    // The second call for SN1 made no request, and the serial never leaves this side.
-    const QJsonArray sent = calls(m_service, new_device);
-    QCOMPARE(sent.size(), 2);
-    for (const QJsonValue& r : sent)
-        QCOMPARE(r.toObject()["params"].toArray(), (QJsonArray { "IPC", "V1" }));
-}
-
 void test_registration::device_refusals_data()
 {
     QTest::addColumn<QString>("type");
@@ -208,7 +192,6 @@ void test_registration::fleet_run_registers_identified_devices_data()
     QTest::addColumn<bool>("devices");
     QTest::addColumn<bool>("macs");
     QTest::addColumn<QJsonObject>("fault");
-    QTest::newRow("both options") << true << true << QJsonObject();
     QTest::newRow("devices only") << true << false << QJsonObject();
     QTest::newRow("neither") << false << false << QJsonObject();
     QTest::newRow("the service refuses") << true << true << QJsonObject { { "error", 9 } };
