@@ -371,39 +371,36 @@ void test_sdk_library_backends::worker_deleted_while_the_library_calls_back()
 void test_sdk_library_backends::library_search_data()
 {
     QTest::addColumn<QString>("name");
-    QTest::addColumn<QStringList>("symbols");
+    QTest::addColumn<QByteArrayList>("symbols");
     QTest::addColumn<bool>("in_second_folder");
     QTest::addColumn<bool>("loads");
     QTest::addColumn<QString>("error");
-    const QStringList xcloud { "XCloudSDK_Init", "XCloudSDK_Device_UpgradeByFile" };
+    const QByteArrayList xcloud { "XCloudSDK_Init", "XCloudSDK_Device_UpgradeByFile" };
     QTest::newRow("in the first folder") << "XCloudSDK" << xcloud << false << true << QString();
     QTest::newRow("in a later folder") << "XCloudSDK" << xcloud << true << true << QString();
     QTest::newRow("nowhere") << "OrvaneAbsentSDK" << xcloud << false << false << "OrvaneAbsentSDK";
     QTest::newRow("there without a function")
-        << "XNetSDK" << QStringList { "XSDK_Init", "XSDK_Logout" } << false << false << "XSDK_Logout";
+        << "XNetSDK" << QByteArrayList { "XSDK_Init", "XSDK_Logout" } << false << false << "XSDK_Logout";
 }
 
 void test_sdk_library_backends::library_search()
 {
     QFETCH(QString, name);
-    QFETCH(QStringList, symbols);
+    QFETCH(QByteArrayList, symbols);
     QFETCH(bool, in_second_folder);
     QFETCH(bool, loads);
     QFETCH(QString, error);
     QTemporaryDir empty;
     sdk::device_library::set_folders(in_second_folder ? QStringList { empty.path(), fake_sdk_client::folder() }
                                                       : QStringList { fake_sdk_client::folder(), empty.path() });
-    std::vector<QByteArray> names;
-    for (const QString& s : symbols)
-        names.push_back(s.toLatin1());
-    sdk::device_library library(name, { names[0].constData(), names[1].constData() });
+    sdk::device_library library(name, { symbols[0].constData(), symbols[1].constData() });
     const bool loaded = library.load();
     sdk::device_library::set_folders({ fake_sdk_client::folder() });
     QCOMPARE(loaded, loads);
     QCOMPARE(library.file_name(), QStringLiteral("lib%1.so").arg(name));
     QVERIFY2(library.error().contains(error), qPrintable(library.error()));
     if (loads)
-        QVERIFY(library.function<QFunctionPointer>(names[0].constData()) != nullptr);
+        QVERIFY(library.function<QFunctionPointer>(symbols[0].constData()) != nullptr);
 }
 
 QTEST_GUILESS_MAIN(test_sdk_library_backends)
