@@ -63,7 +63,6 @@ void test_library_flows::update_through_the_library_data()
     const QStringList uploaded = progress_to_the_end.mid(0, 6);
     row("xcloud: init refused", "xcloud", "refuse_init", { "Downloading update...", "System error" }, false);
     row("xcloud: flashed", "xcloud", "flash", progress_to_the_end, true);
-    row("xnet: flashed", "xnet", "flash", progress_to_the_end, true);
     row("xcloud: the device refuses the image", "xcloud", "fail_501",
         QStringList(uploaded) + QStringList { "Failed to upgrade: Error 501" }, false);
     row("xnet: the device fails with a negative code", "xnet", "fail_negative",
