@@ -8,7 +8,6 @@
 //   refuse_init, refuse_login, refuse_upgrade
 //   fail_501          the upgrade ends with 13006 p1 4, p2 501
 //   fail_negative     the upgrade ends with 13006 p1 6, p2 -7
-//   silent_login      the log-in is never reported done (XNet)
 //   manual            everything accepted and nothing reported: the test sends with fake_sdk_emit
 // With FAKE_SDK_KEEP set, an upgrade copies the file it was given there.
 // Reports come from threads of the library's own, 50 ms after the call and 2 ms apart.

@@ -65,7 +65,7 @@ FAKE_SDK_EXPORT int XSDK_DevLogin(const void* record, int timeout_ms, int flags)
     }
     const int handle = fake().next_id();
     fake().note(call + " as " + std::to_string(handle));
-    if (mode() != "silent_login" && mode() != "manual")
+    if (mode() != "manual")
         send_later(handle, { { 12500, 6, 0, 0 } });
     return handle;
 }
