@@ -1,10 +1,7 @@
 #!/usr/bin/env bash
-# Makes the Debian packages of a built tree (cpack into a scratch folder) and checks them:
-# where each file goes, the computed dependencies, the versions, lintian, the desktop
-# entry, the metadata and the manual pages. Then it runs the installed program from /usr
-# (an overlay of the packages over the real /usr in a private mount and network
-# namespace) against the simulators of the tools package, and proves that the program
-# writes into the user's folders and nothing under /usr.
+# Builds the Debian packages of a built tree and checks their contents, dependencies and metadata; then runs
+# the installed program (the packages laid over /usr in private mount and network namespaces) against the
+# simulators of the tools package, writing into the user's folders and nothing under /usr.
 #   tests/check_packages.sh <build dir>
 set -euo pipefail
 
