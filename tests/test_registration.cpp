@@ -39,6 +39,7 @@ private slots:
     void answers_data();
     void answers();
     void call_on_the_wire();
+    void device_registered_once_per_run();
     void device_refusals_data();
     void device_refusals();
     void mac_answers_data();
@@ -121,6 +122,21 @@ void test_registration::call_on_the_wire()
     QCOMPARE(channel.call(new_device, { "IPC", "V1" }).code, -1);
     delivery::rpc nobody(QUrl(delivery::service_url(QHostAddress::LocalHost, closed_port(), delivery::rpc::path)));
     QCOMPARE(nobody.call(new_device, { "IPC", "V1" }).code, -1);
+}
+
+void test_registration::device_registered_once_per_run()
+{
+    delivery::registration reg;
+    reg.set_endpoint(endpoint_of(m_service));
+    QVERIFY(reg.register_new_device("SN1", "IPC", "V1"));
+    QVERIFY(reg.registered("SN1"));
+    QVERIFY(reg.register_new_device("SN1", "IPC", "V2"));
+    QVERIFY(reg.register_new_device("SN2", "IPC", "V1"));
+    // The second call for SN1 made no request, and the serial never leaves this side.
+    const QJsonArray sent = calls(m_service, new_device);
+    QCOMPARE(sent.size(), 2);
+    for (const QJsonValue& r : sent)
+        QCOMPARE(r.toObject()["params"].toArray(), (QJsonArray { "IPC", "V1" }));
 }
 
 void test_registration::device_refusals_data()
