@@ -1,5 +1,6 @@
 // The device simulator on its own, from the wire: logins and answers as real devices give them, and its UDP side
-// (run again in a network namespace of the test's own). Its faults and uploads are pinned by the client's tests.
+// (run again in a network namespace of the test's own). Faults, uploads and configuration by broadcast are pinned
+// by the client's tests that use them; here only what those can't see.
 #include "tests/support/devsim_harness.h"
 #include "tests/support/netip_wire.h"
 #include "tests/support/test_network.h"
@@ -48,8 +49,8 @@ class test_devsim : public QObject
 private slots:
     void answers_as_real_devices_data();
     void answers_as_real_devices();
+    void delay_and_record();
     void discovery_reply();
-    void configuration_only_for_own_mac();
 };
 
 void test_devsim::answers_as_real_devices_data()
@@ -81,6 +82,8 @@ void test_devsim::answers_as_real_devices_data()
         "KeepAlive");
     add("system information carries the model", nvr, empty, 1020, { { "Name", "SystemInfo" } }, 100,
         "SystemInfo/DeviceModel", "HI3516EV300");
+    const QJsonObject wrong_ret { { "faults", QJsonObject { { "wrong_ret", QJsonObject { { "1020", 607 } } } } } };
+    add("a wrong Ret replaces the answer's", wrong_ret, empty, 1020, { { "Name", "SystemInfo" } }, 607);
     add("the network record names its MAC as DvrMac too", nvr, empty, 1042, { { "Name", "NetWork.NetCommon" } }, 100,
         "NetWork.NetCommon/DvrMac", "02:aa:bb:cc:dd:ee");
 }
@@ -123,6 +126,33 @@ void test_devsim::answers_as_real_devices()
     QVERIFY(absent.isEmpty() || !holder.contains(absent));
 }
 
+// A delay holds the answers of one message id; every request is recorded as sent.
+void test_devsim::delay_and_record()
+{
+    devsim_harness sim;
+    QVERIFY2(sim.start(1), qPrintable(sim.error()));
+    netip_wire w;
+    QVERIFY(w.open(sim.address(0), sim.port(0)));
+    const quint32 session = w.login();
+    QVERIFY(session != 0);
+    QVERIFY2(sim.set_faults(0, { { "delay_at", QJsonObject { { "1020", 600 } } } }), qPrintable(sim.error()));
+    const QByteArray system_info = netip_wire::json({ { "Name", "SystemInfo" } });
+    QElapsedTimer t;
+    t.start();
+    netip_reply r;
+    QVERIFY(w.exchange(1020, system_info, r, session));
+    QVERIFY2(t.elapsed() >= 550, qPrintable(QString::number(t.elapsed())));
+    QCOMPARE(r.id, quint16(1021));
+    QCOMPARE(r.session, session);
+    const QJsonArray log = sim.requests(0);
+    QCOMPARE(log.size(), 2);
+    const QJsonObject logged = log.at(1).toObject();
+    QCOMPARE(logged.value("id").toInt(), 1020);
+    QCOMPARE(logged.value("session").toDouble(), double(session));
+    QCOMPARE(logged.value("body").toString().toUtf8(), system_info);
+    QVERIFY(logged.value("time_ms").toDouble() >= log.at(0).toObject().value("time_ms").toDouble());
+}
+
 void test_devsim::discovery_reply()
 {
     TEST_NETWORK_IN_ISOLATION();
@@ -145,34 +175,6 @@ void test_devsim::discovery_reply()
         QCOMPARE(net.value("TCPPort").toInt(), int(sim.port(i)));
         QCOMPARE(net.value("MAC").toString(), sim.state(i).value("mac").toString());
     }
-}
-
-void test_devsim::configuration_only_for_own_mac()
-{
-    TEST_NETWORK_IN_ISOLATION();
-    devsim_harness sim;
-    QVERIFY2(sim.start(2, { { "password", "admin" } }), qPrintable(sim.error()));
-    const QJsonObject net0 = sim.state(0).value("net").toObject(), net1 = sim.state(1).value("net").toObject();
-    const auto configure = [&sim, net1](const QString& mac) {
-        QJsonObject record = net1;
-        const QJsonObject changes { { "HostName", "gate" }, { "DvrMac", mac }, { "EncryptType", 1 },
-            { "Username", "admin" }, { "Password", netip_wire::digest_admin } };
-        for (auto it = changes.begin(); it != changes.end(); ++it)
-            record.insert(it.key(), it.value());
-        const QByteArray text = netip_wire::json(record) + QByteArray("\n", 2);
-        return answers(sim, netip_wire::header(1532, quint32(text.size()), 0, 0xFF, 0) + text);
-    };
-    QCOMPARE(configure("02:00:00:00:00:99").keys(), QList<int>());
-    QCOMPARE(sim.state(1).value("net").toObject(), net1);
-    const QMap<int, netip_reply> got = configure(sim.state(1).value("mac").toString());
-    QCOMPARE(got.keys(), QList<int> { 1 });
-    QCOMPARE(got.first().id, quint16(1533));
-    QVERIFY(got.first().payload.endsWith(QByteArray("}\n\0", 3)));
-    QCOMPARE(got.first().ret(), 100);
-    QCOMPARE(sim.state(1).value("net").toObject().value("HostName").toString(), QStringLiteral("gate"));
-    QCOMPARE(sim.state(0).value("net").toObject(), net0);
-    // Both heard both broadcasts.
-    QCOMPARE(sim.requests_of(0, 1532).size(), 2);
 }
 
 QTEST_GUILESS_MAIN(test_devsim)
