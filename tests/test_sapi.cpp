@@ -437,24 +437,20 @@ void test_sapi::lua_needs_an_initialized_runtime()
 
 void test_sapi::plugins_see_the_slots_in_order()
 {
-#define AT(type, member) vtable_index(&plugins::type::member)
-#define SAPI(member) AT(sapi_interface, member)
+#define SAPI(member) vtable_index(&plugins::sapi_interface::sapi_##member)
+#define PLUGIN(member) vtable_index(&plugins::plugin_interface::member)
     // After the two entries of the virtual destructor, slot 1 on.
-    const QList<std::ptrdiff_t> order { SAPI(sapi_run_lua), SAPI(sapi_done), SAPI(sapi_error), SAPI(sapi_output),
-        SAPI(sapi_url_data), SAPI(sapi_wait), SAPI(sapi_caps), SAPI(sapi_devices_add), SAPI(sapi_devices_clear),
-        SAPI(sapi_devices_export), SAPI(sapi_devices_import), SAPI(sapi_devices_scan), SAPI(sapi_download_file),
-        SAPI(sapi_local_ip), SAPI(sapi_local_mac), SAPI(sapi_settings_get), SAPI(sapi_pack_list), SAPI(sapi_play_beep),
-        SAPI(sapi_play_sound), SAPI(sapi_play_video), SAPI(sapi_plugin_list), SAPI(sapi_register_device),
-        SAPI(sapi_register_mac), SAPI(sapi_rest_get), SAPI(sapi_rest_post), SAPI(sapi_run_lua_file),
-        SAPI(sapi_run_lua_line), SAPI(sapi_settings_set), SAPI(sapi_sleep), SAPI(sapi_toolbar), SAPI(sapi_url_contents),
-        SAPI(sapi_version), SAPI(sapi_view_image) };
+    const QList<std::ptrdiff_t> order { SAPI(run_lua), SAPI(done), SAPI(error), SAPI(output), SAPI(url_data),
+        SAPI(wait), SAPI(caps), SAPI(devices_add), SAPI(devices_clear), SAPI(devices_export), SAPI(devices_import),
+        SAPI(devices_scan), SAPI(download_file), SAPI(local_ip), SAPI(local_mac), SAPI(settings_get), SAPI(pack_list),
+        SAPI(play_beep), SAPI(play_sound), SAPI(play_video), SAPI(plugin_list), SAPI(register_device),
+        SAPI(register_mac), SAPI(rest_get), SAPI(rest_post), SAPI(run_lua_file), SAPI(run_lua_line), SAPI(settings_set),
+        SAPI(sleep), SAPI(toolbar), SAPI(url_contents), SAPI(version), SAPI(view_image) };
     // And the other way: what the program calls of a plugin.
-    const QList<std::ptrdiff_t> plugin_order { AT(plugin_interface, version), AT(plugin_interface, initialize),
-        AT(plugin_interface, set_language), AT(plugin_interface, ident), AT(plugin_interface, commands),
-        AT(plugin_interface, descriptions), AT(plugin_interface, description), AT(plugin_interface, toolbar_action),
-        AT(plugin_interface, execute) };
+    const QList<std::ptrdiff_t> plugin_order { PLUGIN(version), PLUGIN(initialize), PLUGIN(set_language), PLUGIN(ident),
+        PLUGIN(commands), PLUGIN(descriptions), PLUGIN(description), PLUGIN(toolbar_action), PLUGIN(execute) };
+#undef PLUGIN
 #undef SAPI
-#undef AT
     for (const QList<std::ptrdiff_t>& list : { order, plugin_order }) {
         for (int slot = 1; slot <= list.size(); ++slot)
             QVERIFY2(list[slot - 1] == slot + 1, qPrintable(QStringLiteral("slot %1 at %2").arg(slot).arg(list[slot - 1])));
