@@ -472,12 +472,13 @@ void test_ui_console::typed_lines_run()
     // Lua runs off the main thread: the console animates its wait meanwhile.
     QStringList seen;
     auto* output = f.window->findChild<QTextEdit*>("output");
-    QObject::connect(output, &QTextEdit::textChanged, [&] { seen << output->toPlainText(); });
+    const auto watch = QObject::connect(output, &QTextEdit::textChanged, [&] { seen << output->toPlainText(); });
     f.choose("r_lua");
     f.type("local t = os.clock() while os.clock() - t < 1.0 do end print('from' .. ' lua')");
     QTRY_VERIFY2(f.shown().contains("from lua"), qPrintable(f.shown()));
     QVERIFY(f.shown().contains("$ local t = os.clock()"));
     QTRY_VERIFY(f.shown().endsWith("Done"));
+    QObject::disconnect(watch);
     const auto animated = std::count_if(seen.cbegin(), seen.cend(), [](const QString& text) {
         return QRegularExpression("Code is executing\\.\\.\\. [-/|\\\\]$").match(text).hasMatch();
     });
