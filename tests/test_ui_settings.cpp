@@ -1,10 +1,9 @@
-// The settings window: what each showing reads, what saving writes, and the core taking it at once; the script
-// toolbar of the window: the stored quick actions as buttons, and what pressing each kind runs.
-#include "app/core.h"
+// The settings window and the core taking its settings at once; the quick actions as toolbar buttons.
 #include "scripting/actions_db.h"
 #include "scripting/autorun.h"
 #include "tasks/manager.h"
 #include "tests/support/box_answers.h"
+#include "tests/support/fleet_fixture.h"
 #include "ui/long_entry_tooltips.h"
 #include "ui/main_model.h"
 #include "ui/main_window.h"
@@ -101,13 +100,10 @@ struct command_seen {
 
 // A core with its window whose settings hold quick actions: "a" three lines of OVScript, "b" a Lua file with an
 // icon that isn't there, "c" the command that clears the device list; "gone" is in the layout only.
-struct desk {
+struct desk : fleet::fixture {
     desk()
     {
         QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
-        s.setValue("usage_warning_accepted", true);
-        s.setValue("Service/address", "127.0.0.1");
-        s.setValue("Service/port", 1);
         s.setValue("QuickActions/layout", "[\"a\",\"\",\"\",\"b\",\"gone\",\"c\"]");
         write_action(s, "a", "Three lines", 1, "print one\n\nprint two\nprint three", ":/icn/run");
         write_action(s, "b", "Lua file", 2, dir.filePath("s.lua"), dir.filePath("nowhere.png"));
@@ -117,12 +113,11 @@ struct desk {
         lua.open(QIODevice::WriteOnly);
         lua.write("print('lua ran')\n");
     }
+    ~desk() { c.reset(); } // before what the interpreter's thread reports into
 
-    bool start()
+    void start()
     {
-        c = std::make_unique<core>(QString(), dir.path());
-        if (!c->operate(core::interactive, false))
-            return false;
+        make_core(false, core::interactive);
         QObject::connect(
             &c->processor(), &cmd_processor::command, &c->processor(),
             [this](QUuid, uint n, size_t total, QString line, scripting::cmd_id command, QStringList args) {
@@ -130,7 +125,6 @@ struct desk {
                 seen.append({ n, total, line, command.number, args });
             },
             Qt::DirectConnection);
-        return true;
     }
     QList<QAction*> buttons() const { return c->window()->scriptbar()->actions(); }
     QList<command_seen> commands()
@@ -138,7 +132,7 @@ struct desk {
         QMutexLocker lock(&mutex);
         return seen;
     }
-    QString log_text() const
+    QString lua_log() const
     {
         QStringList lines;
         for (const auto& e : c->history().entries({ "core", "lua" }))
@@ -146,10 +140,8 @@ struct desk {
         return lines.join('\n');
     }
 
-    QTemporaryDir dir;
-    QMutex mutex; // the interpreter's thread reports until the core has gone
+    QMutex mutex;
     QList<command_seen> seen;
-    std::unique_ptr<core> c;
 };
 
 QImage picture(const QIcon& icon)
@@ -170,7 +162,6 @@ private slots:
     void edit_action_needs_one_row_data();
     void edit_action_needs_one_row();
     void save_writes_the_stores_as_they_keep_them();
-    void autorun_enable_button_follows_the_selection();
     void action_editor_gives_what_its_mode_shows_data();
     void action_editor_gives_what_its_mode_shows();
     void icon_from_the_programs_pictures_data();
@@ -319,10 +310,20 @@ void test_ui_settings::save_writes_the_stores_as_they_keep_them()
     f.find<QPushButton>("scripting_toolbar_add_separator")->click();
     layout->setCurrentIndex(f.actions.layout_model().index(0));
     f.find<QPushButton>("scripting_toolbar_move_down")->click();
+    // The enable button reads the selected row's state; the ends don't move past themselves.
     auto* table = f.find<QTableView>("script_autorun");
+    auto* enable = f.find<QPushButton>("script_autorun_enable_btn");
+    QVERIFY(!enable->isEnabled());
+    table->selectRow(0);
+    QCOMPARE(enable->text(), QString("Disable"));
+    QVERIFY(!f.find<QPushButton>("script_autorun_up_btn")->isEnabled());
     table->selectRow(1);
+    QCOMPARE(enable->text(), QString("Enable"));
+    QVERIFY(!f.find<QPushButton>("script_autorun_down_btn")->isEnabled());
     f.find<QPushButton>("script_autorun_up_btn")->click();
-    f.find<QPushButton>("script_autorun_enable_btn")->click();
+    enable->click();
+    QCOMPARE(enable->text(), QString("Disable"));
+    QCOMPARE(table->model()->index(0, 1).data().toString(), QString("Yes"));
     f.w->save();
     f.settings.sync();
     // The file's own bytes: a compact JSON array and one ";"-joined string, neither a list nor a variant.
@@ -335,24 +336,6 @@ void test_ui_settings::save_writes_the_stores_as_they_keep_them()
     f.w->save();
     again.sync();
     QCOMPARE(again.value("Autorun/list").toString(), QString("x.script;1;0"));
-}
-
-void test_ui_settings::autorun_enable_button_follows_the_selection()
-{
-    form f;
-    f.w->show();
-    auto* table = f.find<QTableView>("script_autorun");
-    auto* enable = f.find<QPushButton>("script_autorun_enable_btn");
-    QVERIFY(!enable->isEnabled());
-    table->selectRow(0);
-    QCOMPARE(enable->text(), QString("Disable"));
-    QVERIFY(!f.find<QPushButton>("script_autorun_up_btn")->isEnabled());
-    table->selectRow(1);
-    QCOMPARE(enable->text(), QString("Enable"));
-    QVERIFY(!f.find<QPushButton>("script_autorun_down_btn")->isEnabled());
-    enable->click();
-    QCOMPARE(enable->text(), QString("Disable"));
-    QCOMPARE(table->model()->index(1, 1).data().toString(), QString("Yes"));
 }
 
 void test_ui_settings::action_editor_gives_what_its_mode_shows_data()
@@ -446,11 +429,10 @@ void test_ui_settings::autorun_entry_of_a_file()
 {
     QFETCH(QString, file);
     QFETCH(QString, stored);
-    QFETCH(bool, lua);
     QTemporaryDir dir;
     const scripting::autorun_entry e = settings::window::autorun_entry_for(file.arg(dir.path()), dir.path());
     QCOMPARE(e.file, stored.arg(dir.path()));
-    QCOMPARE(e.type, lua);
+    QTEST(e.type, "lua");
     QVERIFY(e.enabled);
 }
 
@@ -495,7 +477,7 @@ void test_ui_settings::core_takes_the_settings_at_once()
 {
     desk d;
     QSettings(d.dir.filePath("ov.config"), QSettings::IniFormat).remove("QuickActions");
-    QVERIFY(d.start());
+    d.start();
     core& c = *d.c;
     task_element e;
     e.ep.host = "127.0.0.9";
@@ -538,7 +520,7 @@ void test_ui_settings::core_takes_the_settings_at_once()
 void test_ui_settings::buttons_follow_the_stored_layout()
 {
     desk d;
-    QVERIFY(d.start());
+    d.start();
     QStringList texts;
     for (QAction* a : d.buttons())
         texts << (a->isSeparator() ? "|" : a->text() + "=" + a->data().toString());
@@ -568,7 +550,7 @@ void test_ui_settings::buttons_follow_the_stored_layout()
 void test_ui_settings::each_kind_of_button_runs()
 {
     desk d;
-    QVERIFY(d.start());
+    d.start();
     d.buttons()[0]->trigger();
     QTRY_COMPARE(d.commands().size(), 3);
     // Queued as one script, all three are parsed before the first runs: each knows it is one of three.
@@ -585,7 +567,7 @@ void test_ui_settings::each_kind_of_button_runs()
     QTRY_COMPARE(d.commands().size(), 4);
     QCOMPARE(d.commands()[3].number, qint64(scripting::commands::run_lua_script));
     QCOMPARE(d.commands()[3].args, QStringList { d.dir.filePath("s.lua") });
-    QTRY_VERIFY2(d.log_text().contains("Runtime message: lua ran"), qPrintable(d.log_text()));
+    QTRY_VERIFY2(d.lua_log().contains("Runtime message: lua ran"), qPrintable(d.lua_log()));
 
     // Built-in commands run at once, outside the interpreter.
     endpoint ep;
@@ -603,7 +585,7 @@ void test_ui_settings::each_kind_of_button_runs()
     QCOMPARE(d.commands()[4].line, QStringLiteral("print from the macro"));
 
     d.c->on_window_script_toolbar_btn("{not-there}");
-    QVERIFY2(d.log_text().contains("Unknown quick action: {not-there}"), qPrintable(d.log_text()));
+    QVERIFY2(d.lua_log().contains("Unknown quick action: {not-there}"), qPrintable(d.lua_log()));
 }
 
 QTEST_MAIN(test_ui_settings)
