@@ -271,12 +271,16 @@ void test_window_commands::help_play_and_about_open_their_windows()
 
     // "play" opens a player.
     QVERIFY(f.run("play file:///nonexistent/camera.ogv --title=Gate --mute").ok);
+    // The command returns before the window thread has opened the player.
     QPointer<videoplayer> player;
-    for (QWidget* top : QApplication::topLevelWidgets()) {
-        if (auto* found = qobject_cast<videoplayer*>(top))
-            player = found;
-    }
-    QVERIFY(player && player->isVisible());
+    const auto find_player = [&player] {
+        for (QWidget* top : QApplication::topLevelWidgets()) {
+            if (auto* found = qobject_cast<videoplayer*>(top))
+                player = found;
+        }
+        return player && player->isVisible();
+    };
+    QTRY_VERIFY(find_player());
     QCOMPARE(player->windowTitle(), QStringLiteral("Gate"));
     player->close();
     QTRY_VERIFY(!player);
