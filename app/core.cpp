@@ -48,6 +48,25 @@ static void init_translation_resources()
     Q_INIT_RESOURCE(orvane_resources);
 }
 
+namespace {
+
+// The local time that starts a log line, formatted once a second by each thread that logs:
+// the local clock costs a look at the time zone files on every reading, and a launch of a
+// thousand rows logs thousands of lines at once.
+QString log_stamp()
+{
+    thread_local qint64 stamped = -1;
+    thread_local QString stamp;
+    const qint64 now = QDateTime::currentMSecsSinceEpoch() / 1000;
+    if (now != stamped) {
+        stamped = now;
+        stamp = QDateTime::fromSecsSinceEpoch(now).toString(QStringLiteral("dd.MM.yyyy, hh:mm:ss"));
+    }
+    return stamp;
+}
+
+} // namespace
+
 core::core(const QString& own_checksum, const QString& application_path)
     : QObject(nullptr)
     , loggable("core")
@@ -373,8 +392,7 @@ void core::configure_service(bool offline)
 
 void core::log(const QString& source, const QString& text, const QStringList& tags)
 {
-    const QString line = QStringLiteral("%1 | %2: %3")
-                             .arg(QDateTime::currentDateTime().toString(QStringLiteral("dd.MM.yyyy, hh:mm:ss")), source, text);
+    const QString line = QStringLiteral("%1 | %2: %3").arg(log_stamp(), source, text);
     {
         QMutexLocker lock(&m_log_mutex);
         const QByteArray out = line.toUtf8() + '\n';

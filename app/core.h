@@ -502,8 +502,8 @@ private:
     // A warning box in interactive mode, a log line in batch.
     void warn(const QString& title, const QString& text);
     void refresh_status_bar();
-    // The same once the current burst of flow starts and ends is handled: each refresh reads
-    // every launched row, and a fleet's thousand starts come in one go.
+    // The same, a moment later: each refresh reads every launched row, and a
+    // fleet's thousand rows start and end in bursts.
     void refresh_status_bar_soon();
     void show_status_message(const QString& text);
     void raise_event(const QString& name, const QStringList& args = {});

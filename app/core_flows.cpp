@@ -109,7 +109,7 @@ void core::on_task_manager_flow_started(const QString& ident)
     const auto l = m_manager.find(ident);
     log(source_of(ident), tr("Started with %n tasks", nullptr, l ? l->pending() : 0), { fixed_names::tags::tasks });
     if (l)
-        l->set(tasks::keys::flow_started, QDateTime::currentDateTime());
+        l->set(tasks::keys::flow_started, QDateTime::currentDateTimeUtc()); // the report shows local time
     refresh_status_bar_soon();
 }
 

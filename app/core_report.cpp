@@ -41,7 +41,7 @@ void core::record_outcome(const QString& ident, const tasks::common_data& result
     const auto l = m_manager.find(ident);
     if (!l)
         return;
-    l->set(tasks::keys::flow_ended, QDateTime::currentDateTime());
+    l->set(tasks::keys::flow_ended, QDateTime::currentDateTimeUtc());
     // What the row ended with, as the report tells it.
     l->set(tasks::keys::outcome, QVariant::fromValue(result));
 }

@@ -27,6 +27,8 @@
 
 namespace {
 constexpr int window_listener = 0;
+// A status bar that keeps up with a fleet ten times a second is as good as one that follows each row.
+constexpr int status_bar_ms = 100;
 }
 
 void core::build_interface()
@@ -192,7 +194,7 @@ void core::refresh_status_bar_soon()
     if (!m_window || m_status_bar_due)
         return;
     m_status_bar_due = true;
-    QTimer::singleShot(0, this, [this] {
+    QTimer::singleShot(status_bar_ms, this, [this] {
         m_status_bar_due = false;
         refresh_status_bar();
     });

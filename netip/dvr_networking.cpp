@@ -51,7 +51,9 @@ dvr_networking::~dvr_networking()
 
 bool dvr_networking::connect_to(const QString& host, uint16_t port)
 {
-    m_socket->connectToHost(host, port, QIODevice::ReadWrite, QAbstractSocket::AnyIPProtocol);
+    // Unbuffered: a frame goes from our buffer to the kernel without a copy in between, which
+    // a fleet's upload feels, and replies are read in the sizes their headers give anyway.
+    m_socket->connectToHost(host, port, QIODevice::ReadWrite | QIODevice::Unbuffered, QAbstractSocket::AnyIPProtocol);
     return m_socket->waitForConnected(connect_ms);
 }
 
@@ -277,9 +279,16 @@ bool dvr_networking::send(netip::packet& packet, int timeout_ms)
         log(blackbox::error, "Socket writing failed");
         throw int(write_failed);
     }
+    return await_reply(packet.message_id, timeout_ms);
+}
+
+bool dvr_networking::await_reply(uint16_t message_id, int timeout_ms)
+{
     m_socket->waitForBytesWritten(written_ms);
     // A config set may go unanswered here: the device can drop the connection while it applies the change.
-    if (m_socket->waitForReadyRead(timeout_ms ? timeout_ms : reply_ms) || packet.message_id == netip::msg_config_set)
+    // Unbuffered, a dropped connection also wakes the wait, with nothing to read.
+    if ((m_socket->waitForReadyRead(timeout_ms ? timeout_ms : reply_ms) && m_socket->bytesAvailable() > 0)
+        || message_id == netip::msg_config_set)
         return true;
     log(blackbox::error, "No reply");
     log(blackbox::error, "Is open: %c, is readable: %c, bytes available: %lli", m_socket->isOpen() ? 'y' : 'n',

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 #include "diagnostics/loggable.h"
 #include "netip/location_config.h"
@@ -91,6 +92,8 @@ private:
     netip::packet build_request(uint16_t message_id, const QJsonDocument& document) const;
     // Writes and waits for the first reply bytes (timeout 0 means 15000 ms); throws.
     bool send(netip::packet& packet, int timeout_ms);
+    // After a write: waits for it to leave and for the first reply bytes; throws no_reply.
+    bool await_reply(uint16_t message_id, int timeout_ms);
     // Reads until a reply under `expected_id` (0: any) carries ok_code or 603; throws.
     bool wait_reply(uint16_t expected_id, uint16_t ok_code, netip::packet* reply, uint16_t* ret);
     // send and wait_reply for the reply under the request's id plus one; lets the int pass.
@@ -108,4 +111,6 @@ private:
 
     QTcpSocket* m_socket;
     uint32_t m_session = 0;
+    // One firmware chunk framed in place, header and payload, reused chunk after chunk.
+    std::vector<char> m_frame;
 };

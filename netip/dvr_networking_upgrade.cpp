@@ -82,31 +82,42 @@ dvr_networking::firmware_reader dvr_networking::reader_of(const QByteArray& imag
 
 bool dvr_networking::send_chunk(const firmware_reader& reader, uint32_t chunk_number)
 {
-    // The reader copies straight into the packet's payload: a chunk is copied once before
-    // the frame is built, where a buffer between them cost a fleet a second copy of every image.
-    netip::packet data(netip::msg_upgrade_data);
-    data.resize_payload(netip::packet::max_payload);
-    char* buffer = data.data();
+    // The chunk is framed in place: the reader copies straight behind the header, and the
+    // frame goes to the socket as it stands. Each copy more of every image shows in a fleet.
+    constexpr size_t header_size = netip::packet::header_size;
+    m_frame.resize(header_size + netip::packet::max_payload);
+    char* const payload = m_frame.data() + header_size;
+    char* buffer = payload;
     uint64_t size = netip::packet::max_payload;
     const uint64_t offset = uint64_t(chunk_number - 1) * netip::packet::max_payload;
     if (!reader(buffer, offset, size)) {
         log(blackbox::error, "Данные не предоставлены, неожиданный конец файла?..");
         return false;
     }
-    // A reader may also hand out bytes of its own instead of copying them.
-    if (size > netip::packet::max_payload
-        || (buffer != data.data() && !data.assign(buffer, size_t(size)))) {
+    if (size > netip::packet::max_payload) {
         log(blackbox::error, "Невозможно назначить данные для буфера");
         return false;
     }
-    data.length = uint32_t(size);
-    data.session = m_session;
-    data.sequence = chunk_number - 1;
-    if (!data.well_formed()) {
+    // A reader may also hand out bytes of its own instead of copying them.
+    if (buffer != payload)
+        std::memcpy(payload, buffer, size_t(size));
+    netip::packet header(netip::msg_upgrade_data);
+    header.length = uint32_t(size);
+    header.session = m_session;
+    header.sequence = chunk_number - 1;
+    if (!header.well_formed()) {
         log(blackbox::error, "Создан неправильный пакет данных");
         return false;
     }
-    if (!try_exchange(data, nullptr, nullptr, nullptr, 0)) {
+    header.serialize_header(m_frame.data());
+    try {
+        if (!packet_wrapper::write_frame(m_socket, m_frame.data(), header_size + size_t(size), header.message_id)) {
+            log(blackbox::error, "Socket writing failed");
+            throw int(write_failed);
+        }
+        await_reply(header.message_id, 0);
+        wait_reply(netip::msg_upgrade_data_reply, netip::ret_ok, nullptr, nullptr);
+    } catch (int) {
         log(blackbox::error, "Невозможно выполнить задачу для пакета");
         return false;
     }

@@ -160,11 +160,8 @@ void packet::allocate(size_t size)
     m_capacity = size;
 }
 
-bool packet::serialize(char* out, size_t* size_in_out) const
+void packet::serialize_header(char* out) const
 {
-    const size_t total = size_t(length) + header_size;
-    if (*size_in_out < total)
-        return false;
     out[0] = char(head);
     out[1] = char(version);
     out[2] = char(reserved1);
@@ -175,6 +172,14 @@ bool packet::serialize(char* out, size_t* size_in_out) const
     out[13] = char(current_packet);
     qToLittleEndian<quint16>(message_id, out + 14);
     qToLittleEndian<quint32>(length, out + 16);
+}
+
+bool packet::serialize(char* out, size_t* size_in_out) const
+{
+    const size_t total = size_t(length) + header_size;
+    if (*size_in_out < total)
+        return false;
+    serialize_header(out);
     // A header that claims more than the buffer holds goes out padded with zeros.
     const size_t held = payload_size();
     if (held)

@@ -47,6 +47,8 @@ public:
     void resize_payload(size_t size);
     // Header then payload into `out`; false when *size_in_out is below length + 20, else stores length + 20.
     bool serialize(char* out, size_t* size_in_out) const;
+    // The 20 header bytes alone into `out`, for a payload that is framed elsewhere.
+    void serialize_header(char* out) const;
     // Takes header and payload from wire bytes; false, and nothing changed, for fewer than 20 bytes.
     bool parse(const char* bytes, size_t size);
 

@@ -96,10 +96,15 @@ bool packet_wrapper::write_to(QTcpSocket* socket, const netip::packet& packet)
             static_cast<unsigned long>(size), total);
         return false;
     }
-    if (socket->write(buffer.data(), qint64(size)) < total)
+    return write_frame(socket, buffer.data(), size, packet.message_id);
+}
+
+bool packet_wrapper::write_frame(QTcpSocket* socket, const char* frame, size_t size, uint16_t message_id)
+{
+    if (socket->write(frame, qint64(size)) < qint64(size))
         return false;
-    qCDebug(lc_netip, ">>> %s", QByteArray(buffer.data(), int(size)).toHex(' ').constData());
+    qCDebug(lc_netip, ">>> %s", QByteArray(frame, int(size)).toHex(' ').constData());
     write_sub(parent_ident, ident, blackbox::debug, "[>>>] Sent %li bytes, %s", long(size),
-        netip::describe_message(packet.message_id).constData());
+        netip::describe_message(message_id).constData());
     return true;
 }

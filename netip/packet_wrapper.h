@@ -24,6 +24,8 @@ public:
     // *ret when asked for: it is read for the log line anyway.
     static bool read_from(QTcpSocket* socket, netip::packet& packet, uint16_t* ret = nullptr);
     static bool write_to(QTcpSocket* socket, const netip::packet& packet);
+    // A frame already serialized, header and payload in one piece, written as one.
+    static bool write_frame(QTcpSocket* socket, const char* frame, size_t size, uint16_t message_id);
 
     static constexpr int read_attempts = 500;
     static constexpr int attempt_ms = 10;

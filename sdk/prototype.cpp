@@ -2,6 +2,7 @@
 
 #include "sdk/exceptions.h"
 #include "sdk/legacy.h"
+#include "sdk/thread_starter.h"
 #include "sdk/worker_dispatcher.h"
 #include "sdk/xcloud.h"
 #include "sdk/xnet.h"
@@ -81,7 +82,7 @@ void prototype::enqueue(const step& s, bool with_client, bool with_login, bool w
         // The dispatcher goes with the thread that ends; each start gets a new one.
         if (!eventDispatcher())
             setEventDispatcher(new worker_dispatcher);
-        start(QThread::InheritPriority);
+        thread_starter::start(this);
     }
 }
 

@@ -72,7 +72,7 @@ public:
     const QString& ident() const { return m_ident; }
     device current_device() const;
 
-    // Appends create-client/login/step/close/destroy/done as asked and starts the thread.
+    // Appends create-client/login/step/close/destroy/done as asked and has the thread started.
     void enqueue(const step& s, bool with_client, bool with_login, bool with_done);
     QList<int> queued_codes() const;
 

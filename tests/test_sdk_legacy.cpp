@@ -1,5 +1,6 @@
 // The workers' step queue, and the NETIP backend's firmware upload to a simulated device as the row hears it.
 #include "sdk/legacy.h"
+#include "sdk/thread_starter.h"
 #include "tests/support/devsim_harness.h"
 
 #include <QSignalSpy>
@@ -71,6 +72,7 @@ private slots:
     void enqueue_sequences();
     void upload_progress_data();
     void upload_progress();
+    void threads_start_a_few_per_turn();
 };
 
 void test_sdk_legacy::enqueue_sequences_data()
@@ -176,6 +178,41 @@ void test_sdk_legacy::upload_progress()
         QCOMPARE(sim.state(0)["upgrade_md5"].toString(),
             QString::fromLatin1(QCryptographicHash::hash(image, QCryptographicHash::Md5).toHex()));
     }
+}
+
+void test_sdk_legacy::threads_start_a_few_per_turn()
+{
+    // From the main thread, workers begin over several turns of the event loop; one deleted
+    // before its turn is passed over.
+    constexpr int count = 3 * sdk::thread_starter::per_turn + 1;
+    QAtomicInt ran = 0;
+    std::vector<std::unique_ptr<QThread>> threads;
+    for (int i = 0; i < count; ++i) {
+        threads.emplace_back(QThread::create([&ran] { ran.ref(); }));
+        sdk::thread_starter::start(threads.back().get());
+    }
+    const auto started = [&threads] {
+        return int(std::count_if(threads.begin(), threads.end(),
+            [](const auto& t) { return t && (t->isRunning() || t->isFinished()); }));
+    };
+    QCOMPARE(started(), 0);
+    threads.back().reset();
+    QCoreApplication::processEvents();
+    QVERIFY2(started() > 0 && started() < count - 1, qPrintable(QString::number(started())));
+    QTRY_COMPARE(started(), count - 1);
+    for (const auto& t : threads) {
+        if (t)
+            QVERIFY(t->wait(5000));
+    }
+    QCOMPARE(ran.loadRelaxed(), count - 1);
+
+    // From any other thread it starts at once.
+    std::unique_ptr<QThread> direct(QThread::create([&ran] { ran.ref(); }));
+    std::unique_ptr<QThread> caller(QThread::create([&direct] { sdk::thread_starter::start(direct.get()); }));
+    caller->start();
+    QVERIFY(caller->wait(5000));
+    QVERIFY(direct->wait(5000));
+    QCOMPARE(ran.loadRelaxed(), count);
 }
 
 QTEST_GUILESS_MAIN(test_sdk_legacy)

@@ -260,6 +260,7 @@ void test_window_commands::help_play_and_about_open_their_windows()
 
     // "play" opens a player.
     QVERIFY(f.run("play file:///nonexistent/camera.ogv --title=Gate --mute").ok);
+    // The command returns before the window thread has opened the player.
     QPointer<videoplayer> player;
     const auto shown = [&player] {
         for (QWidget* top : QApplication::topLevelWidgets())
