@@ -191,7 +191,14 @@ void core::refresh_status_bar()
 
 void core::refresh_status_bar_soon()
 {
-    if (!m_window || m_status_bar_due)
+    if (!m_window)
+        return;
+    // The end of a run shows at once: it gives the buttons back.
+    if (m_manager.running_count() == 0) {
+        refresh_status_bar();
+        return;
+    }
+    if (m_status_bar_due)
         return;
     m_status_bar_due = true;
     QTimer::singleShot(status_bar_ms, this, [this] {
