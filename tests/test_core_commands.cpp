@@ -47,9 +47,8 @@ private slots:
     void add_device_defaults();
     void assign_addresses_data();
     void assign_addresses();
-    void check_devices_keeps_the_event_loop_running();
     void check_devices_with_nothing_selected_returns_at_once();
-    void scan_counts_and_continues();
+    void scan_and_check_keep_the_event_loop_running();
     void network_commands_against_a_local_server();
     void settings_set_is_reread();
     void shutdown_while_the_interpreter_waits_data();
@@ -372,33 +371,6 @@ void test_core_commands::assign_addresses()
     QCOMPARE(f.c->task_manager().running_count(), addresses.isEmpty() ? 0u : 1u);
 }
 
-void test_core_commands::check_devices_keeps_the_event_loop_running()
-{
-    // In a process of its own: the batch core quits when its last flow ends, and event loops of this one
-    // would end at once from then on.
-    TEST_NETWORK_IN_ISOLATION();
-    // Slow devices, so that the wait lasts long enough to be measured.
-    scripted f(core::batch, 3, QJsonObject { { "faults", QJsonObject { { "delay_ms", 100 } } } });
-    QVERIFY2(f.devices_up, qPrintable(f.devices.error()));
-    // The first web request of a process loads Qt's network plugins on the main thread: not in the measurement.
-    f.c->api().sapi_url_data(QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(fleet::closed_port())));
-    const loop_watch watch;
-    const scripting::command_result r = f.run("devices.check fetch all --jobs=1", 30000);
-    const qint64 took = watch.elapsed();
-    QVERIFY(r.ok);
-    QCOMPARE(f.ended, 3);
-    QCOMPARE(f.peak, 1);
-    QCOMPARE(f.console.waits, QStringList { "Executing... (1)" });
-    QCOMPARE(f.shown(), QStringList { "Done" });
-    QVERIFY2(f.log_text().count("Device serial: ") == 3, qPrintable(f.log_text()));
-    QVERIFY2(took > 600, qPrintable(QString::number(took)));
-    // The main loop ran all the while: a wait that blocks shows as one gap of most of the time, one that
-    // serves events only now and then as many long ones; a loaded machine makes a few on its own.
-    QVERIFY2(watch.gaps_over(80) <= 4 && watch.longest() < took / 2,
-        qPrintable(QStringLiteral("%1 ms gap in %2 ms").arg(watch.longest()).arg(took)));
-    QVERIFY2(watch.ticks() > took / 40, qPrintable(QStringLiteral("%1 ticks in %2 ms").arg(watch.ticks()).arg(took)));
-}
-
 void test_core_commands::check_devices_with_nothing_selected_returns_at_once()
 {
     scripted f;
@@ -415,11 +387,14 @@ void test_core_commands::check_devices_with_nothing_selected_returns_at_once()
     QCOMPARE(f.started, 0);
 }
 
-void test_core_commands::scan_counts_and_continues()
+// Scans, then checks what they found. In a process of its own: the batch core quits when its last flow ends, and
+// event loops of this one would end at once from then on.
+void test_core_commands::scan_and_check_keep_the_event_loop_running()
 {
     TEST_NETWORK_IN_ISOLATION();
+    // Slow devices, so that the check's wait lasts long enough to be measured.
     devsim_harness sim;
-    QVERIFY2(sim.start(3), qPrintable(sim.error()));
+    QVERIFY2(sim.start(3, QJsonObject { { "faults", QJsonObject { { "delay_ms", 100 } } } }), qPrintable(sim.error()));
     scripted f;
     scripting::command_result r = f.run("devices.scan", 20000);
     QCOMPARE(f.console.waits, QStringList { "Scanning... (2)" });
@@ -433,6 +408,30 @@ void test_core_commands::scan_counts_and_continues()
     QTRY_COMPARE_WITH_TIMEOUT(f.c->task_manager().count(), 3, 10000);
     QVERIFY(f.run("devices.scan stop").ok);
     QTRY_VERIFY_WITH_TIMEOUT(f.c->scan_finished(), 10000);
+
+    // The first web request of a process loads Qt's network plugins on the main thread: not in the measurement.
+    f.c->api().sapi_url_data(QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(fleet::closed_port())));
+    f.console.waits.clear();
+    const loop_watch watch;
+    r = f.run("devices.check fetch all --jobs=1", 30000);
+    const qint64 took = watch.elapsed();
+    QVERIFY(r.ok);
+    QCOMPARE(f.ended, 3);
+    QCOMPARE(f.peak, 1);
+    QCOMPARE(f.console.waits, QStringList { "Executing... (1)" });
+    QCOMPARE(f.shown(), QStringList { "Done" });
+    const QJsonObject state = sim.state(0);
+    QVERIFY2(f.log_text().count("Device serial: ") == 3
+            && f.log_text().contains(QStringLiteral("Device serial: %1, hardware: %2, version: %3, build time: %4")
+                                         .arg(state["serial"].toString(), state["hardware"].toString(),
+                                             state["software_version"].toString(), state["build_time"].toString())),
+        qPrintable(f.log_text()));
+    QVERIFY2(took > 600, qPrintable(QString::number(took)));
+    // The main loop ran all the while: a wait that blocks shows as one gap of most of the time, one that
+    // serves events only now and then as many long ones; a loaded machine makes a few on its own.
+    QVERIFY2(watch.gaps_over(80) <= 4 && watch.longest() < took / 2,
+        qPrintable(QStringLiteral("%1 ms gap in %2 ms").arg(watch.longest()).arg(took)));
+    QVERIFY2(watch.ticks() > took / 40, qPrintable(QStringLiteral("%1 ticks in %2 ms").arg(watch.ticks()).arg(took)));
 }
 
 void test_core_commands::network_commands_against_a_local_server()
