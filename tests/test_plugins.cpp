@@ -123,6 +123,7 @@ void test_plugins::example_plugin_starts_runs_and_leaves()
     // The built-in functions run only the program's own commands, even where a plugin's has a description.
     QVERIFY(!f.c->builtin_functions().execute(scripting::cmd_id::from_text(site + "/1"), {}, {}));
     QCOMPARE(f.shown(), QStringList { "Site: Riverside" });
+    QVERIFY2(!f.log_text().contains("Unknown command"), qPrintable(f.log_text()));
     QVERIFY(!f.c->run_plugin_action(site + "/9"));
     QVERIFY(!f.c->run_plugin_action("nobody/1"));
     for (const QString& line : { "Plugin action " + site + "/9 failed", QString("Bad plugin ident: nobody") })
