@@ -1,16 +1,40 @@
-// The interpreter on its own thread, with a test object standing in for the core behind the blocking connection.
+// OVScript's parse stage, and the interpreter on its thread with a stand-in for the core behind a blocking connection.
 #include "scripting/cmd_processor.h"
+#include "scripting/cmddb.h"
+#include "scripting/statement_parser.h"
 
 #include <QtTest>
 
 #include <functional>
 
+using scripting::cmd_id;
 using scripting::command_result;
+using scripting::input_line;
+using scripting::queue_entry;
+using scripting::statement_parser;
 using execution_mode = cmd_processor::execution_mode;
 
 namespace {
 
 const QString end_marker = QStringLiteral("-- end --");
+
+QStringList texts(const QList<input_line>& pieces)
+{
+    QStringList out;
+    for (const input_line& p : pieces)
+        out.append(p.text);
+    return out;
+}
+
+// Every node of the tree that runs a command, with its dotted path ("(any)" for the empty name).
+void walk(const scripting::cmddb::tree& level, const QString& path, QMap<QString, scripting::tree_node>& out)
+{
+    for (auto it = level.cbegin(); it != level.cend(); ++it) {
+        const QString here = (path.isEmpty() ? QString() : path + '.') + (it.key().isEmpty() ? "(any)" : it.key());
+        out.insert(here, *it);
+        walk(it->children, here, out);
+    }
+}
 
 } // namespace
 
@@ -24,11 +48,8 @@ public:
     {
         uint n = 0;
         size_t total = 0;
-        QString line;
         QString name;
         QStringList args;
-        param_list params;
-        execution_mode mode = execution_mode::plain;
     };
 
     stand_in(cmd_processor& p, const scripting::cmddb& db)
@@ -84,7 +105,7 @@ public slots:
     void on_command(QUuid, uint n, size_t total, QString line, scripting::cmd_id command, QStringList args,
         param_list params, cmd_processor::execution_mode mode)
     {
-        const call c { n, total, line, m_db.command_name(command), args, params, mode };
+        const call c { n, total, m_db.command_name(command), args };
         calls.append(c);
         QString text = c.name + " [" + args.join(", ") + "]";
         QStringList pairs;
@@ -127,13 +148,10 @@ class test_cmd_processor : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase();
     void lines_data();
     void lines();
     void command_holds_the_interpreter();
-    void condition_follows_last_ok_data();
-    void condition_follows_last_ok();
-    void substitution_data();
-    void substitution();
     void macros_record_and_play();
     void macro_refusals_data();
     void macro_refusals();
@@ -143,6 +161,20 @@ private slots:
     void handlers_get_the_split_path();
     void read_script_file_data();
     void read_script_file();
+    void split_data();
+    void split();
+    void split_idents();
+    void tokenize_data();
+    void tokenize();
+    void entries_data();
+    void entries();
+    void cmd_id_text_data();
+    void cmd_id_text();
+    void tree_and_table_agree();
+    void rows_that_parsing_relies_on();
+
+private:
+    scripting::cmddb m_db;
 };
 
 void test_cmd_processor::lines_data()
@@ -219,12 +251,32 @@ void test_cmd_processor::lines_data()
         { "print [b]", "print [after]" });
     row("stop at the top", { "version; stop; print never\nprint never", "print next" },
         { "version []", "print [next]" });
+    // Branches follow the last ok flag, never the result text: caps gives "0" and succeeds, task.list "1" and fails.
+    row("success takes then", { "if(version) then(print yes) else(print no)\nprint after" },
+        { "version []", "print [yes]", "print [after]" });
+    row("failure takes else", { "if(task.list) then(print yes) else(print no)" }, { "list_tasks []", "print [no]" });
+    row("a result text of 0 is still success", { "if(caps) then(print yes) else(print no)" },
+        { "caps []", "print [yes]" });
+    row("failure without else does nothing", { "if(task.list) then(print yes)\nprint after" },
+        { "list_tasks []", "print [after]" });
+    row("several statements in a branch", { "if(version) then(print a; print b);" },
+        { "version []", "print [a]", "print [b]" });
+    row("print marker in a branch", { "if(version) then(^ shown)" }, { "version []", "out: shown" });
+    row("result replaces the placeholder", { "print $(version)" }, { "version [] (substitution)", "print [0.5]" });
+    row("two sub-commands in order", { "print v=$(version), c=$(caps) $(version)" },
+        { "version [] (substitution)", "caps [] (substitution)", "version [] (substitution)",
+            "print [v=0.5,, c=0, 0.5]" });
+    row("a failed sub-command gives its result too", { "print [$(task.list)]" },
+        { "list_tasks [] (substitution)", "print [[1]]" });
+    row("sub-command with arguments", { "log $(print a b)" }, { "print [a, b] (substitution)", "log [a b]" });
 }
 
 void test_cmd_processor::lines()
 {
     QFETCH(QStringList, steps);
     interpreter t;
+    t.core.outcomes = { { "version", { true, "0.5" } }, { "caps", { true, "0" } }, { "list_tasks", { false, "1" } },
+        { "print", { true, "a b" } } };
     QVERIFY(t.core.run(steps));
     QTEST(t.core.transcript, "transcript");
 }
@@ -264,64 +316,6 @@ void test_cmd_processor::command_holds_the_interpreter()
     // ...and the line typed meanwhile is parsed after that.
     QVERIFY(typed_parsed >= first_ended);
     QCOMPARE(core.transcript, (QStringList { "sleep [1]", "version []", "error: Unknown command: typed_meanwhile" }));
-}
-
-void test_cmd_processor::condition_follows_last_ok_data()
-{
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<QString>("result");
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QStringList>("transcript");
-    const QString both = "if(task.list) then(print yes) else(print no)";
-    QTest::newRow("success takes then") << true << "" << both << QStringList { "list_tasks []", "print [yes]" };
-    QTest::newRow("failure takes else") << false << "" << both << QStringList { "list_tasks []", "print [no]" };
-    QTest::newRow("a result text of 0 is still success") << true << "0" << both << QStringList { "list_tasks []", "print [yes]" };
-    QTest::newRow("a result text of 1 is still failure") << false << "1" << both << QStringList { "list_tasks []", "print [no]" };
-    QTest::newRow("failure without else does nothing")
-        << false << "" << "if(task.list) then(print yes)" << QStringList { "list_tasks []" };
-    QTest::newRow("several statements in a branch")
-        << true << "" << "if(task.list) then(print a; print b);" << QStringList { "list_tasks []", "print [a]", "print [b]" };
-    QTest::newRow("print marker in a branch")
-        << true << "" << "if(task.list) then(^ shown)" << QStringList { "list_tasks []", "out: shown" };
-}
-
-void test_cmd_processor::condition_follows_last_ok()
-{
-    QFETCH(bool, ok);
-    QFETCH(QString, result);
-    QFETCH(QString, line);
-    QFETCH(QStringList, transcript);
-    interpreter t;
-    t.core.outcomes.insert("list_tasks", { ok, result });
-    // The next line runs whichever branch was taken.
-    QVERIFY(t.core.run({ line + "\nprint after" }));
-    QCOMPARE(t.core.transcript, transcript + QStringList { "print [after]" });
-}
-
-void test_cmd_processor::substitution_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QStringList>("transcript");
-    QTest::newRow("result replaces the placeholder")
-        << "print $(version)" << QStringList { "version [] (substitution)", "print [0.5]" };
-    QTest::newRow("two sub-commands in order")
-        << "print v=$(version), c=$(caps) $(version)"
-        << QStringList { "version [] (substitution)", "caps [] (substitution)", "version [] (substitution)",
-               "print [v=0.5,, c=none, 0.5]" };
-    QTest::newRow("a failed sub-command gives its result too")
-        << "print [$(task.list)]" << QStringList { "list_tasks [] (substitution)", "print [[FIXME: dummy result]]" };
-    QTest::newRow("sub-command with arguments") << "log $(print a b)"
-                                                << QStringList { "print [a, b] (substitution)", "log [a b]" };
-}
-
-void test_cmd_processor::substitution()
-{
-    QFETCH(QString, line);
-    interpreter t;
-    t.core.outcomes = { { "version", { true, "0.5" } }, { "caps", { true, "none" } },
-        { "list_tasks", command_result::failure() }, { "print", { true, "a b" } } };
-    QVERIFY(t.core.run({ line }));
-    QTEST(t.core.transcript, "transcript");
 }
 
 void test_cmd_processor::macros_record_and_play()
@@ -390,26 +384,19 @@ void test_cmd_processor::macro_refusals()
 
 void test_cmd_processor::recorder_refusals()
 {
+    // What commands can't reach: a recording is never played nor removed, nor is a line added without one.
     scripting::macro_recorder r;
     QSignalSpy errors(&r, &scripting::macro_recorder::error);
-    QSignalSpy lines(&r, &scripting::macro_recorder::macro_line);
     QVERIFY(!r.add_line("x"));
-    QVERIFY(r.start_recording("m"));
-    QVERIFY(r.add_line("one"));
-    QVERIFY(!r.play("m"));
-    QVERIFY(!r.remove("m"));
-    QVERIFY(r.stop_recording());
-    QVERIFY(r.lines("none").isEmpty());
-    QVERIFY(!r.remove("none"));
-    QVERIFY(r.play("m"));
-    QVERIFY(r.remove("m"));
-    QVERIFY(!r.exists("m"));
+    QVERIFY(r.start_recording("m") && r.add_line("one"));
+    QVERIFY(!r.play("m") && !r.remove("m"));
+    QVERIFY(r.stop_recording() && !r.remove("none"));
+    QVERIFY(r.play("m") && r.remove("m") && !r.exists("m"));
     QStringList messages;
     for (const auto& e : qAsConst(errors))
         messages.append(e[0].toString());
     QCOMPARE(messages, (QStringList { "No active recording", "Macro already running", "Can't remove while recording",
-                           "No such recording", "No such recording" }));
-    QCOMPARE(lines.count(), 1);
+                           "No such recording" }));
 }
 
 void test_cmd_processor::queue_signals_once_per_span()
@@ -493,6 +480,175 @@ void test_cmd_processor::read_script_file()
     QVERIFY(!missing.ok);
     QVERIFY(!missing.error.isEmpty());
     QVERIFY(missing.lines.isEmpty());
+}
+
+void test_cmd_processor::initTestCase()
+{
+    m_db.build();
+}
+
+void test_cmd_processor::split_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("pieces");
+    QTest::newRow("no semicolon, text as it is") << " print  a " << QStringList { " print  a " };
+    QTest::newRow("two statements") << "a; b c" << QStringList { "a", "b c" };
+    QTest::newRow("conditional last is dropped") << "a; if(x) then(y)" << QStringList { "a" };
+    QTest::newRow("trailing semicolon keeps it") << "a; if(x) then(y);" << QStringList { "a", "if(x) then(y)" };
+    QTest::newRow("semicolon inside a keyword block") << "if(a;b) then(c;d);" << QStringList { "if(a;b) then(c;d)" };
+    QTest::newRow("lone conditional with inner semicolon vanishes") << "if(a;b) then(c)" << QStringList {};
+    QTest::newRow("plain parentheses split") << "x(a;b)" << QStringList { "x(a" };
+    QTest::newRow("keyword must be the whole run") << "a; x if(b;c);" << QStringList { "a", "x if(b", "c)" };
+    QTest::newRow("last piece from its last run") << "a; x(y) z" << QStringList { "a", "z" };
+    QTest::newRow("empty statement between") << "a;;b" << QStringList { "a", "", "b" };
+    QTest::newRow("multibyte text") << "печать б; в г" << QStringList { "печать б", "в г" };
+}
+
+void test_cmd_processor::split()
+{
+    QFETCH(QString, text);
+    const input_line line { QUuid::createUuid(), QUuid::createUuid(), text };
+    QTEST(texts(statement_parser::split(line)), "pieces");
+}
+
+void test_cmd_processor::split_idents()
+{
+    // A whole line keeps its ident; pieces get idents of their own, all in the line's group.
+    const input_line whole { QUuid::createUuid(), QUuid::createUuid(), "version" };
+    QCOMPARE(statement_parser::split(whole).value(0).ident, whole.ident);
+    QSet<QUuid> idents { whole.ident };
+    for (const input_line& p : statement_parser::split({ whole.ident, whole.group, "a; b; c" })) {
+        QCOMPARE(p.group, whole.group);
+        idents.insert(p.ident);
+    }
+    QCOMPARE(idents.size(), 4);
+}
+
+void test_cmd_processor::tokenize_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("tokens");
+    QTest::newRow("blanks separate, runs collapse") << "  a   b " << QStringList { "a", "b" };
+    QTest::newRow("tab is no separator") << "a\tb c" << QStringList { "a\tb", "c" };
+    QTest::newRow("double and single quotes") << "\"a b\" 'c d'" << QStringList { "a b", "c d" };
+    QTest::newRow("other quote is text inside") << "\"it's\" 'say \"hi\"'" << QStringList { "it's", "say \"hi\"" };
+    QTest::newRow("closing quote glued to text") << "\"a b\"c d" << QStringList { "a bc", "d" };
+    QTest::newRow("quoted parts glued") << "'a b'\"c d\"" << QStringList { "a bc d" };
+    QTest::newRow("quote in a plain token is dropped") << "a\"b c\"" << QStringList { "ab", "c" };
+    QTest::newRow("empty quotes are a token") << "a \"\" b" << QStringList { "a", "", "b" };
+    QTest::newRow("unterminated quote runs to the end") << "a \"b c" << QStringList { "a", "b c" };
+    QTest::newRow("parameter keeps its quoted part") << "--key=\"a b\" x" << QStringList { "--key=\"a b\"", "x" };
+    QTest::newRow("backslash is plain") << "a\\ b" << QStringList { "a\\", "b" };
+}
+
+void test_cmd_processor::tokenize()
+{
+    QFETCH(QString, text);
+    QTEST(statement_parser::tokenize(text), "tokens");
+}
+
+void test_cmd_processor::entries_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("kind"); // -1: no entry
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("branches"); // lists, or -1 not to check
+    QTest::addColumn<QString>("error");
+    const auto row
+        = [](const char* name, const QString& text, int kind, const QStringList& args, int branches,
+              const QString& error = {}) { QTest::newRow(name) << text << kind << args << branches << error; };
+
+    const QString nested = QString("if(").repeated(17) + "version" + QString(") then(print)").repeated(17);
+    row("comment", "  # print x", -1, {}, 0);
+    row("assignment holds its pair", "a = b c", int(scripting::assignment_entry), {}, 0);
+    row("substitution args hold placeholders", "print $(version) and $(caps)", int(scripting::flow_entry),
+        { "-//0//-", "and", "-//1//-" }, 2);
+    row("failing sub-command drops the line", "print $(nothing)", -1, {}, 0, "Unknown command: nothing");
+    row("conditional with else", "if(version) then(print a; print b) else(print c)", int(scripting::flow_entry), {}, 3);
+    row("empty condition moves the branches up", "if() then(print a)", int(scripting::flow_entry), {}, 1);
+    row("inner comment drops the conditional", "if(# x) then(print a)", -1, {}, 0);
+    row("inner fault drops the conditional", "if(version) then(print a) else(bogus)", -1, {}, 0,
+        "Unknown command: bogus");
+    row("nesting beyond the limit", nested, -1, {}, 0, "Processing limit reached (nesting)");
+    row("name arguments move to the front", "display.toolbar.main show now", int(scripting::command_entry),
+        { "main", "show", "now" }, 0);
+    row("help keeps the parts before ?", "display.log.?.ignored", int(scripting::help_entry), { "display", "log" }, 0);
+    row("too many parts after a free part", "settings.get.a.b", -1, {}, 0, "Unknown subcommand for settings: b");
+    row("only dots", "...", -1, {}, 0, "Unknown command: ...");
+    row("missing user of a two-argument row", "devices.assign_addresses 1", -1, {}, 0,
+        "Not enough arguments. Expected: value");
+}
+
+void test_cmd_processor::entries()
+{
+    QFETCH(QString, text);
+    QFETCH(int, kind);
+    QFETCH(int, branches);
+    QFETCH(QString, error);
+    QStringList errors;
+    const QUuid ident = QUuid::createUuid();
+    const statement_parser parser(m_db, {}, [&](const QUuid& at, const QString& message) {
+        QCOMPARE(at, ident);
+        errors.append(message);
+    });
+    const std::optional<queue_entry> e = parser.parse({ ident, ident, text }, 0);
+    QCOMPARE(errors, error.isEmpty() ? QStringList {} : QStringList { error });
+    QCOMPARE(e.has_value(), kind >= 0);
+    if (!e)
+        return;
+    QCOMPARE(e->kind, kind);
+    QCOMPARE(e->line, text);
+    QTEST(e->args, "args");
+    QCOMPARE(e->branches.size(), branches);
+}
+
+void test_cmd_processor::cmd_id_text_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("plugin");
+    QTest::addColumn<qint64>("number");
+    QTest::newRow("built-in") << "/53" << "" << qint64(53);
+    QTest::newRow("plugin") << "org.example/9000000000" << "org.example" << qint64(9000000000);
+    QTest::newRow("no slash is all number") << "76" << "" << qint64(76);
+    QTest::newRow("split on the first slash") << "a/b/7" << "a" << qint64(0);
+}
+
+void test_cmd_processor::cmd_id_text()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, plugin);
+    QFETCH(qint64, number);
+    const cmd_id id = cmd_id::from_text(text);
+    QCOMPARE(id.plugin, plugin);
+    QCOMPARE(id.number, number);
+    QCOMPARE(cmd_id::from_text(id.text()), id);
+}
+
+void test_cmd_processor::tree_and_table_agree()
+{
+    QMap<QString, scripting::tree_node> nodes;
+    walk(m_db.commands_tree(), QString(), nodes);
+    QSet<qint64> reached;
+    for (auto it = nodes.cbegin(); it != nodes.cend(); ++it) {
+        if (it->command.is_null()) {
+            QVERIFY2(!it->children.isEmpty(), qPrintable(it.key() + " is a branch without children"));
+            continue;
+        }
+        QVERIFY2(m_db.commands_table().contains(it->command), qPrintable(it.key() + " runs a command without a row"));
+        reached.insert(it->command.number);
+    }
+    // Every row can be typed; the interpreter's own and the menu-only numbers have no row.
+    for (const cmd_id& id : m_db.commands_table().keys())
+        QVERIFY2(reached.contains(id.number), qPrintable(m_db.command_name(id)));
+}
+
+void test_cmd_processor::rows_that_parsing_relies_on()
+{
+    QMap<QString, scripting::tree_node> nodes;
+    walk(m_db.commands_tree(), QString(), nodes);
+    QCOMPARE(nodes.value("clean").command, nodes.value("clear").command);
+    QCOMPARE(m_db.command_name({ QString(), 8 }), QStringLiteral("assign_addresses,"));
+    QCOMPARE(m_db.command_name({ "plugin", 8 }), QString());
 }
 
 QTEST_GUILESS_MAIN(test_cmd_processor)

@@ -38,7 +38,6 @@ private slots:
     void commands_arriving_by_mistake_fail_and_are_logged();
     void variable_paths_data();
     void variable_paths();
-    void variables_reach_commands();
     void commands_data();
     void commands();
     void task_not_found_data();
@@ -48,9 +47,8 @@ private slots:
     void add_device_defaults();
     void assign_addresses_data();
     void assign_addresses();
-    void check_devices_keeps_the_event_loop_running();
     void check_devices_with_nothing_selected_returns_at_once();
-    void scan_counts_and_continues();
+    void scan_and_check_keep_the_event_loop_running();
     void network_commands_against_a_local_server();
     void settings_set_is_reread();
     void shutdown_while_the_interpreter_waits_data();
@@ -94,12 +92,14 @@ void test_core_commands::variable_paths_data()
     QTest::newRow("last, unknown") << "last/when" << false << "";
     QTest::newRow("widget") << "widget/w/value" << false << "";
     QTest::newRow("unknown head") << "nothing/at/all" << false << "";
+    // Found even where there is no address to give ("*": any value).
+    QTest::newRow("local address towards a target") << "env/local_ip/127.0.0.1" << true << "*";
+    QTest::newRow("local MAC") << "env/local_mac" << true << "*";
 }
 
 void test_core_commands::variable_paths()
 {
     QFETCH(QString, path);
-    QFETCH(bool, found);
     QFETCH(QString, value);
     QTemporaryDir dir;
     core c(QString(), dir.path());
@@ -114,26 +114,12 @@ void test_core_commands::variable_paths()
     value.replace("<host0>", c.task_manager().find(lines[0])->get(tasks::keys::endpoint).value<endpoint>().host);
 
     const std::optional<QString> answer = c.resolve_variable(path.split('/'));
-    QCOMPARE(answer.has_value(), found);
-    if (found)
-        QCOMPARE(*answer, value);
-}
-
-void test_core_commands::variables_reach_commands()
-{
-    QTemporaryDir dir;
-    core c(QString(), dir.path());
-    c.task_manager().set_limit(7);
-    session s(c);
-    QVERIFY(s.run("print ${$env/task_limit} [${$widget/w/v}]"));
-    QCOMPARE(s.last_args(), (QStringList { "7", "[]" }));
-    QCOMPARE(s.output(), QStringList { "Variable not found: widget/w/v" });
-    // The local address of a path with a target is found even where there is none to give.
-    QVERIFY(c.resolve_variable({ "env", "local_ip", "127.0.0.1" }).has_value());
-    QVERIFY(c.resolve_variable({ "env", "local_mac" }).has_value());
-    // The text form, for the core's own callers: empty when unknown.
-    QCOMPARE(c.resolve_variable(QStringLiteral("env/task_limit")), QStringLiteral("7"));
-    QCOMPARE(c.resolve_variable(QStringLiteral("env/nothing")), QString());
+    QTEST(answer.has_value(), "found");
+    if (value != "*") {
+        QCOMPARE(answer.value_or(QString()), value);
+        // The text form, for the core's own callers: empty when unknown.
+        QCOMPARE(c.resolve_variable(path), value);
+    }
 }
 
 void test_core_commands::commands_data()
@@ -190,9 +176,6 @@ void test_core_commands::commands_data()
     refused("cache isn't a pack", "pack.apply cache", "Unable to use cache as firmware package");
     refused("pack missing", "pack.apply nothing", "Error loading firmware package");
     row("reboot parses and does nothing", { "devices.add 10.0.0.1" }, "devices.reboot x", false, failure, {});
-    row("Lua code that doesn't compile", {}, "script.lua.runline 1", true, "1",
-        { "Runtime initialized", "error: [string \"1\"]:1: unexpected symbol near '1'",
-            "error: Unable to load Lua code 1" });
     row("no plugins", {}, "plugins.list", true, "", {});
     refused("plugin unknown", "plugins.unload x", "No such plugin: x.");
     refused("plugin file missing", "plugins.load /no/such.so", "Failed to load plugin /no/such.so.");
@@ -264,24 +247,21 @@ void test_core_commands::add_task_data()
     QTest::addColumn<bool>("discovered");
     QTest::addColumn<QString>("error");
     QTest::addColumn<QStringList>("made"); // "name key=value ... [<parent name]", in queue order
-    QTest::newRow("address change, too few") << "change_ip" << true
-                                             << "Unsufficient arguments, expected 1-2: IP-address, Submask" << QStringList {};
-    QTest::newRow("port change, too few") << "change_port netip_tcp" << true
-                                          << "Unsufficient arguments, expected 2-2: Port name, Port value" << QStringList {};
-    QTest::newRow("await, too few") << "await_device" << true << "Unsufficient arguments, expected 1-1: IP-address"
-                                    << QStringList {};
-    QTest::newRow("await") << "await_device 10.0.0.5 30" << true << ""
-                           << QStringList { "await_device address=10.0.0.5 timeout=30" };
-    QTest::newRow("address change of a known device") << "change_ip 10.0.0.5 255.255.0.0" << true << ""
-                                                      << QStringList { "change_ip address=10.0.0.5 subnet=255.255.0.0" };
-    QTest::newRow("address change of an unknown device")
-        << "change_ip 10.0.0.5" << false << "" << QStringList { "identify", "change_ip address=10.0.0.5 <identify" };
-    QTest::newRow("port change") << "change_port http 8080" << true << ""
-                                 << QStringList { "change_port type=http value=8080" };
-    QTest::newRow("other types as named") << "reboot extra" << true << "" << QStringList { "reboot" };
-    QTest::newRow("not an address") << "change_ip ten.0.0.5" << true << "Unsupported value: ten.0.0.5" << QStringList {};
-    QTest::newRow("port out of range") << "change_port http 70000" << true << "Unsupported value: 70000"
-                                       << QStringList {};
+    const auto row = [](const char* name, const QString& values, bool discovered, const QString& error,
+                         const QStringList& made = {}) { QTest::newRow(name) << values << discovered << error << made; };
+    const QString too_few = "Unsufficient arguments, expected ";
+    row("address change, too few", "change_ip", true, too_few + "1-2: IP-address, Submask");
+    row("port change, too few", "change_port netip_tcp", true, too_few + "2-2: Port name, Port value");
+    row("await, too few", "await_device", true, too_few + "1-1: IP-address");
+    row("await", "await_device 10.0.0.5 30", true, "", { "await_device address=10.0.0.5 timeout=30" });
+    row("address change of a known device", "change_ip 10.0.0.5 255.255.0.0", true, "",
+        { "change_ip address=10.0.0.5 subnet=255.255.0.0" });
+    row("address change of an unknown device", "change_ip 10.0.0.5", false, "",
+        { "identify", "change_ip address=10.0.0.5 <identify" });
+    row("port change", "change_port http 8080", true, "", { "change_port type=http value=8080" });
+    row("other types as named", "reboot extra", true, "", { "reboot" });
+    row("not an address", "change_ip ten.0.0.5", true, "Unsupported value: ten.0.0.5");
+    row("port out of range", "change_port http 70000", true, "Unsupported value: 70000");
 }
 
 void test_core_commands::add_task()
@@ -298,7 +278,8 @@ void test_core_commands::add_task()
         dev.state = 0;
         l->set(tasks::keys::device, QVariant::fromValue(dev));
     }
-    const scripting::command_result r = f.run(QStringLiteral("task.add %1 %2").arg(f.c->task_manager().short_ident(ident), values));
+    const scripting::command_result r
+        = f.run(QStringLiteral("task.add %1 %2").arg(f.c->task_manager().short_ident(ident), values));
     QCOMPARE(f.shown(), error.isEmpty() ? QStringList {} : QStringList { "error: " + error });
     QCOMPARE(r.ok, error.isEmpty());
     QCOMPARE(r.result, error.isEmpty() ? ident : failure);
@@ -323,19 +304,15 @@ void test_core_commands::add_device_defaults()
     QVERIFY(f.s->run("devices.add 127.0.0.5 80"));
     QVERIFY(f.s->run("devices.add 127.0.0.6"));
     QVERIFY(f.s->run("devices.add 127.0.0.7 81 operator s3cret"));
-    QMap<QString, endpoint> by_host;
+    QStringList made; // host:port user password encrypted
     for (const QString& ident : f.c->task_manager().lines()) {
         const endpoint ep = f.endpoint_of(ident);
-        by_host.insert(ep.host, ep);
+        made << QStringLiteral("%1:%2 %3 %4 %5").arg(ep.host).arg(ep.port).arg(ep.user, ep.password)
+                    .arg(ep.password_encrypted);
     }
-    QCOMPARE(by_host.size(), 3);
-    QCOMPARE(by_host["127.0.0.5"].port, uint16_t(80));
-    QCOMPARE(by_host["127.0.0.5"].user, QStringLiteral("admin"));
-    QCOMPARE(by_host["127.0.0.5"].password, QString());
-    QCOMPARE(by_host["127.0.0.6"].port, uint16_t(34567));
-    QCOMPARE(by_host["127.0.0.7"].user, QStringLiteral("operator"));
-    QCOMPARE(by_host["127.0.0.7"].password, QStringLiteral("s3cret"));
-    QVERIFY(!by_host["127.0.0.7"].password_encrypted);
+    made.sort();
+    QCOMPARE(made,
+        (QStringList { "127.0.0.5:80 admin  0", "127.0.0.6:34567 admin  0", "127.0.0.7:81 operator s3cret 0" }));
     QCOMPARE(f.run("devices.add 127.0.0.8 port").result, failure);
     QCOMPARE(f.shown(), QStringList { "error: Unsupported value: port" });
     QCOMPARE(f.c->task_manager().count(), 3);
@@ -346,16 +323,16 @@ void test_core_commands::assign_addresses_data()
     QTest::addColumn<int>("rows");
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("error");
-    QTest::addColumn<QStringList>("addresses"); // of the change_ip tasks, in selection order
-    QTest::newRow("255 devices") << 255 << "devices.assign_addresses 1 1"
-                                 << "Too many devices, reduce the number of selected devices by 1." << QStringList {};
-    QTest::newRow("past the range") << 10 << "devices.assign_addresses 1 250" << "Start address is out of range."
-                                    << QStringList {};
-    QTest::newRow("to the last address") << 3 << "devices.assign_addresses 7 252" << ""
-                                         << QStringList { "192.168.7.252", "192.168.7.253", "192.168.7.254" };
-    QTest::newRow("third octet out of range") << 1 << "devices.assign_addresses 256 1" << "Unsupported value: 256"
-                                              << QStringList {};
-    QTest::newRow("nothing selected") << 0 << "devices.assign_addresses 1 1" << "" << QStringList {};
+    QTest::addColumn<QStringList>("addresses"); // of the change_ip tasks, in selection order, with the options' mask
+    const auto row = [](const char* name, int rows, const QString& line, const QString& error,
+                         const QStringList& addresses = {}) { QTest::newRow(name) << rows << line << error << addresses; };
+    row("255 devices", 255, "devices.assign_addresses 1 1",
+        "Too many devices, reduce the number of selected devices by 1.");
+    row("past the range", 10, "devices.assign_addresses 1 250", "Start address is out of range.");
+    row("to the last address", 3, "devices.assign_addresses 7 252", "",
+        { "192.168.7.252/255.255.255.0", "192.168.7.253/255.255.255.0", "192.168.7.254/255.255.255.0" });
+    row("third octet out of range", 1, "devices.assign_addresses 256 1", "Unsupported value: 256");
+    row("nothing selected", 0, "devices.assign_addresses 1 1", "");
 }
 
 void test_core_commands::assign_addresses()
@@ -386,38 +363,12 @@ void test_core_commands::assign_addresses()
         QCOMPARE(names, (QStringList { "identify", "change_ip", "await_device" }));
         for (const auto& [uuid, t] : l->tasks()) {
             if (t.name() == "change_ip")
-                got << t.params().value("address").value<QHostAddress>().toString();
+                got << t.params().value("address").value<QHostAddress>().toString() + '/'
+                        + t.params().value("subnet").value<QHostAddress>().toString();
         }
     }
     QCOMPARE(got, addresses);
     QCOMPARE(f.c->task_manager().running_count(), addresses.isEmpty() ? 0u : 1u);
-}
-
-void test_core_commands::check_devices_keeps_the_event_loop_running()
-{
-    // In a process of its own: the batch core quits when its last flow ends, and event loops of this one
-    // would end at once from then on.
-    TEST_NETWORK_IN_ISOLATION();
-    // Slow devices, so that the wait lasts long enough to be measured.
-    scripted f(core::batch, 3, QJsonObject { { "faults", QJsonObject { { "delay_ms", 100 } } } });
-    QVERIFY2(f.devices_up, qPrintable(f.devices.error()));
-    // The first web request of a process loads Qt's network plugins on the main thread: not in the measurement.
-    f.c->api().sapi_url_data(QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(fleet::closed_port())));
-    const loop_watch watch;
-    const scripting::command_result r = f.run("devices.check fetch all --jobs=1", 30000);
-    const qint64 took = watch.elapsed();
-    QVERIFY(r.ok);
-    QCOMPARE(f.ended, 3);
-    QCOMPARE(f.peak, 1);
-    QCOMPARE(f.console.waits, QStringList { "Executing... (1)" });
-    QCOMPARE(f.shown(), QStringList { "Done" });
-    QVERIFY2(f.log_text().count("Device serial: ") == 3, qPrintable(f.log_text()));
-    QVERIFY2(took > 600, qPrintable(QString::number(took)));
-    // The main loop ran all the while: a wait that blocks shows as one gap of most of the time, one that
-    // serves events only now and then as many long ones; a loaded machine makes a few on its own.
-    QVERIFY2(watch.gaps_over(80) <= 4 && watch.longest() < took / 2,
-        qPrintable(QStringLiteral("%1 ms gap in %2 ms").arg(watch.longest()).arg(took)));
-    QVERIFY2(watch.ticks() > took / 40, qPrintable(QStringLiteral("%1 ticks in %2 ms").arg(watch.ticks()).arg(took)));
 }
 
 void test_core_commands::check_devices_with_nothing_selected_returns_at_once()
@@ -436,11 +387,14 @@ void test_core_commands::check_devices_with_nothing_selected_returns_at_once()
     QCOMPARE(f.started, 0);
 }
 
-void test_core_commands::scan_counts_and_continues()
+// Scans, then checks what they found. In a process of its own: the batch core quits when its last flow ends, and
+// event loops of this one would end at once from then on.
+void test_core_commands::scan_and_check_keep_the_event_loop_running()
 {
     TEST_NETWORK_IN_ISOLATION();
+    // Slow devices, so that the check's wait lasts long enough to be measured.
     devsim_harness sim;
-    QVERIFY2(sim.start(3), qPrintable(sim.error()));
+    QVERIFY2(sim.start(3, QJsonObject { { "faults", QJsonObject { { "delay_ms", 100 } } } }), qPrintable(sim.error()));
     scripted f;
     scripting::command_result r = f.run("devices.scan", 20000);
     QCOMPARE(f.console.waits, QStringList { "Scanning... (2)" });
@@ -454,6 +408,30 @@ void test_core_commands::scan_counts_and_continues()
     QTRY_COMPARE_WITH_TIMEOUT(f.c->task_manager().count(), 3, 10000);
     QVERIFY(f.run("devices.scan stop").ok);
     QTRY_VERIFY_WITH_TIMEOUT(f.c->scan_finished(), 10000);
+
+    // The first web request of a process loads Qt's network plugins on the main thread: not in the measurement.
+    f.c->api().sapi_url_data(QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(fleet::closed_port())));
+    f.console.waits.clear();
+    const loop_watch watch;
+    r = f.run("devices.check fetch all --jobs=1", 30000);
+    const qint64 took = watch.elapsed();
+    QVERIFY(r.ok);
+    QCOMPARE(f.ended, 3);
+    QCOMPARE(f.peak, 1);
+    QCOMPARE(f.console.waits, QStringList { "Executing... (1)" });
+    QCOMPARE(f.shown(), QStringList { "Done" });
+    const QJsonObject state = sim.state(0);
+    QVERIFY2(f.log_text().count("Device serial: ") == 3
+            && f.log_text().contains(QStringLiteral("Device serial: %1, hardware: %2, version: %3, build time: %4")
+                                         .arg(state["serial"].toString(), state["hardware"].toString(),
+                                             state["software_version"].toString(), state["build_time"].toString())),
+        qPrintable(f.log_text()));
+    QVERIFY2(took > 600, qPrintable(QString::number(took)));
+    // The main loop ran all the while: a wait that blocks shows as one gap of most of the time, one that
+    // serves events only now and then as many long ones; a loaded machine makes a few on its own.
+    QVERIFY2(watch.gaps_over(80) <= 4 && watch.longest() < took / 2,
+        qPrintable(QStringLiteral("%1 ms gap in %2 ms").arg(watch.longest()).arg(took)));
+    QVERIFY2(watch.ticks() > took / 40, qPrintable(QStringLiteral("%1 ticks in %2 ms").arg(watch.ticks()).arg(took)));
 }
 
 void test_core_commands::network_commands_against_a_local_server()
@@ -474,7 +452,8 @@ void test_core_commands::network_commands_against_a_local_server()
     const QString file = f.dir.filePath("got.txt");
     scripting::command_result r = f.run(QStringLiteral("download_file %1 %2").arg(server.url("/text").toString(), file));
     QCOMPARE(r.result, file);
-    QCOMPARE(f.shown(), QStringList { QStringLiteral("File %1 successfully downloaded as %2").arg(server.url("/text").toString(), file) });
+    QCOMPARE(f.shown(),
+        QStringList { QStringLiteral("File %1 successfully downloaded as %2").arg(server.url("/text").toString(), file) });
     QFile got(file);
     QVERIFY(got.open(QIODevice::ReadOnly));
     QCOMPARE(got.readAll(), QByteArray("just words"));

