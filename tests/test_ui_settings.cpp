@@ -321,6 +321,7 @@ void test_ui_settings::save_writes_the_stores_as_they_keep_them()
     QCOMPARE(enable->text(), QString("Enable"));
     QVERIFY(!f.find<QPushButton>("script_autorun_down_btn")->isEnabled());
     f.find<QPushButton>("script_autorun_up_btn")->click();
+    QVERIFY(!f.find<QPushButton>("script_autorun_up_btn")->isEnabled());
     enable->click();
     QCOMPARE(enable->text(), QString("Disable"));
     QCOMPARE(table->model()->index(0, 1).data().toString(), QString("Yes"));

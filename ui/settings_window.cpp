@@ -764,6 +764,9 @@ void window::move_autorun_row(int step)
     if (rows.size() != 1 || !m_autorun_model->move_row(rows.first(), rows.first() + step))
         return;
     script_autorun->selectRow(rows.first() + step);
+    // The selection moved with the row, so selecting it again changed nothing: the buttons
+    // are brought up to date here.
+    script_autorun_selection_changed({}, {});
 }
 
 void window::on_script_autorun_up_btn_clicked()
