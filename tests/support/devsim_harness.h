@@ -61,14 +61,12 @@ public:
         return out;
     }
     QJsonObject state(int device) { return device_command("get_state", device).value("state").toObject(); }
-    QJsonObject faults(int device) { return device_command("get_faults", device).value("faults").toObject(); }
     // Changes the named faults; the others stay.
     bool set_faults(int device, const QJsonObject& faults)
     {
         return device_command("set_faults", device, { { "faults", faults } }).value("ok").toBool();
     }
     bool clear_faults(int device) { return device_command("clear_faults", device).value("ok").toBool(); }
-    bool reboot(int device) { return device_command("reboot", device).value("ok").toBool(); }
 
 protected:
     QIODevice* channel() override;

@@ -33,10 +33,6 @@ struct session
                 r->resolved.append(args);
             },
             Qt::DirectConnection);
-        QObject::connect(&c.processor(), &cmd_processor::output, &c, [r = records](const QString& m) {
-            QMutexLocker lock(&r->mutex);
-            r->output.append(m);
-        });
         QObject::connect(&c.processor(), &cmd_processor::queue_stopped, &loop, &QEventLoop::quit);
         limit.setSingleShot(true);
         QObject::connect(&limit, &QTimer::timeout, &loop, [this] { loop.exit(1); });
@@ -56,18 +52,10 @@ struct session
         QMutexLocker lock(&records->mutex);
         return records->resolved.value(records->resolved.size() - 1);
     }
-    // The interpreter's messages so far.
-    QStringList output() const
-    {
-        QMutexLocker lock(&records->mutex);
-        return records->output;
-    }
-
     struct record
     {
         QMutex mutex; // the command connection writes on the interpreter thread
         QList<QStringList> resolved;
-        QStringList output;
     };
 
     core& c;

@@ -30,7 +30,6 @@ public:
         return false;
     }
     bool running() const { return m_process.state() != QProcess::NotRunning; }
-    QProcess& process() { return m_process; }
     // Why the last failed call failed.
     const QString& error() const { return m_error; }
     // What the simulator wrote to its standard error so far.
@@ -85,7 +84,7 @@ protected:
     }
 
     // Starts the process and reads its output up to the line that matches `ready`; no match, with error() set,
-    // when it ended first (see process()) or took too long.
+    // when it ended first or took too long.
     QRegularExpressionMatch launch(
         const QString& program, const QStringList& args, const QRegularExpression& ready, int timeout_ms)
     {
