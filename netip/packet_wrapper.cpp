@@ -35,10 +35,11 @@ bool packet_wrapper::read_up_to(QTcpSocket* socket, char* dst, size_t wanted)
     for (;;) {
         if (!socket->isOpen())
             return false;
-        // Waiting while bytes are already buffered would cost an attempt's time for nothing.
-        if (socket->bytesAvailable() == 0)
-            socket->waitForReadyRead(attempt_ms);
-        const int32_t count = int32_t(socket->read(dst + offset, qint64(remaining)));
+        // Read first, wait only when nothing came: asking how much is there would cost a
+        // system call per read on an unbuffered socket.
+        int32_t count = int32_t(socket->read(dst + offset, qint64(remaining)));
+        if (count == 0 && socket->waitForReadyRead(attempt_ms))
+            count = int32_t(socket->read(dst + offset, qint64(remaining)));
         if (budget == 1)
             return false;
         --budget;
