@@ -163,6 +163,19 @@ bool test_network::add_addresses(const QString& ns, const QList<QHostAddress>& a
     return ip({ QStringLiteral("-n"), ns, QStringLiteral("-batch"), QStringLiteral("-") }, batch);
 }
 
+bool test_network::run(
+    const QString& ns, const QString& program, const QStringList& args, QString* output, int timeout_ms)
+{
+    QString text;
+    const QStringList exec { "netns", "exec", ns, program };
+    const int code = run_to_end(QStringLiteral("ip"), exec + args, &text, timeout_ms);
+    if (output)
+        *output = text;
+    if (code != 0)
+        m_error = QStringLiteral("%1 in %2: %3").arg(program, ns, text);
+    return code == 0;
+}
+
 bool test_network::start_devices(
     devsim_harness& sim, int count, const QJsonObject& defaults, const QJsonArray& devices, int index)
 {

@@ -35,6 +35,9 @@ public:
     // More addresses (/16) on a namespace's interface, e.g. where a device is to move.
     bool add_addresses(const QString& ns, const QList<QHostAddress>& addresses);
 
+    // Runs a program inside a namespace to its end; false when it fails. Both its channels go to *output.
+    bool run(const QString& ns, const QString& program, const QStringList& args, QString* output = nullptr,
+        int timeout_ms = 10000);
     // orvane-devsim inside device namespace `index`, devices from device_address(index, 0) on.
     bool start_devices(devsim_harness& sim, int count, const QJsonObject& defaults = {}, const QJsonArray& devices = {},
         int index = 0);
