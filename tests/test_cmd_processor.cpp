@@ -2,7 +2,10 @@
 #include "scripting/cmd_processor.h"
 #include "scripting/cmddb.h"
 #include "scripting/statement_parser.h"
+#include "scripting/wait.h"
 
+#include <QNetworkDatagram>
+#include <QUdpSocket>
 #include <QtTest>
 
 #include <functional>
@@ -172,6 +175,7 @@ private slots:
     void cmd_id_text();
     void tree_and_table_agree();
     void rows_that_parsing_relies_on();
+    void waits_serve_sockets();
 
 private:
     scripting::cmddb m_db;
@@ -649,6 +653,24 @@ void test_cmd_processor::rows_that_parsing_relies_on()
     QCOMPARE(nodes.value("clean").command, nodes.value("clear").command);
     QCOMPARE(m_db.command_name({ QString(), 8 }), QStringLiteral("assign_addresses,"));
     QCOMPARE(m_db.command_name({ "plugin", 8 }), QString());
+}
+
+void test_cmd_processor::waits_serve_sockets()
+{
+    QVERIFY(scripting::wait_while([] { return false; }, 10));
+    // A console wait runs on the main thread, where the scanner's and the service's sockets live.
+    QUdpSocket receiver;
+    QVERIFY(receiver.bind(QHostAddress::LocalHost, 0));
+    bool received = false;
+    connect(&receiver, &QUdpSocket::readyRead, [&] {
+        received = receiver.receiveDatagram().data() == "x";
+    });
+    QUdpSocket sender;
+    QCOMPARE(sender.writeDatagram("x", QHostAddress::LocalHost, receiver.localPort()), qint64(1));
+    QElapsedTimer waited;
+    waited.start();
+    QVERIFY(scripting::wait_while([&] { return !received && waited.elapsed() < 5000; }, 10));
+    QVERIFY(received);
 }
 
 QTEST_GUILESS_MAIN(test_cmd_processor)
