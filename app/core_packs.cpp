@@ -82,6 +82,8 @@ void core::store_next_file()
     std::optional<firmware_pack::pack_v3::pending_add> add;
     if (m_cache_in_use && !m_cache.contains(firmware) && m_cache.count() < firmware_pack::pack::max_blocks)
         add = m_cache.start_add(firmware, m_client.session_nonce());
+    // Keys of its own, with the identity read here: m_crypto asks the client at each call, and
+    // the client is the main thread's.
     const delivery::pack_crypto crypto = delivery::make_pack_crypto(m_client.client_id());
     m_storing = true;
     m_store_thread.start([this, firmware = firmware, data = data, add, crypto]() mutable {
