@@ -75,6 +75,9 @@ void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bo
     }
     m_manager.launch(own_limit.has_value(), own_limit.value_or(0));
     refresh_status_bar();
+    // No flow ends to close a batch with nothing to do; quit() only counts once exec() runs.
+    if (m_mode == batch && !m_script_run && !flows_busy())
+        QMetaObject::invokeMethod(this, [this] { end_if_idle(); }, Qt::QueuedConnection);
 }
 
 void core::raise_open_file_limit(quint64 devices)

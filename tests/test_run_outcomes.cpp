@@ -2,6 +2,7 @@
 // version a device comes back with after a flash.
 #include "tests/support/fleet_fixture.h"
 #include "tests/support/script_session.h"
+#include "tests/support/self_run.h"
 
 #include <QTextDocument>
 #include <QtTest>
@@ -32,6 +33,8 @@ private slots:
     void csv_fields();
     void html_is_escaped_and_written_whole();
     void fleet_summary_report_and_post_flash_check();
+    void batch_with_nothing_to_do_ends_data();
+    void batch_with_nothing_to_do_ends();
 };
 
 void test_run_outcomes::csv_fields_data()
@@ -174,3 +177,31 @@ void test_run_outcomes::fleet_summary_report_and_post_flash_check()
 
 QTEST_MAIN(test_run_outcomes)
 #include "test_run_outcomes.moc"
+
+void test_run_outcomes::batch_with_nothing_to_do_ends_data()
+{
+    QTest::addColumn<QByteArray>("csv");
+    QTest::newRow("empty file") << QByteArray();
+    QTest::newRow("blank lines") << QByteArray("\n\n");
+}
+
+void test_run_outcomes::batch_with_nothing_to_do_ends()
+{
+    QFETCH(QByteArray, csv);
+    QTemporaryDir dir;
+    const QString binary = dir.filePath("orvane");
+    QVERIFY(QFile::copy(QStringLiteral(ORVANE_BINARY), binary));
+    QSettings settings(dir.filePath("ov.config"), QSettings::IniFormat);
+    settings.setValue("Service/address", "127.0.0.1");
+    settings.setValue("Service/port", 1);
+    settings.sync();
+    QFile file(dir.filePath("devices.csv"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(csv) == csv.size());
+    file.close();
+    QString out;
+    QCOMPARE(self_run::run_to_end(binary, { "--batch", file.fileName() }, &out, 20000), 0);
+    const QStringList lines = out.trimmed().split('\n');
+    QVERIFY2(lines.last().endsWith("[core]: -- all done --"), qPrintable(out));
+    QVERIFY2(lines.at(lines.size() - 2).endsWith("[core]: Done: 0, up to date: 0, failed: 0, running: 0, waiting: 0"),
+        qPrintable(out));
+}
