@@ -475,6 +475,8 @@ private:
     void run_plugin_command(const scripting::cmd_id& command, const QStringList& args, const param_list& params);
     // Stage "Script autorun": the enabled files of the autorun list, when autorun is on.
     void run_autorun();
+    // Makes the batch run end once the scripts, the flows and the events are idle, looking now and then.
+    void watch_script_run();
     // Quits a batch script run once the script and every flow have ended.
     void end_script_run_if_done();
     // Handler thread: plays the macro an attachment names.

@@ -75,9 +75,12 @@ void core::launch(const QStringList& requested, bool no_add, bool fetch_only, bo
     }
     m_manager.launch(own_limit.has_value(), own_limit.value_or(0));
     refresh_status_bar();
-    // No flow ends to close a batch with nothing to do; quit() only counts once exec() runs.
-    if (m_mode == batch && !m_script_run && !flows_busy())
+    // No flow ends to close a batch with nothing to do: it ends once the autorun scripts have run.
+    // Queued, as quit() only counts once exec() runs.
+    if (m_mode == batch && !m_script_run && !flows_busy()) {
+        watch_script_run();
         QMetaObject::invokeMethod(this, [this] { end_if_idle(); }, Qt::QueuedConnection);
+    }
 }
 
 void core::raise_open_file_limit(quint64 devices)

@@ -164,12 +164,17 @@ bool core::run_batch_script(const QString& path)
 {
     if (!run_script_file(path))
         return false;
+    watch_script_run();
+    return true;
+}
+
+void core::watch_script_run()
+{
     m_script_run = true;
     // The interpreter says nothing when a script holds no command at all: look now and then.
     m_script_watch.setInterval(100);
     connect(&m_script_watch, &QTimer::timeout, this, &core::end_script_run_if_done, Qt::UniqueConnection);
     m_script_watch.start();
-    return true;
 }
 
 void core::end_script_run_if_done()
