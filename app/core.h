@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/menu_options.h"
+#include "app/progress_mailbox.h"
 #include "app/run_report.h"
 #include "app/run_summary.h"
 #include "delivery/client.h"
@@ -565,6 +566,8 @@ private:
     // Lines at flash whose firmware has come, in the order they are handed it.
     QStringList m_to_serve;
     bool m_status_bar_due = false;
+    // The workers' flash progress, painted as often as the status bar is refreshed.
+    progress_mailbox m_progress { 100 };
     QThreadPool m_store_thread;
     updater m_updater;
     delivery::pack_crypto m_crypto;

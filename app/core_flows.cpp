@@ -248,7 +248,8 @@ bool core::ensure_worker(tasks::line& line, int type)
     connect(worker.get(), &sdk::prototype::done, this, &core::on_sdk_done);
     connect(worker.get(), &sdk::prototype::failed, this, &core::on_sdk_failed);
     connect(worker.get(), &sdk::prototype::data_available, this, &core::on_sdk_data_available);
-    connect(worker.get(), &sdk::prototype::flash_progress, this, &core::on_sdk_flash_progress);
+    // On the worker's thread: the mailbox gathers the reports for the main thread.
+    connect(worker.get(), &sdk::prototype::flash_progress, &m_progress, &progress_mailbox::put, Qt::DirectConnection);
     connect(worker.get(), &sdk::prototype::status_update, this, &core::on_sdk_status_update);
     line.set(tasks::keys::sdk_in_use, type);
     line.set(tasks::keys::sdk_instance, QVariant::fromValue(worker.release()));

@@ -1,3 +1,4 @@
+#include "app/progress_mailbox.h"
 #include "tests/support/fleet_fixture.h"
 
 #include <QtTest>
@@ -32,6 +33,7 @@ private slots:
     void one_download_serves_two_devices();
     void status_cell_through_a_run_data();
     void status_cell_through_a_run();
+    void progress_reaches_the_main_thread_whole();
     void fetch_only_and_force_update();
     void dropped_service_interrupts_waiting_lines();
     void failed_upload_cancels_confirm();
@@ -117,6 +119,35 @@ void test_update_flow::status_cell_through_a_run()
     QCOMPARE(f.service.requests("file").size(), verdict == "pending" ? 1 : 0);
     QCOMPARE(f.service.requests("confirm").size(), verdict == "pending" ? 1 : 0);
     QCOMPARE(f.devices.state(0)["upgrades"].toInt(), verdict == "pending" ? 1 : 0);
+}
+
+// A worker's reports come over in batches, yet every one of them and in order; an ending at once.
+void test_update_flow::progress_reaches_the_main_thread_whole()
+{
+    using kind = sdk::prototype::flash_progress_type;
+    progress_mailbox mailbox(60000); // no batch is let go by the timer within the test
+    QStringList seen;
+    connect(&mailbox, &progress_mailbox::delivered, this, [&seen](const QString& ident, kind stage, uint current) {
+        seen << QStringLiteral("%1 %2 %3").arg(ident).arg(int(stage)).arg(current);
+    });
+    const auto put_on_a_thread = [&mailbox](QVector<std::pair<kind, uint>> reports) {
+        std::unique_ptr<QThread> t(QThread::create([&mailbox, reports] {
+            for (const auto& [stage, current] : reports)
+                mailbox.put(QStringLiteral("row"), stage, current, 0);
+        }));
+        t->start();
+        t->wait();
+    };
+    put_on_a_thread({ { kind::sending, 0 } });
+    QTRY_COMPARE(seen, QStringList { "row 2 0" }); // the first goes at once
+    put_on_a_thread({ { kind::sending, 50 }, { kind::sending, 100 }, { kind::upgrading, 7 } });
+    QTest::qWait(300);
+    QCOMPARE(seen.size(), 1); // the rest wait for the batch
+    put_on_a_thread({ { kind::done, 0 } });
+    QTRY_COMPARE(seen, (QStringList { "row 2 0", "row 2 50", "row 2 100", "row 4 7", "row 6 0" }));
+    // On the mailbox's own thread a report is delivered before put() returns.
+    mailbox.put(QStringLiteral("main"), kind::sending, 9, 0);
+    QCOMPARE(seen.last(), QStringLiteral("main 2 9"));
 }
 
 void test_update_flow::fetch_only_and_force_update()
