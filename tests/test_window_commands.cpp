@@ -255,6 +255,7 @@ void test_window_commands::commands()
     if (QToolBar* bar = f.c->widgets()->existing_toolbar("x"))
         QCOMPARE(bar->actions().size(), actions);
 }
+
 // A scan's end and the user's changes to toolbar widgets start the macros attached to them.
 void test_window_commands::events_start_macros()
 {
