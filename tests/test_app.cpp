@@ -1,9 +1,9 @@
+// The core without its window: settings at start, the log and its black box, the open file limit.
 #include "app/core.h"
 #include "app/open_file_limit.h"
+#include "diagnostics/blackbox.h"
+#include "diagnostics/latched_thread.h"
 
-#include <QFile>
-#include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <sys/resource.h>
@@ -11,6 +11,7 @@
 #include <chrono>
 #include <future>
 #include <thread>
+#include <vector>
 
 namespace
 {
@@ -22,28 +23,39 @@ QString read_text(const QString& path)
 }
 
 // Sets the soft limit of open files for a test and puts the old one back after it.
-class soft_file_limit
+struct soft_file_limit
 {
-public:
     explicit soft_file_limit(rlim_t soft)
     {
-        getrlimit(RLIMIT_NOFILE, &m_saved);
-        rlimit lowered = m_saved;
+        getrlimit(RLIMIT_NOFILE, &saved);
+        rlimit lowered = saved;
         lowered.rlim_cur = soft;
-        m_set = setrlimit(RLIMIT_NOFILE, &lowered) == 0;
+        set = setrlimit(RLIMIT_NOFILE, &lowered) == 0;
     }
-    ~soft_file_limit() { setrlimit(RLIMIT_NOFILE, &m_saved); }
-    bool set() const { return m_set; }
+    ~soft_file_limit() { setrlimit(RLIMIT_NOFILE, &saved); }
     static quint64 hard()
     {
         rlimit limit {};
         getrlimit(RLIMIT_NOFILE, &limit);
         return limit.rlim_max == RLIM_INFINITY ? 0 : quint64(limit.rlim_max);
     }
+    rlimit saved {};
+    bool set = false;
+};
 
-private:
-    rlimit m_saved {};
-    bool m_set = false;
+// Never finds work, so after its first round it sleeps until woken.
+class idle_thread final : public background::latched_thread
+{
+public:
+    ~idle_thread() override { stop_and_wait(); }
+    QAtomicInt rounds;
+
+protected:
+    bool process() override
+    {
+        rounds.fetchAndAddOrdered(1);
+        return false;
+    }
 };
 
 } // namespace
@@ -52,9 +64,11 @@ class test_app : public QObject
 {
     Q_OBJECT
 private slots:
-    void first_start_writes_only_pack_functionality();
-    void unreadable_settings_are_left_as_they_are_data();
-    void unreadable_settings_are_left_as_they_are();
+    void settings_at_start_data();
+    void settings_at_start();
+    void blackbox_lines();
+    void lines_of_many_threads_stay_whole();
+    void latched_thread_ends_while_waiting();
     void log_reaches_blackbox_history_and_listeners();
     void rows_the_task_list_couldnt_keep_are_refused();
     void open_file_limit_stops_at_the_hard_limit();
@@ -62,53 +76,69 @@ private slots:
     void a_launch_makes_room_for_its_devices();
 };
 
-void test_app::first_start_writes_only_pack_functionality()
+void test_app::settings_at_start_data()
 {
+    QTest::addColumn<QByteArray>("content"); // of ov.config before the start; empty: none
+    QTest::newRow("none: only the pack functionality is written") << QByteArray();
+    QTest::newRow("binary is left as it is") << QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+    QTest::newRow("JSON is left as it is") << QByteArray("{\"Service\": {\"client_id\": \"0011223344556677\"}}\n");
+}
+
+void test_app::settings_at_start()
+{
+    QFETCH(QByteArray, content);
     QTemporaryDir dir;
+    QFile file(dir.filePath("ov.config"));
+    QVERIFY(content.isEmpty() || (file.open(QIODevice::WriteOnly) && file.write(content) == content.size()));
+    file.close();
     {
         core c(QString(), dir.path());
         QVERIFY(c.operate(core::batch, false));
         QCOMPARE(c.task_manager().limit(), 0u);
         QVERIFY(c.encrypt_passwords_on_export());
-        QVERIFY(!c.short_device_address_display());
-        QCOMPARE(c.options().preferred_subnet.toString(), QStringLiteral("255.255.255.0"));
-        QCOMPARE(c.options().log_filter, (QStringList { "core", "tasks" }));
         // The options menu's idents are stored as test_ui_menus shows; one it doesn't know is only logged.
         c.on_window_option_menu_executed("no_such_option", {}, true);
+        if (!content.isEmpty()) // a change that would be saved over the file
+            c.on_window_option_menu_executed("reset_only_network_settings", {}, true);
     }
-    QSettings written(dir.filePath("ov.config"), QSettings::IniFormat);
-    QCOMPARE(written.allKeys(), QStringList { "firmware_pack_functionality" });
-    QCOMPARE(written.value("firmware_pack_functionality").toString(), QStringLiteral("legacy"));
-    QVERIFY(read_text(dir.filePath("blackbox.log")).contains("[core]: Unknown menu option ident: no_such_option"));
-}
-
-void test_app::unreadable_settings_are_left_as_they_are_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::newRow("binary") << QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
-    QTest::newRow("JSON") << QByteArray("{\"Service\": {\"client_id\": \"0011223344556677\"}}\n");
-}
-
-void test_app::unreadable_settings_are_left_as_they_are()
-{
-    QFETCH(QByteArray, content);
-    QTemporaryDir dir;
-    QFile file(dir.filePath("ov.config"));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-    file.close();
-    {
-        core c(QString(), dir.path());
-        QVERIFY(c.operate(core::batch, false));
-        QCOMPARE(c.options().preferred_subnet.toString(), QStringLiteral("255.255.255.0"));
-        c.on_window_option_menu_executed("reset_only_network_settings", {}, true);
-        QVERIFY(c.options().reset_only_network_settings);
+    const QString log = read_text(dir.filePath("blackbox.log"));
+    QVERIFY(log.contains("[core]: Unknown menu option ident: no_such_option"));
+    if (content.isEmpty()) {
+        QSettings written(file.fileName(), QSettings::IniFormat);
+        QCOMPARE(written.allKeys(), QStringList { "firmware_pack_functionality" });
+        QCOMPARE(written.value("firmware_pack_functionality").toString(), QStringLiteral("legacy"));
+        return;
     }
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), content);
-    QVERIFY(read_text(dir.filePath("blackbox.log"))
-                .contains(QStringLiteral(
-                    "The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.")
-                              .arg(dir.filePath("ov.config"))));
+    QVERIFY(log.contains(
+        QStringLiteral("The settings file \"%1\" can't be read: it is left as it is, and this run uses the defaults.")
+            .arg(file.fileName())));
+}
+
+void test_app::blackbox_lines()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("blackbox.log");
+    blackbox box(path);
+    QVERIFY(box.open());
+    QVERIFY(box.open()); // the session line is written once
+    for (const int level : { 0, 4, 9 })
+        box.write("unit", level, "value %d and %s", 42, "text");
+    // A line past the buffer is cut, with no room left for its newline: it runs into the next.
+    box.write("x", 1, "%s", QByteArray(5000, 'z').constData());
+    box.write("x", 1, "after");
+    const QStringList lines = read_text(path).split('\n');
+    QVERIFY(lines.size() >= 5);
+    const QRegularExpression stamp("^\\d\\d\\.\\d\\d\\.\\d\\d, \\d\\d:\\d\\d:\\d\\d, ");
+    QVERIFY(lines[0].endsWith(QStringLiteral(", ---, plain, Новая сессия работы начата")));
+    const QStringList levels { "debug", "error", "---" };
+    for (int i = 0; i < 4; ++i)
+        QVERIFY2(stamp.match(lines[i]).hasMatch(), qPrintable(lines[i]));
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(lines[i + 1].mid(20), QStringLiteral("unit, %1, value 42 and text").arg(levels[i]));
+    QCOMPARE(lines[4].count('z') + lines[4].indexOf('z'), int(blackbox::buffer_size) - 1);
+    QVERIFY(lines[4].endsWith("after") || lines.value(5).endsWith("after"));
 }
 
 void test_app::log_reaches_blackbox_history_and_listeners()
@@ -164,10 +194,10 @@ void test_app::rows_the_task_list_couldnt_keep_are_refused()
 void test_app::open_file_limit_stops_at_the_hard_limit()
 {
     const quint64 hard = soft_file_limit::hard();
-    if (hard == 0 || hard < 1000)
+    if (hard < 1000) // 0: none
         QSKIP("needs a finite hard limit of open files of 1000 or more");
     const soft_file_limit lowered(200);
-    QVERIFY(lowered.set());
+    QVERIFY(lowered.set);
     QCOMPARE(open_file_limit::raise_to(hard + 1000), hard);
     QCOMPARE(open_file_limit::current(), hard);
 }
@@ -190,7 +220,7 @@ void test_app::a_launch_makes_room_for_its_devices()
     if (soft_file_limit::hard() != 0 && soft_file_limit::hard() < 1000)
         QSKIP("needs a hard limit of open files of 1000 or more");
     const soft_file_limit lowered(soft);
-    QVERIFY(lowered.set());
+    QVERIFY(lowered.set);
     QTemporaryDir dir;
     {
         core c(QString(), dir.path());
@@ -207,6 +237,54 @@ void test_app::a_launch_makes_room_for_its_devices()
     const QString log = read_text(dir.filePath("blackbox.log"));
     const QString raised = QStringLiteral("The limit of open files is raised from %1 to %2").arg(soft).arg(expected);
     QCOMPARE(log.count(raised), expected == soft ? 0 : 1);
+}
+
+void test_app::lines_of_many_threads_stay_whole()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("b.log");
+    constexpr int writers = 8;
+    constexpr int lines_each = 300;
+    {
+        blackbox box(path);
+        QVERIFY(box.open());
+        std::vector<std::thread> threads;
+        for (int t = 0; t < writers; ++t) {
+            threads.emplace_back([&box, t] {
+                const QByteArray ident = "writer " + QByteArray::number(t);
+                for (int i = 0; i < lines_each; ++i)
+                    box.write(ident.constData(), blackbox::debug, "line %d of %d, %s", i, t, "done");
+            });
+        }
+        for (auto& thread : threads)
+            thread.join();
+    }
+    const QStringList lines = read_text(path).split('\n', Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), 1 + writers * lines_each);
+    const QRegularExpression whole(
+        "^\\d\\d\\.\\d\\d\\.\\d\\d, \\d\\d:\\d\\d:\\d\\d, writer (\\d), debug, line (\\d+) of (\\d), done$");
+    QVector<int> next(writers, 0);
+    for (const QString& line : lines.mid(1)) {
+        const QRegularExpressionMatch m = whole.match(line);
+        QVERIFY2(m.hasMatch(), qPrintable(line));
+        const int t = m.captured(1).toInt();
+        QCOMPARE(m.captured(3).toInt(), t);
+        // Each writer's lines come in its own order.
+        QCOMPARE(m.captured(2).toInt(), next[t]++);
+    }
+}
+
+void test_app::latched_thread_ends_while_waiting()
+{
+    QElapsedTimer timer;
+    {
+        idle_thread t;
+        t.start();
+        QTRY_COMPARE_WITH_TIMEOUT(t.rounds.loadAcquire(), 1, 5000);
+        // Only the destruction is timed: it must wake the sleeping thread, not wait it out.
+        timer.start();
+    }
+    QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
 }
 
 QTEST_GUILESS_MAIN(test_app)

@@ -1,13 +1,11 @@
-// Commands that reach the window: its dialogs, the display commands, and the script widgets on its toolbars.
-#include "app/caps.h"
-#include "scripting/sapi.h"
+// Script commands and events: the event thread, the events.* and toolbar commands, the macros that events
+// start, and the address assignment's questions.
+#include "scripting/event_handler.h"
+#include "scripting/event_listener.h"
 #include "tests/support/box_answers.h"
 #include "tests/support/script_session.h"
-#include "ui/about.h"
 #include "ui/dynwidgets_controller.h"
-#include "ui/help.h"
 #include "ui/main_window.h"
-#include "ui/videoplayer.h"
 
 #include <QtTest>
 #include <QtWidgets>
@@ -36,20 +34,281 @@ struct window_core : scripted
     }
 };
 
+// Keeps what fired, as "name args | type value"; optionally held inside on_event until released.
+struct recording_listener : event::listener {
+    void on_event(
+        const QString& name, const QStringList& args, const QString& action_type, const QString& action_value) override
+    {
+        entered.release();
+        if (hold)
+            release.acquire();
+        QMutexLocker lock(&mutex);
+        fired << QStringLiteral("%1 | %2 %3").arg((QStringList { name } + args).join(' '), action_type, action_value);
+    }
+    QStringList seen()
+    {
+        QMutexLocker lock(&mutex);
+        return fired;
+    }
+    using event::listener::raise_event;
+
+    QMutex mutex;
+    QStringList fired;
+    bool hold = false;
+    QSemaphore entered;
+    QSemaphore release;
+};
+
+// Runs until every posted event has been looked at.
+bool drained(event::handler& h)
+{
+    return QTest::qWaitFor([&h] { return h.idle(); }, 5000);
+}
+
 } // namespace
 
 class test_window_commands : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+    void keys_match_exactly_data();
+    void keys_match_exactly();
+    void listeners_by_name();
+    void busy_while_an_action_runs();
+    void events_from_many_threads();
+    void commands_data();
+    void commands();
+    void events_start_macros();
     void assign_addresses_asks_data();
     void assign_addresses_asks();
-    void display_commands_reach_the_window();
-    void toolbar_widgets_data();
-    void toolbar_widgets();
-    void user_changes_fire_widget_changed();
-    void help_play_and_about_open_their_windows();
 };
+
+void test_window_commands::keys_match_exactly_data()
+{
+    QTest::addColumn<QString>("keys"); // attached, then raised: an event and its arguments each
+    QTest::addColumn<bool>("fires");
+    const QString ident = "{6f1b0c4e-0000-4000-8000-000000000001}";
+    QTest::newRow("bare attachment, bare raise") << "scanner_done / scanner_done" << true;
+    QTest::newRow("bare attachment ignores the raise with a reason") << "scanner_done / scanner_done manual" << false;
+    QTest::newRow("manual fires for a scan stopped by hand") << "scanner_done manual / scanner_done manual" << true;
+    QTest::newRow("manual ignores autostop") << "scanner_done manual / scanner_done autostop" << false;
+    QTest::newRow("manual ignores the bare raise") << "scanner_done manual / scanner_done" << false;
+    QTest::newRow("task_done needs the ident") << "task_done / task_done " + ident << false;
+    QTest::newRow("task_done with the ident") << "task_done " + ident + " / task_done " + ident << true;
+    QTest::newRow("no patterns") << "scanner_.* / scanner_done" << false;
+}
+
+void test_window_commands::keys_match_exactly()
+{
+    QFETCH(QString, keys);
+    QFETCH(bool, fires);
+    const QString attached = keys.section(" / ", 0, 0), raised = keys.section(" / ", 1);
+    event::handler h;
+    recording_listener l;
+    l.attach_listener({ "scanner_done", "task_done", "tasks_done", "marker" }, &h);
+    const QStringList a = attached.split(' ');
+    h.attach(a.first(), a.mid(1), "macro", "m");
+    h.start();
+    const QStringList r = raised.split(' ');
+    l.raise_event(r.first(), r.mid(1));
+    // A bare event behind it tells when the one under test has been looked at.
+    h.attach("marker", {}, "macro", "marker");
+    l.raise_event("marker");
+    QTRY_COMPARE(l.seen().size() >= 1 && l.seen().last().endsWith("marker"), true);
+    QCOMPARE(l.seen().size(), fires ? 2 : 1);
+    if (fires)
+        QCOMPARE(l.seen().first(), QStringLiteral("%1 | macro m").arg(raised));
+}
+
+void test_window_commands::listeners_by_name()
+{
+    event::handler h;
+    recording_listener first, second;
+    // The name is the first word of an entry; a later registration takes the name over.
+    first.attach_listener({ "scanner_done manual", "tasks_done" }, &h);
+    second.attach_listener({ "tasks_done" }, &h);
+    h.attach("scanner_done", {}, "macro", "a");
+    h.attach("tasks_done", {}, "macro", "b");
+    h.start();
+    // Either may raise: the listener registered under the name is called.
+    second.raise_event("scanner_done");
+    first.raise_event("tasks_done");
+    QVERIFY(drained(h));
+    QCOMPARE(first.seen(), QStringList { "scanner_done | macro a" });
+    QCOMPARE(second.seen(), QStringList { "tasks_done | macro b" });
+}
+
+void test_window_commands::busy_while_an_action_runs()
+{
+    event::handler h;
+    recording_listener l;
+    l.hold = true;
+    l.attach_listener({ "tasks_done" }, &h);
+    h.attach("tasks_done", {}, "macro", "m");
+    // Posted before the thread runs: kept, not lost.
+    l.raise_event("tasks_done");
+    QVERIFY(!h.idle());
+    h.start();
+    QVERIFY(l.entered.tryAcquire(1, 5000));
+    // The queue is empty now, but the action still runs: a run must not end here.
+    QVERIFY(!h.idle());
+    l.release.release();
+    QVERIFY(drained(h));
+    QCOMPARE(l.seen().size(), 1);
+}
+
+void test_window_commands::events_from_many_threads()
+{
+    event::handler h;
+    recording_listener l;
+    l.attach_listener({ "task_done" }, &h);
+    constexpr int threads = 4;
+    constexpr int per_thread = 200;
+    for (int t = 0; t < threads; ++t)
+        h.attach("task_done", { QString::number(t) }, "macro", QString::number(t));
+    h.start();
+    QList<QThread*> posters;
+    for (int t = 0; t < threads; ++t) {
+        posters << QThread::create([&l, t] {
+            for (int i = 0; i < per_thread; ++i)
+                l.raise_event("task_done", { QString::number(i % 2 ? t : t + threads) });
+        });
+        posters.last()->start();
+    }
+    // Attachments change while events are being handled.
+    for (int i = 0; i < 100; ++i) {
+        h.attach("task_done", { "spare" }, "macro", "s");
+        h.detach("task_done", { "spare" });
+    }
+    for (QThread* t : posters) {
+        QVERIFY(t->wait(10000));
+        delete t;
+    }
+    QVERIFY(drained(h));
+    // Only the odd rounds name an attached ident.
+    QCOMPARE(l.seen().size(), threads * per_thread / 2);
+    for (int t = 0; t < threads; ++t)
+        QCOMPARE(l.seen().count(QStringLiteral("task_done %1 | macro %1").arg(t)), per_thread / 2);
+}
+
+void test_window_commands::commands_data()
+{
+    QTest::addColumn<QStringList>("setup");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QStringList>("shown");
+    QTest::addColumn<int>("widgets"); // in the toolbar group x afterwards
+    const auto row = [](const char* name, const QStringList& setup, const QString& line, bool ok,
+                         const QStringList& shown, int widgets = 0) {
+        QTest::newRow(name) << setup << line << ok << shown << widgets;
+    };
+    const QStringList attached { "events.attach task_done a b --macro=m" };
+    const QString add = "display.toolbar.x add w ";
+    // With echo on, the message and the failure outcome; with echo off, silence and success.
+    row("attach, echo on", {}, "events.attach scanner_done manual --macro=y", false,
+        { "<div>Event handler attached for scanner_done manual</div>" });
+    row("attach, echo off", { "echo off" }, "events.attach scanner_done --MACRO=y", true, {});
+    row("detach with nothing attached", {}, "events.detach tasks_done", false,
+        { "error: Failed to detach event tasks_done with arguments <none>." });
+    row("detach names the arguments", attached, "events.detach task_done a", false,
+        { "error: Failed to detach event task_done with arguments a." });
+    row("detach what is attached", attached, "events.detach task_done a b", true, {});
+    row("list: a second attachment with one key replaces the first",
+        { "events.attach scanner_done --macro=x", "events.attach scanner_done --macro=z" },
+        "events.list", true,
+        { "<div><span style='color: blue;'>scanner_done</span>:</div>",
+            "<div><div style='margin-left: 20px; color: blue;'>&lt;none&gt;</div>:</div>",
+            "<div><div style='margin-left: 40px;'>args: &quot;&quot;, type: &quot;macro&quot;, value: "
+            "&quot;z&quot;</div></div>" });
+    row("log shows its text", {}, "log \"shown in the console\"", true,
+        { "<div style='font-style: italic; color: green;'>shown in the console</div>" });
+    row("an unknown widget type adds nothing", {}, add + "--type=slider", false,
+        { "error: Unknown widget type: slider" });
+    row("no widget type adds nothing", {}, add + "--label=A", false, { "error: Missing widget type" });
+    row("one widget identifier per group", { add + "--type=label" }, add + "--type=button", false,
+        { "error: Widget w already exists" }, 1);
+    row("a widget edit is clamped to the range",
+        { add + "--type=numeric --value=5 --min=1 --max=9", "display.toolbar.x edit w --value=12" },
+        "print [${$widget/w/value}]", true, { "<div>[9]</div>" }, 1);
+    row("delete takes the caption too", { add + "--type=separator", "display.toolbar.x add v --type=text --label=V" },
+        "display.toolbar.x delete v", true, {}, 1);
+}
+
+void test_window_commands::commands()
+{
+    QFETCH(QStringList, setup);
+    QFETCH(QString, line);
+    QFETCH(bool, ok);
+    QFETCH(int, widgets);
+    window_core f;
+    for (const QString& l : setup)
+        QVERIFY(f.s->run(l));
+    QCOMPARE(f.run(line).ok, ok);
+    QTEST(f.console.lines, "shown"); // as given to the console: errors as plain text, the rest as HTML
+    const QList<dynwidgets::controller::widget> group = f.c->widgets()->widgets("x");
+    QCOMPARE(group.size(), widgets);
+    // What stands on the toolbar is what the group holds: a delete took its widgets away.
+    int actions = 0;
+    for (const dynwidgets::controller::widget& w : group)
+        actions += w.actions.size();
+    if (QToolBar* bar = f.c->widgets()->existing_toolbar("x"))
+        QCOMPARE(bar->actions().size(), actions);
+}
+
+// A scan's end and the user's changes to toolbar widgets start the macros attached to them.
+void test_window_commands::events_start_macros()
+{
+    window_core f;
+    for (const QString& name : QStringList { "bare", "manual", "autostop", "mask", "go" })
+        record_macro(*f.c, name, { "print fired " + name });
+    record_macro(*f.c, "port", { "print fired port ${$widget/widget1/value}" });
+    for (const QString& a : QStringList { "scanner_done --macro=bare", "scanner_done manual --macro=manual",
+             "scanner_done autostop --macro=autostop", "widget_changed widget1 7 --macro=port",
+             "widget_changed widget1 8 --macro=port", "widget_changed mask ab --macro=mask" })
+        QVERIFY(f.s->run("events.attach " + a));
+    f.console.lines.clear();
+    // A scan stopped by hand, then one that ended by itself: the bare attachment fires once for each.
+    for (const bool interrupted : { true, false }) {
+        QVERIFY(QMetaObject::invokeMethod(f.c.get(), "on_scanner_done", Q_ARG(bool, interrupted)));
+        QTRY_VERIFY(f.c->events().idle() && f.c->processor().idle());
+    }
+    QCOMPARE(fired(f), (QStringList { "fired bare", "fired manual", "fired bare", "fired autostop" }));
+
+    // A missing macro is named; looked up when the event fires, one recorded afterwards runs.
+    QVERIFY(f.s->run("events.attach scanner_done --macro=later") && f.s->run("events.detach scanner_done autostop"));
+    f.console.lines.clear();
+    QVERIFY(QMetaObject::invokeMethod(f.c.get(), "on_scanner_done", Q_ARG(bool, false)));
+    QTRY_COMPARE(f.shown(), QStringList { "error: Specified macro later does not exists." });
+    record_macro(*f.c, "later", { "print fired later" });
+    QVERIFY(QMetaObject::invokeMethod(f.c.get(), "on_scanner_done", Q_ARG(bool, false)));
+    QTRY_COMPARE(fired(f), QStringList { "fired later" });
+
+    QVERIFY(f.run("display.toolbar.x add --type=numeric --label=Port --value=5 --min=1 --max=9").ok);
+    QVERIFY(f.run("display.toolbar.x add mask --type=text").ok);
+    QVERIFY(f.run("display.toolbar.x add go --type=button --label=Go --action=macro:go").ok);
+    QToolBar* bar = f.c->widgets()->existing_toolbar("x");
+    QVERIFY(bar && bar->isVisibleTo(f.c->window()));
+    auto* spin = bar->findChild<QSpinBox*>();
+    QVERIFY(spin);
+    f.console.lines.clear();
+    spin->stepBy(2);
+    QTRY_COMPARE(fired(f), QStringList { "fired port 7" });
+    // A script setting the value is no change by the user.
+    QVERIFY(f.s->run("display.toolbar.x edit widget1 --value=8"));
+    QTRY_COMPARE(spin->value(), 8); // the run may return on the end of the macro the change fired
+    QTest::keyClicks(bar->findChild<QLineEdit*>(), "ab");
+    // Changes go through the event thread, a button doesn't: one at a time keeps the order.
+    QTRY_COMPARE(fired(f), (QStringList { "fired port 7", "fired mask" }));
+    // The toolbar's own extension arrow is a tool button too.
+    for (QToolButton* button : bar->findChildren<QToolButton*>()) {
+        if (button->text() == "Go")
+            button->click();
+    }
+    QTRY_COMPARE(fired(f), (QStringList { "fired port 7", "fired mask", "fired go" }));
+    QTRY_VERIFY(f.c->events().idle() && f.c->processor().idle());
+    QCOMPARE(fired(f).size(), 3);
+}
 
 void test_window_commands::assign_addresses_asks_data()
 {
@@ -98,190 +357,6 @@ void test_window_commands::assign_addresses_asks()
         QCOMPARE(addresses.first(), first);
         QCOMPARE(addresses.last(), QStringLiteral("192.168.1.254"));
     }
-}
-
-void test_window_commands::display_commands_reach_the_window()
-{
-    window_core f;
-    main_window* w = f.c->window();
-    QVERIFY(w);
-    const auto* splitter = qobject_cast<QSplitter*>(w->log_list()->parentWidget());
-    QVERIFY(splitter);
-
-    QVERIFY(f.run("display.log.toggle off").ok);
-    QCOMPARE(splitter->sizes().value(1), 0);
-    QVERIFY(f.run("display.log.toggle on").ok);
-    QVERIFY(splitter->sizes().value(1) > 0);
-
-    QVERIFY(f.run("display.menu.Actions no").ok);
-    QVERIFY(!w->menu_actions()->menuAction()->isVisible());
-    QVERIFY(w->menu_options()->menuAction()->isVisible());
-
-    QVERIFY(f.run("display.columns display:100 status").ok);
-    QList<int> shown;
-    for (const column_layout::field& field : w->current_column_layout().fields)
-        shown << field.id;
-    QCOMPARE(shown, (QList<int> { 0, 4 }));
-    QVERIFY(f.run("display.columns.reset").ok);
-    QCOMPARE(w->current_column_layout().fields.size(), 5);
-
-    f.c->log("[core]", "a line", { "core" });
-    QTRY_VERIFY(w->log_list()->count() > 0);
-    QVERIFY(f.run("display.log.clear").ok);
-    QCOMPARE(w->log_list()->count(), 0);
-
-    QVERIFY(f.run("display.log.filters.set tasks").ok);
-    QCOMPARE(f.c->history().filter(0), QStringList { "tasks" });
-    QCOMPARE(f.c->options().log_filter, QStringList { "tasks" });
-    QVERIFY(f.run("log \"shown in the console\"").ok);
-    QCOMPARE(f.console.lines, QStringList { "<div style='font-style: italic; color: green;'>shown in the console</div>" });
-    QVERIFY(f.run("display.console.font.mono yes").ok);
-    QCOMPARE(f.console.fonts, QList<bool> { true });
-}
-
-void test_window_commands::toolbar_widgets_data()
-{
-    QTest::addColumn<QStringList>("setup");
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<QStringList>("shown");
-    QTest::addColumn<int>("widgets"); // in the group x afterwards
-
-    const QString add = "display.toolbar.x add w ";
-    QTest::newRow("an unknown type adds nothing")
-        << QStringList {} << add + "--type=slider" << false << QStringList { "error: Unknown widget type: slider" } << 0;
-    QTest::newRow("no type adds nothing") << QStringList {} << add + "--label=A" << false
-                                          << QStringList { "error: Missing widget type" } << 0;
-    QTest::newRow("one identifier per group")
-        << QStringList { add + "--type=label" } << add + "--type=button" << false
-        << QStringList { "error: Widget w already exists" } << 1;
-    QTest::newRow("groups are apart") << QStringList { "display.toolbar.y add w --type=label" }
-                                      << "display.toolbar.x edit w --label=A" << false
-                                      << QStringList { "error: Widget not found: w" } << 0;
-    QTest::newRow("an edit is clamped to the range")
-        << QStringList { add + "--type=numeric --value=5 --min=1 --max=9", "display.toolbar.x edit w --value=12" }
-        << "print [${$widget/w/value}]" << true << QStringList { "[9]" } << 1;
-    QTest::newRow("a text box keeps its value and label")
-        << QStringList { add + "--type=text --label=Mask --value=255.255.0.0" }
-        << "print ${$widget/w/label}=${$widget/w/value}" << true << QStringList { "Mask=255.255.0.0" } << 1;
-    QTest::newRow("delete takes the caption too")
-        << QStringList { add + "--type=separator", "display.toolbar.x add v --type=text --label=V" }
-        << "display.toolbar.x delete v" << true << QStringList {} << 1;
-}
-
-void test_window_commands::toolbar_widgets()
-{
-    QFETCH(QStringList, setup);
-    QFETCH(QString, line);
-    QFETCH(bool, ok);
-    QFETCH(QStringList, shown);
-    QFETCH(int, widgets);
-    window_core f;
-    for (const QString& l : setup)
-        QVERIFY2(f.run(l).ok, qPrintable(l));
-    QCOMPARE(f.run(line).ok, ok);
-    QCOMPARE(f.shown(), shown);
-    const QList<dynwidgets::controller::widget> group = f.c->widgets()->widgets("x");
-    QCOMPARE(group.size(), widgets);
-    // What stands on the toolbar is what the group holds: a delete took its widgets away.
-    if (QToolBar* bar = f.c->widgets()->existing_toolbar("x")) {
-        int actions = 0;
-        for (const dynwidgets::controller::widget& w : group)
-            actions += w.actions.size();
-        QCOMPARE(bar->actions().size(), actions);
-    }
-}
-
-void test_window_commands::user_changes_fire_widget_changed()
-{
-    window_core f;
-    record_macro(*f.c, "port", { "print fired port ${$widget/widget1/value}" });
-    record_macro(*f.c, "mask", { "print fired mask" });
-    record_macro(*f.c, "go", { "print fired go" });
-    QVERIFY(f.run("display.toolbar.x add --type=numeric --label=Port --value=5 --min=1 --max=9").ok);
-    QVERIFY(f.run("display.toolbar.x add mask --type=text").ok);
-    QVERIFY(f.run("display.toolbar.x add go --type=button --label=Go --action=macro:go").ok);
-    for (const char* a : { "widget1 7 --macro=port", "widget1 8 --macro=port", "mask ab --macro=mask" })
-        QVERIFY(f.s->run("events.attach widget_changed " + QString(a)));
-
-    QToolBar* bar = f.c->widgets()->existing_toolbar("x");
-    QVERIFY(bar && bar->isVisibleTo(f.c->window()));
-    const QList<QLabel*> labels = bar->findChildren<QLabel*>();
-    QVERIFY(!labels.isEmpty());
-    QCOMPARE(labels.first()->text(), QStringLiteral("Port"));
-    auto* spin = bar->findChild<QSpinBox*>();
-    QVERIFY(spin);
-    QCOMPARE((QList<int> { spin->value(), spin->minimum(), spin->maximum() }), (QList<int> { 5, 1, 9 }));
-
-    f.console.lines.clear();
-    spin->stepBy(2);
-    QTRY_COMPARE(fired(f), QStringList { "fired port 7" });
-    // A script setting the value is no change by the user.
-    QVERIFY(f.s->run("display.toolbar.x edit widget1 --value=8"));
-    QTRY_COMPARE(spin->value(), 8); // the run may return on the end of the macro the change fired
-    QTest::keyClicks(bar->findChild<QLineEdit*>(), "ab");
-    // Changes go through the event thread, a button doesn't: one at a time keeps the order.
-    QTRY_COMPARE(fired(f), (QStringList { "fired port 7", "fired mask" }));
-    // The toolbar's own extension arrow is a tool button too.
-    for (QToolButton* button : bar->findChildren<QToolButton*>()) {
-        if (button->text() == "Go")
-            button->click();
-    }
-    QTRY_COMPARE(fired(f), (QStringList { "fired port 7", "fired mask", "fired go" }));
-    QTRY_VERIFY(f.c->events().idle() && f.c->processor().idle());
-    QCOMPARE(fired(f).size(), 3);
-}
-
-// F1 opens the help, whose links reach the console; "play" and About open theirs.
-void test_window_commands::help_play_and_about_open_their_windows()
-{
-    window_core f;
-    QAction* act_help = f.c->window()->findChild<QAction*>("act_help");
-    QCOMPARE(act_help->shortcut(), QKeySequence(Qt::Key_F1));
-    act_help->trigger();
-    auto* dialog = f.c->window()->findChild<help*>();
-    QVERIFY(dialog && dialog->isVisible());
-    const auto click = [dialog] {
-        QMetaObject::invokeMethod(dialog, "on_doc_anchorClicked", Q_ARG(QUrl, QUrl("special://ov_command/aliases")));
-    };
-
-    click();
-    QCOMPARE(f.console.offered, QStringList { "aliases" });
-    QVERIFY(f.console.inputs.isEmpty());
-
-    f.c->processor().execute_line(QUuid::createUuid(), "%up devices.scan");
-    QTRY_VERIFY(f.c->processor().idle());
-    QMetaObject::invokeMethod(dialog, "on_doc_anchorClicked", Q_ARG(QUrl, QUrl("special://execute_commands/1")));
-    click();
-    QTRY_VERIFY2(f.console.plain().contains("up: devices.scan"), qPrintable(f.console.plain().join("|")));
-    QCOMPARE(f.console.inputs, QStringList { "aliases" });
-    QCOMPARE(f.console.offered, QStringList { "aliases" });
-    dialog->close();
-
-    // "play" opens a player.
-    QVERIFY(f.run("play file:///nonexistent/camera.ogv --title=Gate --mute").ok);
-    // The command returns before the window thread has opened the player.
-    QPointer<videoplayer> player;
-    const auto shown = [&player] {
-        for (QWidget* top : QApplication::topLevelWidgets())
-            player = player ? player.data() : qobject_cast<videoplayer*>(top);
-        return player && player->isVisible();
-    };
-    QTRY_VERIFY(shown());
-    QCOMPARE(player->windowTitle(), QStringLiteral("Gate"));
-    player->close();
-    QTRY_VERIFY(!player);
-
-    // About names the build.
-    f.c->window()->findChild<QAction*>("act_about")->trigger();
-    auto* box = f.c->window()->findChild<about*>();
-    QVERIFY(box && box->isVisible());
-    const QString text = scripting::console::plain_text(box->html());
-    QVERIFY(text.contains("Version: " + caps::version_text() + "\nPlatform: " + caps::platform_text()));
-    const parameters table = caps::table();
-    for (auto it = table.cbegin(); it != table.cend(); ++it)
-        QVERIFY2(text.contains(it.key()), qPrintable(it.key()));
-    QVERIFY(text.contains("No plugins are loaded."));
 }
 
 QTEST_MAIN(test_window_commands)
