@@ -1,8 +1,34 @@
+// Operations on devices through the core, and their registration with the service over JSON-RPC.
+#include "delivery/registration.h"
+#include "delivery/rpc.h"
+#include "delivery/service_url.h"
 #include "tests/support/fleet_fixture.h"
 
 #include <QtTest>
 
 using namespace fleet;
+
+namespace {
+
+const QString new_device = QStringLiteral("register_new_device");
+const QString cloud_mac = QStringLiteral("register_cloud_mac");
+
+QUrl endpoint_of(const svcsim_harness& service)
+{
+    return QUrl(delivery::service_url(service.address(), service.port(), delivery::rpc::path));
+}
+
+QJsonArray calls(svcsim_harness& service, const QString& method)
+{
+    QJsonArray out;
+    for (const QJsonValue& r : service.requests("rpc")) {
+        if (r.toObject().value("method").toString() == method)
+            out << r;
+    }
+    return out;
+}
+
+} // namespace
 
 class test_core_devices : public QObject
 {
@@ -16,6 +42,9 @@ private slots:
     void import_opens_encrypted_passwords();
     void rows_leave_without_waiting_for_their_workers_data();
     void rows_leave_without_waiting_for_their_workers();
+    void registration_calls_on_the_wire();
+    void a_run_registers_identified_devices_data();
+    void a_run_registers_identified_devices();
 };
 
 void test_core_devices::identify_data()
@@ -205,6 +234,109 @@ void test_core_devices::rows_leave_without_waiting_for_their_workers()
     // The device goes away: the worker's read fails, its thread ends, and it is deleted.
     f.devices.stop();
     QTRY_VERIFY_WITH_TIMEOUT(!gone.isEmpty(), 10000);
+}
+
+void test_core_devices::registration_calls_on_the_wire()
+{
+    svcsim_harness service;
+    QVERIFY2(service.start(), qPrintable(service.error()));
+    delivery::rpc channel(endpoint_of(service));
+    const auto first = channel.call(new_device, { "HI3516EV300", "V4.02.R11" });
+    QCOMPARE(first.code, 0);
+    QCOMPARE(first.value, QVariant(true));
+    const auto second = channel.call(cloud_mac, { "SN1", 34567, "00:11:22:33:44:55", "10.1.2.3" });
+    QCOMPARE(second.code, 0);
+    QCOMPARE(second.fields.value("operator_ip").toString(), QStringLiteral("10.1.2.3"));
+
+    const QJsonArray recorded = service.requests("rpc");
+    QCOMPARE(recorded.size(), 2);
+    // The id counts the calls of one object; params go as a JSON array in the order given, the port a number.
+    QCOMPARE(recorded[0].toObject()["id"].toInt(), 1);
+    QCOMPARE(recorded[1].toObject()["id"].toInt(), 2);
+    QCOMPARE(recorded[0].toObject()["params"].toArray(), (QJsonArray { "HI3516EV300", "V4.02.R11" }));
+    QCOMPARE(recorded[1].toObject()["params"].toArray(), (QJsonArray { "SN1", 34567, "00:11:22:33:44:55", "10.1.2.3" }));
+
+    // A slow answer keeps the event loop running; a dropped one or a closed port is no answer.
+    QVERIFY(service.set_fault("rpc", QJsonObject { { "delay_ms", 300 } }));
+    bool fired = false;
+    QTimer::singleShot(20, [&] { fired = true; });
+    QCOMPARE(channel.call(new_device, { "IPC", "V1" }).value, QVariant(true));
+    QVERIFY(fired);
+    QVERIFY(service.set_fault("rpc", QJsonObject { { "drop", true } }));
+    QCOMPARE(channel.call(new_device, { "IPC", "V1" }).code, -1);
+    delivery::rpc nobody(QUrl(delivery::service_url(QHostAddress::LocalHost, closed_port(), delivery::rpc::path)));
+    QCOMPARE(nobody.call(new_device, { "IPC", "V1" }).code, -1);
+
+    // A device is registered once per run, and its serial never leaves this side.
+    QVERIFY(service.clear_faults() && service.clear_requests());
+    delivery::registration reg;
+    reg.set_endpoint(endpoint_of(service));
+    QVERIFY(reg.register_new_device("SN1", "IPC", "V1") && reg.register_new_device("SN1", "IPC", "V2"));
+    QVERIFY(reg.registered("SN1"));
+    const QJsonArray sent = calls(service, new_device);
+    QCOMPARE(sent.size(), 1);
+    QCOMPARE(sent[0].toObject()["params"].toArray(), (QJsonArray { "IPC", "V1" }));
+    // A refused one is tried again at the next run.
+    QVERIFY(service.set_fault("rpc", QJsonObject { { "error", 17 } }));
+    QVERIFY(!reg.register_new_device("SN2", "IPC", "V1") && !reg.registered("SN2"));
+}
+
+void test_core_devices::a_run_registers_identified_devices_data()
+{
+    QTest::addColumn<bool>("devices");
+    QTest::addColumn<bool>("macs");
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::newRow("both, twice") << true << true << QJsonObject();
+    QTest::newRow("neither") << false << false << QJsonObject();
+    QTest::newRow("the service refuses") << true << true << QJsonObject { { "error", 9 } };
+}
+
+void test_core_devices::a_run_registers_identified_devices()
+{
+    QFETCH(bool, devices);
+    QFETCH(bool, macs);
+    QFETCH(QJsonObject, fault);
+    fixture f;
+    QVERIFY2(f.start_devices(3), qPrintable(f.devices.error()));
+    QVERIFY2(f.start_service({ { f.serial(0), "updated" }, { f.serial(1), "no_binding" }, { f.serial(2), "denied" } }),
+        qPrintable(f.service.error()));
+    QVERIFY(f.service.set_fault("rpc", fault));
+    f.make_core();
+    f.add_row("127.0.0.1", closed_port()); // never identified
+    f.c->on_window_option_menu_executed("register_devices", {}, devices);
+    f.c->on_window_option_menu_executed("register_macs", {}, macs);
+    f.c->on_window_run_list();
+    QTRY_VERIFY_WITH_TIMEOUT(f.log_text().contains("-- all done --"), 30000);
+    QCOMPARE(f.ended, 4);
+
+    // Every identified device once, the dead row not at all, and the end of the run after the last of them.
+    const QJsonArray sent_devices = calls(f.service, new_device);
+    QCOMPARE(sent_devices.size(), devices ? 3 : 0);
+    QStringList mac_serials;
+    for (const QJsonValue& r : calls(f.service, cloud_mac))
+        mac_serials << r.toObject()["serial"].toString();
+    mac_serials.sort();
+    QCOMPARE(mac_serials, macs ? (QStringList { f.serial(0), f.serial(1), f.serial(2) }) : QStringList());
+    for (const QJsonValue& r : sent_devices) {
+        const QJsonArray params = r.toObject()["params"].toArray();
+        QCOMPARE(params.size(), 2);
+        QCOMPARE(params[0].toString(), f.devices.state(0)["hardware"].toString());
+        QCOMPARE(params[1].toString(), f.devices.state(0)["software_version"].toString());
+    }
+    const QString log = f.log_text();
+    const bool refused = !fault.isEmpty();
+    QCOMPARE(log.count("Registration error for"), refused ? 3 : 0);
+    QCOMPARE(log.count("Registered the device"), devices && !refused ? 3 : 0);
+    QCOMPARE(log.count("MAC-address registration error for"), refused ? 3 : 0);
+    QVERIFY2(log.endsWith("-- all done --"), qPrintable(log.right(300)));
+    QCOMPARE(log.count("-- all done --"), 1);
+    if (!devices || refused)
+        return;
+    // A second run sends no device again, but MAC addresses each time: the service answers with the first date.
+    f.c->on_window_run_list(false, true, false);
+    QTRY_COMPARE_WITH_TIMEOUT(f.log_text().count("-- all done --"), 2, 30000);
+    QCOMPARE(calls(f.service, new_device).size(), 3);
+    QCOMPARE(calls(f.service, cloud_mac).size(), 6);
 }
 
 QTEST_GUILESS_MAIN(test_core_devices)
