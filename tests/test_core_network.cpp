@@ -174,7 +174,6 @@ void test_core_network::continuous_scan_follows_the_network()
         silent_in_second < 0 ? QStringList() : QStringList { sim.state(silent_in_second)["mac"].toString() });
     // The lost device's row is gone.
     QCOMPARE(f.rows(), found - lost_macs.size());
-    QCOMPARE(s.devices().size(), found - lost_macs.size());
     for (const QString& ident : f.c->task_manager().lines())
         QVERIFY(!lost_macs.contains(f.line(ident)->get(tasks::keys::device).value<device>().address.text()));
     const qint64 tail = reports.done_ms() - reported.last().ms;
@@ -203,10 +202,6 @@ void test_core_network::broadcast_changes_data()
                { tasks::args::subnet, QVariant::fromValue(QHostAddress("255.255.255.0")) } }
         << QJsonObject { { "Submask", "0x0000FFFF" } }
         << QJsonObject { { "HostIP", wire_address(moved) }, { "Submask", "0x00FFFFFF" } } << "Done";
-    QTest::newRow("subnet mask /16")
-        << true << tasks::names::change_subnet
-        << QVariantMap { { tasks::args::subnet, QVariant::fromValue(QHostAddress("255.255.0.0")) } } << net_24
-        << QJsonObject { { "HostIP", own }, { "Submask", "0x0000FFFF" } } << "Done";
     QTest::newRow("NETIP TCP port") << true << tasks::names::change_port << tcp_port << net_24
                                     << QJsonObject { { "TCPPort", 34600 }, { "HostIP", own } } << "Done";
     QTest::newRow("a row with no MAC broadcasts nothing")
@@ -222,17 +217,16 @@ void test_core_network::broadcast_changes()
     if (!test_network::inside().isEmpty()) {
         QFETCH(bool, discovered);
         fixture f;
+        f.make_core();
+        const QString address = test_network::device_address(0, 0).toString();
         if (discovered) {
-            f.make_core();
             QVERIFY(f.c->scan());
             QTRY_VERIFY_WITH_TIMEOUT(f.c->scan_finished(), 10000);
             QCOMPARE(f.c->task_manager().lines().size(), 1);
             f.idents << f.c->task_manager().lines().constFirst();
         } else {
-            f.make_core();
-            f.idents << f.add_row(test_network::device_address(0, 0).toString(), endpoint::default_port);
+            f.idents << f.add_row(address, endpoint::default_port);
         }
-        const QString address = test_network::device_address(0, 0).toString();
         QCOMPARE(f.endpoint_of(f.idents[0]).host, address);
         f.c->run_on_selection(task, args);
         QTRY_COMPARE_WITH_TIMEOUT(f.ended, 1, 15000);

@@ -23,6 +23,12 @@ struct installation
         QSettings s(dir.filePath("ov.config"), QSettings::IniFormat);
         s.setValue(key, value);
     }
+    void use(const svcsim_harness& service)
+    {
+        settings("Service/port", service.port());
+        settings("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
+        settings("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
+    }
     // Quoted as a user must write it: QSettings reads an unquoted ";" as the start of a comment.
     void autorun(const QString& file)
     {
@@ -36,18 +42,13 @@ struct installation
         f.open(QIODevice::WriteOnly);
         f.write(text.toUtf8());
     }
-    QString read(const QString& name) const
-    {
-        QFile f(dir.filePath(name));
-        return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
-    }
-
-    // Runs the program to its end; false when it didn't end in time.
-    bool run(const QStringList& args, int timeout_ms = 30000)
+    // Runs the program (or another) to its end; false when it didn't end in time.
+    bool run(const QStringList& args, int timeout_ms = 30000, const QString& program = {})
     {
         QProcess p;
         p.setWorkingDirectory(dir.path());
-        p.start(dir.filePath("orvane"), args);
+        p.start(program.isEmpty() ? dir.filePath("orvane") : program, args);
+        QElapsedTimer clock;
         clock.start();
         const bool ended = p.waitForFinished(timeout_ms);
         took = clock.elapsed();
@@ -58,27 +59,11 @@ struct installation
         code = p.exitCode();
         return ended && p.exitStatus() == QProcess::NormalExit;
     }
-    // The texts of the log lines, without their time.
-    QStringList lines() const
-    {
-        QStringList out;
-        for (const QString& line : output.split('\n', Qt::SkipEmptyParts))
-            out << line.section(QStringLiteral(" | "), 1);
-        return out;
-    }
-
     QTemporaryDir dir;
     QString output;
     int code = -1;
     qint64 took = 0;
-    QElapsedTimer clock;
 };
-
-QString example(const QString& name)
-{
-    QFile f(QStringLiteral(ORVANE_SOURCE_DIR "/examples/scripts/") + name);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
-}
 
 } // namespace
 
@@ -86,56 +71,11 @@ class test_script_run : public QObject
 {
     Q_OBJECT
 private slots:
-    void example_scripts_update_a_fleet();
     void runs_end_data();
     void runs_end();
     void batch_quits_while_a_script_sleeps();
-    void macros_run_at_the_fleets_end();
+    void batch_run_beside_the_real_program();
 };
-
-void test_script_run::example_scripts_update_a_fleet()
-{
-    devsim_harness devices;
-    QVERIFY2(devices.start(3, QJsonObject { { "reboot_ms", 200 } }), qPrintable(devices.error()));
-    svcsim_harness service;
-    const QString firmware = service.add_file("ipc.bin", fleet::image(200 * 1024, 'f'));
-    QJsonObject fleet;
-    for (int i = 0; i < 3; ++i) {
-        const QString serial = devices.state(i)["serial"].toString();
-        fleet.insert(serial, i == 2 ? QJsonValue("updated") : QJsonValue(QJsonObject { { "verdict", "pending" }, { "offers", QJsonArray { firmware } } }));
-    }
-    QVERIFY2(service.start(QJsonObject { { "fleet", fleet } }), qPrintable(service.error()));
-
-    installation app;
-    app.settings("Service/port", service.port());
-    app.settings("Service/client_id", QString::fromLatin1(service.client_id().toHex()));
-    app.settings("Service/client_key", QString::fromLatin1(service.client_key().toHex()));
-    app.autorun("setup.ovscript");
-    app.write("setup.ovscript", example("setup.ovscript"));
-    app.write("fleet_update.ovscript", example("fleet_update.ovscript"));
-    QString csv;
-    for (int i = 0; i < 3; ++i)
-        csv += QStringLiteral("%1,%2,admin,\n").arg(devices.address(i).toString()).arg(devices.port(i));
-    app.write("devices.csv", csv);
-
-    QVERIFY2(app.run({ "--batch", "--script", "fleet_update.ovscript" }, 60000), qPrintable(app.output));
-    QCOMPARE(app.code, 0);
-    const QStringList lines = app.lines();
-    const auto at = [&lines](const QString& line) { return lines.indexOf(line); };
-    // The autorun script first, then the script of the command line, each line in turn.
-    QVERIFY2(at("[ovscript]: Autorun: 0.5, build #1964") >= 0, qPrintable(app.output));
-    QVERIFY(at("[ovscript]: Service/address: 127.0.0.1") > at("[ovscript]: Autorun: 0.5, build #1964"));
-    QVERIFY(at("[ovscript]: Devices imported: 3") > at("[ovscript]: Devices in the list: 0"));
-    QVERIFY(at("[ovscript]: Devices in the list: 3") > at("[ovscript]: Devices imported: 3"));
-    QCOMPARE(lines.count("[ovscript]: Done"), 2);
-    QCOMPARE(app.output.count(": Done upgrading"), 2);
-    QCOMPARE(app.output.count("Confirmed new firmware for"), 2);
-    // The export comes after both checks have ended, and is the last word.
-    QVERIFY(at("[ovscript]: Exported 3 devices to updated.csv") > lines.lastIndexOf("[ovscript]: Done"));
-    QCOMPARE(lines.last(), QStringLiteral("[ovscript]: Exported 3 devices to updated.csv"));
-    QCOMPARE(app.read("updated.csv").count('\n'), 3);
-    QCOMPARE(service.requests("confirm").size(), 2);
-}
 
 void test_script_run::runs_end_data()
 {
@@ -152,11 +92,8 @@ void test_script_run::runs_end_data()
     };
     row("exit with lines still queued", script, "", "print one\nexit\nprint two\nsleep 30\nprint three\n", 0,
         { "[ovscript]: one" }, { "[ovscript]: two", "[ovscript]: three" });
-    row("a script of comments", script, "", "# nothing\n\n", 0, { "Loaded script: s.ovscript" });
     row("the end of the script", script, "", "a=1\nprint ${a}\nvars.delete nothing\n", 0,
         { "[ovscript]: 1", "[ovscript]: Variable nothing not found" });
-    row("with a task list, nothing launched", script + QStringList { "list.csv" }, "", "print $(task.list)\n", 0,
-        { "[ovscript]: 2" }, { "Launching" });
     row("a missing macro at the fleet's end is named before the run ends", script + QStringList { "list.csv" }, "",
         "events.attach tasks_done --macro=nothing\ndevices.check fetch all\n", 0,
         { "[core]: -- all done --", "Specified macro nothing does not exists." });
@@ -172,10 +109,7 @@ void test_script_run::runs_end_data()
         { "[ovscript]: $ settings.get.Foo bar", "[ovscript]: Foo: bar",
             "[ovscript]: endpoint: admin@127.0.0.5:80, password: -none-, mac: , mtype: 0 (endpoint)" });
     row("a script needs batch mode", { "--script", "s.ovscript" }, "", "print x\n", 0,
-        { "--script <file>", "taskfile.csv" }, { "[ovscript]" });
-    row("batch without a task list shows the help", { "--batch" }, "", "", 0, { "taskfile.csv" }, { "[ovscript]" });
-    row("help names the option", { "--help" }, "", "", 0,
-        { "--script <file>", "With --batch: run this script file" });
+        { "With --batch: run this script file", "taskfile.csv" }, { "[ovscript]" });
 }
 
 void test_script_run::runs_end()
@@ -218,38 +152,43 @@ void test_script_run::batch_quits_while_a_script_sleeps()
     QCOMPARE(app.code, 0);
     // Well before the minute of the sleep.
     QVERIFY2(app.took < 40000, qPrintable(QString::number(app.took)));
-    QVERIFY(app.output.contains("[core]: -- all done --"));
-    QVERIFY(app.output.contains("[ovscript]: $ sleep 1m"));
+    QVERIFY(app.output.contains("[core]: -- all done --") && app.output.contains("[ovscript]: $ sleep 1m"));
     QVERIFY(!app.output.contains("[ovscript]: late"));
 }
 
-void test_script_run::macros_run_at_the_fleets_end()
+// Started through PATH and a symlink from another folder: the program's files and checksum are the real file's.
+void test_script_run::batch_run_beside_the_real_program()
 {
+    devsim_harness devices;
+    QVERIFY2(devices.start(2), qPrintable(devices.error()));
+    svcsim_harness service;
+    QVERIFY2(service.start({ { "fleet", QJsonObject { { devices.state(0)["serial"].toString(), "updated" },
+                                            { devices.state(1)["serial"].toString(), "updated" } } } }),
+        qPrintable(service.error()));
     installation app;
-    // The autorun script attaches, the script of the command line runs the fleet. A second attachment with the
-    // same key replaces the first; a bare task_done never fires, as the raise carries the flow's ident.
-    app.autorun("setup.ovscript");
-    app.write("setup.ovscript",
-        "macro.record after\nprint after\nprint twice\nmacro.stop\n"
-        "events.attach tasks_done --macro=gone\nevents.attach tasks_done --macro=after\n");
-    app.write("s.ovscript",
-        "macro.record each\nprint a flow ended\nmacro.stop\n"
-        "events.attach task_done --macro=each\nevents.attach task_done ${$task/0/ident} --macro=each\n"
-        "devices.check fetch all\nprint script done\n");
-    app.write("list.csv", QStringLiteral("127.0.0.7,%1,admin,\n127.0.0.8,%2,admin,\n").arg(fleet::closed_port()).arg(fleet::closed_port()));
-    QVERIFY2(app.run({ "--batch", "--script", "s.ovscript", "list.csv" }), qPrintable(app.output));
+    app.use(service);
+    const QDir root(app.dir.path());
+    QVERIFY(root.mkdir("bin") && root.mkdir("work"));
+    QVERIFY(QFile::link(root.filePath("orvane"), root.filePath("bin/ov")));
+    app.write("work/devices.csv", QStringLiteral("%1,%2,admin,\n%3,%4,admin,\n").arg(devices.address(0).toString())
+                                      .arg(devices.port(0)).arg(devices.address(1).toString()).arg(devices.port(1)));
+    // Through the shell, so that the program sees the bare name it was started by.
+    const QString line
+        = QStringLiteral("cd work && PATH=%1:$PATH exec ov --batch devices.csv").arg(root.filePath("bin"));
+    QVERIFY2(app.run({ "-c", line }, 60000, "/bin/sh"), qPrintable(app.output));
     QCOMPARE(app.code, 0);
-    const QStringList lines = app.lines();
-    const int all_done = lines.indexOf("[core]: -- all done --");
-    QVERIFY2(all_done >= 0, qPrintable(app.output));
-    // Once, after the fleet's end, every line of the macro; the flow's own only for the ident named.
-    QCOMPARE(lines.count("[ovscript]: twice"), 1);
-    QVERIFY2(lines.indexOf("[ovscript]: twice") > all_done, qPrintable(app.output));
-    QVERIFY(lines.indexOf("[ovscript]: after") > all_done);
-    QVERIFY(lines.indexOf("[ovscript]: after") < lines.indexOf("[ovscript]: twice"));
-    QCOMPARE(lines.count("[ovscript]: a flow ended"), 1);
-    QVERIFY(!app.output.contains("Specified macro"));
-    QVERIFY(lines.indexOf("[ovscript]: script done") > 0);
+    QCOMPARE(app.output.count("Device serial: "), 2);
+    QCOMPARE(app.output.count("No updates for the"), 2);
+    for (const char* name : { "ov.config", "blackbox.log", "cache.ovpack" }) {
+        QVERIFY2(QFile::exists(root.filePath(name)), name);
+        QVERIFY2(!QFile::exists(root.filePath(QStringLiteral("work/") + name)), name);
+    }
+    QFile self(root.filePath("orvane"));
+    QVERIFY(self.open(QIODevice::ReadOnly));
+    const QJsonArray updates = service.requests("update");
+    QCOMPARE(updates.size(), 2);
+    QCOMPARE(updates[0].toObject()["query"].toObject()["app"].toObject()["hash"].toString(),
+        QString::fromLatin1(QCryptographicHash::hash(self.readAll(), QCryptographicHash::Md5).toHex()));
 }
 
 QTEST_GUILESS_MAIN(test_script_run)

@@ -1,12 +1,7 @@
-// A plugin with one command, <ident's last part>.probe (number 1), whose interface version
-// and answer to initialize come from its build.
+// A plugin with one command, <ident's last part>.probe (number 1), whose interface version comes from its build.
 #include "plugins/plugin_interface.h"
 
 #include <QObject>
-
-// Unnamed: the test plugins share the class, and literals in its inline functions would
-// otherwise be one process-wide object, the first library's, in all of them.
-namespace {
 
 class test_plugin final : public QObject, public plugins::plugin_interface
 {
@@ -24,32 +19,18 @@ public:
     }
 
     int version() const override { return TEST_PLUGIN_VERSION; }
-    bool initialize(plugins::sapi_interface* api) override
-    {
-        m_api = api;
-        return TEST_PLUGIN_STARTS;
-    }
+    bool initialize(plugins::sapi_interface*) override { return true; }
     void set_language(const QString&) override {}
     QString ident() const override { return QStringLiteral(TEST_PLUGIN_IDENT); }
     QList<plugins::plugin_command*> commands() override { return { &m_branch }; }
     QList<plugins::description_row> descriptions() override { return {}; }
     QString description(const scripting::cmd_id&) override { return {}; }
     bool toolbar_action(const scripting::cmd_id&) override { return false; }
-    // Works only once started.
-    bool execute(const scripting::cmd_id&, const QStringList& args, const param_list&) override
-    {
-        if (!TEST_PLUGIN_STARTS || !m_api)
-            return false;
-        m_api->sapi_output(QStringLiteral("probed %1").arg(args.join(QLatin1Char(' '))), false);
-        return true;
-    }
+    bool execute(const scripting::cmd_id&, const QStringList&, const param_list&) override { return false; }
 
 private:
-    plugins::sapi_interface* m_api = nullptr;
     plugins::plugin_command m_probe;
     plugins::plugin_command m_branch;
 };
-
-} // namespace
 
 #include "test_plugin.moc"
