@@ -109,7 +109,7 @@ void test_sdk_legacy::upload_progress_data()
 {
     QTest::addColumn<int>("size");
     QTest::addColumn<QJsonObject>("faults");
-    QTest::addColumn<QString>("after_sending"); // the stages that follow the sending, told at every percent
+    QTest::addColumn<QString>("after_sending"); // the stages that follow it
     // 250 chunks: far more than percentages, so each one is told once, in order.
     const int chunks_250 = 250 * 32768 - 5;
     const QString upgraded = "upgrading 0 | upgrading 25 | upgrading 50 | upgrading 75 | upgrading 100 | done";
@@ -153,6 +153,7 @@ void test_sdk_legacy::upload_progress()
     worker.upgrade_firmware(image);
     QTRY_VERIFY_WITH_TIMEOUT(after.endsWith("done") || after.endsWith("failure"), 60000);
 
+    // The sending is told at every percent, once and in order.
     QList<int> every_percent;
     for (int p = 0; p <= 100; ++p)
         every_percent << p;
