@@ -1,11 +1,10 @@
 #!/usr/bin/env bash
-# Builds the Debian packages of a built tree and checks their contents, dependencies and metadata; then runs
+# Builds the Debian packages of a built tree and checks their contents and dependencies; then runs
 # the installed program (the packages laid over /usr in private mount and network namespaces) against the
 # simulators of the tools package, writing into the user's folders and nothing under /usr.
 #   tests/check_packages.sh <build dir>
 set -euo pipefail
 
-sizes=(16 22 24 32 48 64 128 256)
 app_id=org.kelmar.orvane
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
@@ -25,13 +24,6 @@ run_installed() {
     export HOME=$work/home XDG_RUNTIME_DIR=$work/runtime QT_QPA_PLATFORM=offscreen LANG=C.UTF-8
     mkdir -p "$HOME" "$work/run" && mkdir -m 700 "$XDG_RUNTIME_DIR"
     cd "$work/run"
-
-    # Through PATH, as the desktop entry starts it.
-    if PATH=/usr/bin:/bin orvane --help > help.out 2>&1; then
-        grep -q -- '--batch' help.out || fail "orvane --help doesn't list --batch"
-    else
-        fail "orvane --help ended with $?"; cat help.out
-    fi
 
     # Two devices: one gets a firmware, the other is up to date.
     head -c 200000 /dev/urandom > fw.bin
@@ -75,9 +67,8 @@ JSON
     grep -q '^firmware_pack_functionality=' "$data/ov.config" || fail "the settings in $data were not written"
     local cache=$HOME/.cache/orvane/cache.ovpack
     [ "$(stat -c %s "$cache" 2>/dev/null || echo 0)" -gt 200000 ] || fail "the firmware is not in the cache $cache"
-    # The updater beside the program finds nothing to install and logs where the program does.
+    # The updater beside the program finds nothing to install, and like it writes nothing under /usr.
     /usr/libexec/orvane/updater > /dev/null 2>&1 || fail "the installed updater ended with $?"
-    grep -q 'nothing to install' "$data/updater.log" 2>/dev/null || fail "the updater's log is not in $data"
     [ "$(ls)" = "$before" ] || fail "files written into the working folder: $(ls)"
     local written
     written=$(cd "$work/upper" && find . -mindepth 1)
@@ -102,7 +93,6 @@ for f in "$work"/out/*.deb; do
     deb[$(dpkg-deb -f "$f" Package)]=$f
     dpkg-deb -c "$f" | awk '{ print $6 }' > "$work/$(dpkg-deb -f "$f" Package).list"
 done
-echo "packages: ${!deb[*]}"
 
 # Where each file belongs: in its package, and in no other.
 expected=(
@@ -110,7 +100,6 @@ expected=(
     orvane:/usr/share/applications/$app_id.desktop orvane:/usr/share/metainfo/$app_id.metainfo.xml
     orvane:/usr/share/icons/hicolor/scalable/apps/$app_id.svg orvane:/usr/share/man/man1/orvane.1.gz
 )
-for size in "${sizes[@]}"; do expected+=(orvane:/usr/share/icons/hicolor/${size}x${size}/apps/$app_id.png); done
 for tool in devsim svcsim packtool; do
     expected+=(orvane-tools:/usr/bin/orvane-$tool orvane-tools:/usr/share/man/man1/orvane-$tool.1.gz)
 done
@@ -122,14 +111,8 @@ for package in "${!deb[@]}"; do
 done
 for entry in "${expected[@]}"; do
     package=${entry%%:*} path=.${entry#*:}
-    [ -n "${deb[$package]:-}" ] || { fail "no package $package"; continue; }
-    for other in "${!deb[@]}"; do
-        if grep -qxF "$path" "$work/$other.list"; then
-            [ "$other" = "$package" ] || fail "$path is in $other, not in $package"
-        elif [ "$other" = "$package" ]; then
-            fail "$path is missing from $package"
-        fi
-    done
+    owners=$(grep -lxF "$path" "$work"/*.list | xargs -rn1 basename | sed 's/\.list$//' | tr '\n' ' ') || true
+    [ "$owners" = "$package " ] || fail "$path is in '$owners', not in $package alone"
 done
 for package in "${!deb[@]}"; do
     stray=$(grep -v -e '^\./$' -e '^\./usr/' "$work/$package.list"; grep '^\./usr/local/' "$work/$package.list") || true
@@ -155,35 +138,8 @@ for package in "${!deb[@]}"; do
         done
     done
 done
-version=$(zcat "$usr/share/doc/orvane/changelog.gz" | sed -n '1s/^orvane (\(.*\)).*/\1/p')
-for package in "${!deb[@]}"; do
-    [ "$(dpkg-deb -f "${deb[$package]}" Version)" = "$version" ] || fail "$package is not version $version of the changelog"
-done
-grep -q "<release version=\"$version\"" "$usr/share/metainfo/$app_id.metainfo.xml" || fail "the metainfo has no release $version"
 [ "$(readlink -f "$usr/bin/orvane")" = "$usr/libexec/orvane/orvane" ] || fail "/usr/bin/orvane doesn't lead to the program"
-icon=$(sed -n 's/^Icon=//p' "$usr/share/applications/$app_id.desktop")
-[ -f "$usr/share/icons/hicolor/48x48/apps/$icon.png" ] || fail "the desktop entry's icon $icon is not installed"
-for size in "${sizes[@]}"; do
-    png=$usr/share/icons/hicolor/${size}x${size}/apps/$app_id.png
-    [ "$(od -An -tu1 -j16 -N8 "$png" 2>/dev/null | awk '{ print $3 * 256 + $4, $7 * 256 + $8 }')" = "$size $size" ] \
-        || fail "$png is not $size by $size"
-done
-
-if command -v lintian > /dev/null; then
-    lintian --fail-on error "${deb[@]}" > "$work/lintian.out" 2>&1 || fail "lintian reports errors"
-    grep -v '^running with root privileges' "$work/lintian.out" || true
-fi
-if command -v desktop-file-validate > /dev/null; then
-    desktop-file-validate "$usr/share/applications/$app_id.desktop" || fail "the desktop entry doesn't validate"
-fi
-if command -v appstreamcli > /dev/null; then
-    appstreamcli validate --no-net "$usr/share/metainfo/$app_id.metainfo.xml" > "$work/appstream.out" 2>&1 \
-        || { fail "the metainfo doesn't validate"; cat "$work/appstream.out"; }
-fi
-for page in "$usr"/share/man/man1/*.1.gz; do
-    warnings=$(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -E UTF-8 -l "$page" 2>&1 > /dev/null) || fail "$page doesn't render"
-    [ -z "$warnings" ] || fail "$page: $warnings"
-done
+lintian --fail-on error "${deb[@]}" > "$work/lintian.out" 2>&1 || { fail "lintian reports errors"; cat "$work/lintian.out"; }
 
 unshare -mn bash "$0" "$build" --installed "$work" || failures=$((failures + 1))
 

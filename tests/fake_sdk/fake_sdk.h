@@ -1,18 +1,14 @@
 #pragma once
 
-// What the two stand-in device libraries share. They are written from the call shapes the
-// program relies on, nothing more, and are built for the tests only.
-//
+// What the two stand-in device libraries share, written from the call shapes the program relies on, nothing more.
 // Each call reads FAKE_SDK_MODE and behaves accordingly:
 //   flash (or unset)  log-in and upgrade accepted; the upgrade's progress is reported to its end
 //   refuse_init, refuse_login, refuse_upgrade
 //   fail_501          the upgrade ends with 13006 p1 4, p2 501
-//   fail_negative     the upgrade ends with 13006 p1 6, p2 -7
 //   manual            everything accepted and nothing reported: the test sends with fake_sdk_emit
 // With FAKE_SDK_KEEP set, an upgrade copies the file it was given there.
-// Reports come from threads of the library's own, 50 ms after the call and 2 ms apart.
-//
-// Hooks for the tests: a journal of the calls, one line each, and sending messages at will.
+// Reports come from threads of the library's own, 50 ms after the call and 2 ms apart. Hooks for the tests: a
+// journal of the calls, one line each, and sending messages at will.
 
 #include <chrono>
 #include <cstdlib>
@@ -26,14 +22,11 @@
 
 #define FAKE_SDK_EXPORT extern "C" __attribute__((visibility("default")))
 
-namespace {
-
-struct message
+namespace
 {
-    int message;
-    int p1;
-    int p2;
-    int p3;
+
+struct message {
+    int message, p1, p2, p3;
 };
 
 // Defined by each library: its callback, called as the library calls it; -1 when none is set.
@@ -47,46 +40,27 @@ std::string mode()
 
 class fake_state
 {
+    // Defined first: the one-line members below deduce their types from it.
+    template <typename F>
+    auto locked(F f)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return f();
+    }
+
 public:
     ~fake_state() { join(); }
 
-    void note(const std::string& line)
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_journal += line + '\n';
-    }
-    std::string journal()
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_journal;
-    }
-    void clear()
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_journal.clear();
-    }
-    int next_id()
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_last_id = m_last_id + 1;
-    }
-    int last_id()
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_last_id;
-    }
-    void start(std::function<void()> work)
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_threads.emplace_back(std::move(work));
-    }
+    void note(const std::string& line) { locked([&] { m_journal += line + '\n'; }); }
+    std::string journal() { return locked([&] { return m_journal; }); }
+    void clear() { locked([&] { m_journal.clear(); }); }
+    int next_id() { return locked([&] { return ++m_last_id; }); }
+    int last_id() { return locked([&] { return m_last_id; }); }
+    void start(std::function<void()> work) { locked([&] { m_threads.emplace_back(std::move(work)); }); }
     void join()
     {
         std::vector<std::thread> threads;
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            threads.swap(m_threads);
-        }
+        locked([&] { threads.swap(m_threads); });
         for (std::thread& t : threads)
             t.join();
     }
@@ -138,13 +112,8 @@ std::vector<message> upgrade_report(long size, bool percent_last, const message&
         out.push_back({ 13006, 2, sent, percent_last ? percent : whole });
     }
     out.push_back({ 13006, 3, whole, percent_last ? 100 : whole });
-    const std::string how = mode();
-    if (how == "fail_501") {
+    if (mode() == "fail_501") {
         out.push_back({ 13006, 4, 501, 0 });
-        return out;
-    }
-    if (how == "fail_negative") {
-        out.push_back({ 13006, 6, -7, 0 });
         return out;
     }
     for (int percent = 0; percent <= 100; percent += 50)
@@ -154,36 +123,34 @@ std::vector<message> upgrade_report(long size, bool percent_last, const message&
     return out;
 }
 
-bool reports()
+// An upgrade call with the firmware's size read: refused (0) in that mode or without a file, else a new id whose
+// report follows unless the test sends it by hand.
+int upgrade(const std::string& call, long size, bool percent_last, const message& success)
 {
-    const std::string how = mode();
-    return how == "flash" || how == "fail_501" || how == "fail_negative";
+    if (mode() == "refuse_upgrade" || size < 0) {
+        fake().note(call + " refused");
+        return 0;
+    }
+    const int id = fake().next_id();
+    fake().note(call + " as " + std::to_string(id));
+    if (mode() != "manual")
+        send_later(id, upgrade_report(size, percent_last, success));
+    return id;
 }
 
 } // namespace
 
-// The journal; returns its full length, copies what fits with a terminator.
-FAKE_SDK_EXPORT int fake_sdk_journal(char* out, int size)
+// The journal, one call a line; valid until the next call from the same thread.
+FAKE_SDK_EXPORT const char* fake_sdk_journal()
 {
-    const std::string text = fake().journal();
-    if (out && size > 0) {
-        const size_t n = std::min(text.size(), size_t(size - 1));
-        text.copy(out, n);
-        out[n] = '\0';
-    }
-    return int(text.size());
+    static thread_local std::string copy;
+    copy = fake().journal();
+    return copy.c_str();
 }
 
-FAKE_SDK_EXPORT void fake_sdk_clear()
-{
-    fake().clear();
-}
-
+FAKE_SDK_EXPORT void fake_sdk_clear() { fake().clear(); }
 // The id or handle handed out last.
-FAKE_SDK_EXPORT int fake_sdk_last_id()
-{
-    return fake().last_id();
-}
+FAKE_SDK_EXPORT int fake_sdk_last_id() { return fake().last_id(); }
 
 // Calls the program back from a thread of the library's and waits for it: the callback's result.
 FAKE_SDK_EXPORT int fake_sdk_emit(int id, int message, int p1, int p2, int p3)
@@ -205,7 +172,4 @@ FAKE_SDK_EXPORT void fake_sdk_emit_async(int id, int message, int p1, int p2, in
 }
 
 // Until every thread of the library has finished.
-FAKE_SDK_EXPORT void fake_sdk_join()
-{
-    fake().join();
-}
+FAKE_SDK_EXPORT void fake_sdk_join() { fake().join(); }

@@ -15,10 +15,7 @@ int deliver(int id, int message, int p1, int p2, int p3)
     return callback ? callback(message, p1, p2, p3, id) : -1;
 }
 
-std::string text(const char* value)
-{
-    return value ? value : "(null)";
-}
+std::string text(const char* value) { return value ? value : "(null)"; }
 
 } // namespace
 
@@ -52,13 +49,5 @@ FAKE_SDK_EXPORT int XCloudSDK_Device_UpgradeByFile(
     const long size = take_firmware(path);
     const std::string call = "upgrade " + std::to_string(id) + ' ' + text(host) + ' ' + text(path) + ' '
         + std::to_string(timeout_ms) + ' ' + std::to_string(flags) + " size " + std::to_string(size);
-    if (mode() == "refuse_upgrade" || size < 0) {
-        fake().note(call + " refused");
-        return 0;
-    }
-    const int upgrade = fake().next_id();
-    fake().note(call + " as " + std::to_string(upgrade));
-    if (reports())
-        send_later(upgrade, upgrade_report(size, true, { 13006, 4, 515, 0 }));
-    return upgrade;
+    return upgrade(call, size, true, { 13006, 4, 515, 0 });
 }

@@ -1,7 +1,7 @@
-// Stands in for libXNetSDK in tests; see fake_sdk.h. Records are read at their documented
-// offsets, byte by byte, not through the program's structures.
+// Stands in for libXNetSDK in tests (see fake_sdk.h); records are read at their offsets, not through the program's.
 #include "fake_sdk.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -27,11 +27,7 @@ std::string field(const unsigned char* record, size_t offset, size_t size)
 
 bool zero(const unsigned char* record, size_t offset, size_t size)
 {
-    for (size_t i = 0; i < size; ++i) {
-        if (record[offset + i] != 0)
-            return false;
-    }
-    return true;
+    return std::all_of(record + offset, record + offset + size, [](unsigned char c) { return c == 0; });
 }
 
 } // namespace
@@ -75,13 +71,5 @@ FAKE_SDK_EXPORT int XSDK_DevUpgrade(int handle, const char* path, int flags, int
     const long size = take_firmware(path);
     const std::string call = "upgrade " + std::to_string(handle) + ' ' + (path ? path : "(null)") + ' '
         + std::to_string(flags) + ' ' + std::to_string(timeout_ms) + " size " + std::to_string(size);
-    if (mode() == "refuse_upgrade" || size < 0) {
-        fake().note(call + " refused");
-        return 0;
-    }
-    const int upgrade = fake().next_id();
-    fake().note(call + " as " + std::to_string(upgrade));
-    if (reports())
-        send_later(upgrade, upgrade_report(size, false, { 13006, 6, 100, 100 }));
-    return upgrade;
+    return upgrade(call, size, false, { 13006, 6, 100, 100 });
 }
