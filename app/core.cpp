@@ -87,9 +87,9 @@ core::core(const QString& own_checksum, const QString& application_path)
     }
 
     connect(&m_manager, &tasks::manager::flow_started, this, &core::on_task_manager_flow_started);
-    connect(&m_progress, &progress_mailbox::delivered, this, &core::on_sdk_flash_progress);
     connect(&m_manager, &tasks::manager::flow_ended, this, &core::on_task_manager_flow_ended);
     connect(&m_manager, &tasks::manager::task_running, this, &core::on_task_manager_task_running);
+    connect(&m_progress, &progress_mailbox::delivered, this, &core::on_sdk_flash_progress);
 
     connect(&m_client, &client::canceled, this, &core::on_client_canceled);
     connect(&m_client, &client::confirmed, this, &core::on_client_confirmed);

