@@ -1,6 +1,9 @@
-// The program with its window: start-up dialogs and a run seen in the table.
+// The program with its window: start-up dialogs, a run seen in the table, and a command reference in
+// the help that can't fall behind the command table.
+#include "scripting/cmddb.h"
 #include "tests/support/answer_modal.h"
 #include "tests/support/fleet_fixture.h"
+#include "ui/help.h"
 #include "ui/main_window.h"
 #include "ui/problem_report.h"
 
@@ -26,6 +29,18 @@ QVariant stored(const fixture& f, const QString& key)
     return QSettings(f.dir.filePath("ov.config"), QSettings::IniFormat).value(key);
 }
 
+// Every dotted name that runs a command, with whether "?" hides it (a hidden branch hides all below it).
+void runnable_paths(const scripting::cmddb::tree& level, const QString& prefix, bool hidden, QMap<QString, bool>& out)
+{
+    for (auto it = level.cbegin(); it != level.cend(); ++it) {
+        const QString path = prefix.isEmpty() ? it.key() : prefix + '.' + it.key();
+        const bool node_hidden = hidden || it->hidden;
+        if (!it->command.is_null())
+            out.insert(path, node_hidden);
+        runnable_paths(it->children, path, node_hidden, out);
+    }
+}
+
 } // namespace
 
 class test_ui_core : public QObject
@@ -34,6 +49,8 @@ class test_ui_core : public QObject
 private slots:
     void usage_warning_at_first_start_only();
     void run_paints_the_table();
+    void help_covers_every_command_data();
+    void help_covers_every_command();
 };
 
 void test_ui_core::usage_warning_at_first_start_only()
@@ -113,6 +130,32 @@ void test_ui_core::run_paints_the_table()
     QCOMPARE(list.data(list.index(0, 4)).toString(),
         QStringLiteral("Remote service error, code -13:11: \"General server error: device not yours\""));
     QVERIFY(f.c->problem_list()->isVisible());
+}
+
+void test_ui_core::help_covers_every_command_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::newRow("en_US") << "en_US";
+    QTest::newRow("ru_RU") << "ru_RU";
+}
+
+void test_ui_core::help_covers_every_command()
+{
+    QFETCH(QString, language);
+    scripting::cmddb db;
+    db.build();
+    QMap<QString, bool> paths;
+    runnable_paths(db.commands_tree(), QString(), false, paths);
+    QVERIFY(paths.size() > 60);
+    const QStringList lines = help::read_resource(help::cmd_reference, language).split('\n');
+    for (auto it = paths.cbegin(); it != paths.cend(); ++it) {
+        const QString link = QStringLiteral("<a href=\"special://ov_command/%1\">").arg(it.key());
+        const auto entry = std::find_if(lines.cbegin(), lines.cend(),
+            [&](const QString& line) { return line.startsWith("<h3>") && line.contains(link); });
+        QVERIFY2(entry != lines.cend(), qPrintable("no entry for " + it.key()));
+        QVERIFY2(entry->contains("class=\"hidden\"") == it.value(), qPrintable("hidden mark of " + it.key()));
+    }
+    QCOMPARE(lines.filter("<h3>").size(), paths.size());
 }
 
 QTEST_MAIN(test_ui_core)
