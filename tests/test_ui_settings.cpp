@@ -166,6 +166,7 @@ void test_ui_settings::closing_keeps_the_file_and_saving_writes_it()
 
     // Shown again and saved untouched, every value goes back as the file held it.
     f.w->show();
+    QCOMPARE(f.w->findChild<QSlider*>("s_scripting_toolbar_slider")->value(), 3);
     f.w->save();
     QCOMPARE(f.file_values(), expected);
 
