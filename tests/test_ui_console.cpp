@@ -96,14 +96,16 @@ void test_ui_console::history()
     QCOMPARE(f.window.history().position(), items.size());
     QCOMPARE(sent.count(), typed.size() - typed.count(QString()));
     QVERIFY(f.input()->text().isEmpty());
-    // Up walks back from the newest and stops at the oldest; Down past the newest gives a fresh line.
+    // Up walks back and stops at the oldest; Down stops at a fresh line past the newest.
     for (int i = items.size() - 1; i >= -1; --i) {
         QTest::keyClick(f.input(), Qt::Key_Up);
         QCOMPARE(f.input()->text(), items.value(qMax(i, 0)));
     }
-    for (int i = 0; i < items.size(); ++i)
+    for (int i = 0; i <= items.size(); ++i)
         QTest::keyClick(f.input(), Qt::Key_Down);
     QVERIFY(f.input()->text().isEmpty());
+    QTest::keyClick(f.input(), Qt::Key_Up);
+    QCOMPARE(f.input()->text(), items.last());
 }
 
 void test_ui_console::typed_lines_go_out_and_are_saved()

@@ -166,9 +166,11 @@ void test_ui_settings::closing_keeps_the_file_and_saving_writes_it()
 
     // Shown again and saved untouched, every value goes back as the file held it.
     f.w->show();
-    QCOMPARE(f.w->findChild<QSlider*>("s_scripting_toolbar_slider")->value(), 3);
     f.w->save();
     QCOMPARE(f.file_values(), expected);
+    settings::window fresh(&f.settings, &f.actions, &f.autorun, f.dir.path());
+    fresh.show();
+    QCOMPARE(fresh.findChild<QSlider*>("s_scripting_toolbar_slider")->value(), 3);
 
     // The end row neither moves nor goes; a separator goes in before it.
     auto* layout = f.w->findChild<QListView*>("scripting_toolbar_layout");

@@ -139,7 +139,6 @@ void test_ui_window::column_layout_survives_a_restart()
         QCOMPARE(f.filter.hidden_columns(), (QList<int> { 1, 3 }));
         f.header()->moveSection(f.header()->visualIndex(f.filter.proxy_column(4)), 0);
         f.window->findChild<QAction*>("act_quit")->trigger(); // through the close, as any other way out
-        QVERIFY(!f.window->isVisible());
         f.settings.sync();
     }
     window_fixture g(settings_path());
