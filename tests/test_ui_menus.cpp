@@ -1,6 +1,4 @@
 // The Actions and Options menus of the window, driven as a user clicks them, against simulated devices.
-#include "app/actions_menu.h"
-#include "app/options_menu.h"
 #include "scripting/sapi.h"
 #include "tests/support/answer_modal.h"
 #include "tests/support/broadcast_record.h"
@@ -26,24 +24,10 @@ QAction* entry(QMenu* menu, const QString& path)
     for (const QString& part : path.split('/')) {
         const QList<QAction*> actions = menu ? menu->actions() : QList<QAction*>();
         const auto it = std::find_if(actions.begin(), actions.end(), [&](QAction* a) { return a->text() == part; });
-        if (it == actions.end())
-            return nullptr;
-        found = *it;
-        menu = found->menu();
+        found = it == actions.end() ? nullptr : *it;
+        menu = found ? found->menu() : nullptr;
     }
     return found;
-}
-
-// The menu as a user reads it: "-" for a separator, submenu entries indented.
-QStringList outline(const QMenu* menu, const QString& indent = QString())
-{
-    QStringList out;
-    for (const QAction* a : menu->actions()) {
-        out << indent + (a->isSeparator() && a->text().isEmpty() ? QStringLiteral("-") : a->text());
-        if (a->menu())
-            out << outline(a->menu(), indent + "  ");
-    }
-    return out;
 }
 
 // A core with its window among simulated devices, the options stored before it starts, and every row but
@@ -70,10 +54,7 @@ struct desk : fixture {
     bool click(QMenu* menu, const QString& path)
     {
         QAction* a = entry(menu, path);
-        if (!a)
-            return false;
-        a->trigger();
-        return true;
+        return a && (a->trigger(), true);
     }
     // The tasks composed on a line and not yet run.
     int queued(int row) const { return line(idents[row])->pending(); }
@@ -87,15 +68,10 @@ class test_ui_menus : public QObject
 {
     Q_OBJECT
 private slots:
-    void actions_menu_entries_data();
-    void actions_menu_entries();
-    void menus_read_in_order_and_follow_the_language();
     void options_are_shown_and_stored_data();
     void options_are_shown_and_stored();
-    void options_changed_elsewhere_show_in_the_menu();
     void entries_compose_tasks_for_the_selected_rows_data();
     void entries_compose_tasks_for_the_selected_rows();
-    void without_autorun_the_tasks_wait_for_run();
     void faulty_entries_compose_nothing_data();
     void faulty_entries_compose_nothing();
     void macro_entries_data();
@@ -103,69 +79,6 @@ private slots:
     void broadcast_entries_reach_the_selected_devices_data();
     void broadcast_entries_reach_the_selected_devices();
 };
-
-void test_ui_menus::actions_menu_entries_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<commands>("command");
-    QTest::addColumn<QVariantList>("args");
-    // The entries not clicked end to end below.
-    QTest::newRow("add") << "Add device..." << commands::add_device << QVariantList {};
-    QTest::newRow("clear") << "Clear" << commands::clear_devices << QVariantList {};
-    QTest::newRow("factory address") << "Assign addresses:/192.168.1.10" << commands::assign_addresses
-                                     << QVariantList { "192.168.1.10" };
-    QTest::newRow("udp port") << "Change port/NETIP UDP port" << commands::change_port << QVariantList { "NETIP UDP" };
-    QTest::newRow("dhcp off") << "DHCP management/Disable" << commands::set_dhcp << QVariantList { false };
-}
-
-void test_ui_menus::actions_menu_entries()
-{
-    QFETCH(QString, path);
-    QMenu menu;
-    dynmenu::actions_menu actions(&menu);
-    actions.build();
-    QSignalSpy executed(&actions, &dynmenu::menu_prototype::menu_executed);
-    QAction* a = entry(&menu, path);
-    QVERIFY2(a, qPrintable(path));
-    a->trigger();
-    QCOMPARE(executed.size(), 1);
-    QTEST(executed.at(0).at(0).value<commands>(), "command");
-    QTEST(executed.at(0).at(1).toList(), "args");
-    // A submenu's own action is no command.
-    if (a->parentWidget() != &menu) {
-        static_cast<QMenu*>(a->parentWidget())->menuAction()->trigger();
-        QCOMPARE(executed.size(), 1);
-    }
-}
-
-void test_ui_menus::menus_read_in_order_and_follow_the_language()
-{
-    desk d;
-    QVERIFY(d.start(0));
-    const QStringList actions { "Find devices", "Add device...", "Assign addresses", "Reset configuration", "-",
-        "Clear", "-", "Assign addresses:", "  192.168.1.9", "  192.168.1.10", "Set transfer policy", "  Quality",
-        "Set language to:", "  1. Russian", "  2. English", "Set subnet mask", "Change port", "  NETIP TCP port",
-        "  NETIP UDP port", "  SSL port", "  HTTP port", "DHCP management", "  Enable", "  Disable", "Reboot", "-",
-        "Import configuration..." };
-    QCOMPARE(outline(d.actions()), actions);
-    const QStringList options { "Main", "Reset only network settings", "Reboot after:", "  Transfer policy changed",
-        "  Language changed", "  Configuration import", "Wait for device after reboot",
-        "Preferred subnet mask:", "  255.255.255.0", "  255.255.0.0", "Check after changing IP-address",
-        "Register devices", "Register MAC-addresses", "Log filtering:", "  core", "  tasks", "  diagnostics", "  lua",
-        "  plugins", "  sapi", "  scripting", "  ovscript", "Tasks", "Autorun tasks",
-        "Check the version after flashing" };
-    QCOMPARE(outline(d.options()), options);
-
-    d.c->apply_language("ru_RU");
-    QTRY_VERIFY(entry(d.actions(), "Reboot") == nullptr);
-    const QStringList translated = outline(d.actions());
-    QCOMPARE(translated.size(), actions.size());
-    QVERIFY(!translated.contains("Reboot") && !translated.contains("Change port"));
-    QCOMPARE(translated.at(8), actions.at(8)); // an address reads the same
-    QVERIFY(!outline(d.options()).contains("Autorun tasks"));
-    d.c->apply_language("en_US");
-    QTRY_COMPARE(outline(d.actions()), actions);
-}
 
 void test_ui_menus::options_are_shown_and_stored_data()
 {
@@ -179,18 +92,8 @@ void test_ui_menus::options_are_shown_and_stored_data()
         << QVariantMap {} << "Reset only network settings" << false << "reset_only_network" << QVariant(true);
     QTest::newRow("on by default, switched off")
         << QVariantMap {} << "Reboot after:/Language changed" << true << "reboot_after/language" << QVariant(false);
-    QTest::newRow("stored off, switched on")
-        << QVariantMap { { "autorun_tasks", false } } << "Autorun tasks" << false << "autorun_tasks" << QVariant(true);
-    QTest::newRow("post-flash check, off by default")
-        << QVariantMap {} << "Check the version after flashing" << false << "verify_after_flash" << QVariant(true);
-    QTest::newRow("kept but unused option")
-        << QVariantMap { { "wait_after_reboot", true } } << "Wait for device after reboot" << true
-        << "wait_after_reboot" << QVariant(false);
     QTest::newRow("the other mask") << QVariantMap {} << "Preferred subnet mask:/255.255.0.0" << false << "subnet_mask"
                                     << QVariant("255.255.0.0");
-    QTest::newRow("mask back to /24") << QVariantMap { { "subnet_mask", "255.255.0.0" } }
-                                      << "Preferred subnet mask:/255.255.255.0" << false << "subnet_mask"
-                                      << QVariant("255.255.255.0");
     QTest::newRow("a log tag added") << QVariantMap {} << "Log filtering:/lua" << false << "log_filter"
                                      << QVariant(QStringList { "core", "tasks", "lua" });
     QTest::newRow("a log tag removed") << QVariantMap { { "log_filter", QStringList { "core", "tasks", "sapi" } } }
@@ -212,28 +115,11 @@ void test_ui_menus::options_are_shown_and_stored()
     a->trigger();
     const QVariant saved = d.c->settings().value("Extended/menu_options/" + key);
     QCOMPARE(QPair(saved.toString(), saved.toStringList()), QPair(after.toString(), after.toStringList()));
-    // The core acts on it at once, and a menu built anew shows it.
+    // The core acts on it at once.
     menu_options reread;
     reread.load(d.c->settings());
-    QMenu menu;
-    dynmenu::options_menu again(&menu);
-    again.build();
-    again.load(d.c->settings());
-    QCOMPARE(entry(&menu, path)->isChecked(), a->isChecked());
     QCOMPARE(std::tie(d.c->options().autorun_tasks, d.c->options().log_filter, d.c->options().preferred_subnet),
         std::tie(reread.autorun_tasks, reread.log_filter, reread.preferred_subnet));
-}
-
-void test_ui_menus::options_changed_elsewhere_show_in_the_menu()
-{
-    desk d;
-    QVERIFY(d.start(0));
-    d.c->set_log_filters({ "core", "lua" });
-    QVERIFY(entry(d.options(), "Log filtering:/lua")->isChecked());
-    QVERIFY(!entry(d.options(), "Log filtering:/tasks")->isChecked());
-    d.c->settings().setValue("Extended/menu_options/autorun_tasks", false);
-    d.c->reload_settings();
-    QVERIFY(!entry(d.options(), "Autorun tasks")->isChecked());
 }
 
 void test_ui_menus::entries_compose_tasks_for_the_selected_rows_data()
@@ -253,8 +139,6 @@ void test_ui_menus::entries_compose_tasks_for_the_selected_rows_data()
     QTest::newRow("language, no reboot asked")
         << "Set language to:/2. English" << QVariantMap { { "reboot_after/language", false } }
         << "set_language language=en/US";
-    QTest::newRow("transfer policy") << "Set transfer policy/Quality" << none
-                                     << "change_transfer_policy policy=quality";
     QTest::newRow("transfer policy, rebooting after")
         << "Set transfer policy/Quality" << QVariantMap { { "reboot_after/transfer_policy", true } }
         << "change_transfer_policy policy=quality | reboot";
@@ -270,12 +154,11 @@ void test_ui_menus::entries_compose_tasks_for_the_selected_rows()
     QFETCH(QString, composed);
     desk d;
     options.insert("autorun_tasks", false);
-    QVERIFY2(d.start(3, options), qPrintable(d.devices.error()));
+    QVERIFY2(d.start(3, options, { { "reboot_ms", 100 } }), qPrintable(d.devices.error()));
     const QString file = d.dir.filePath("camera.cfg");
     const auto watch = answer_modal([&](QWidget* modal) {
         auto* dialog = qobject_cast<QFileDialog*>(modal);
         QVERIFY(dialog);
-        QCOMPARE(dialog->windowTitle(), QStringLiteral("Select configuration file"));
         // Typed in, as the folder's listing may not have been read yet.
         dialog->findChild<QLineEdit*>("fileNameEdit")->setText(file);
         dialog->QDialog::accept();
@@ -296,14 +179,8 @@ void test_ui_menus::entries_compose_tasks_for_the_selected_rows()
     QCOMPARE(tasks_of(2), composed);
     QCOMPARE(tasks_of(1), QString());
     QCOMPARE(d.started, 0); // without autorun they wait for a run
-}
-
-void test_ui_menus::without_autorun_the_tasks_wait_for_run()
-{
-    desk d;
-    QVERIFY(d.start(3, { { "autorun_tasks", false } }, { { "reboot_ms", 100 } }));
-    QVERIFY(d.click(d.actions(), "Reboot"));
-    QCOMPARE(QList<int>({ d.queued(0), d.queued(1), d.queued(2) }), QList<int>({ 1, 0, 1 }));
+    if (path != "Reboot")
+        return;
     d.c->on_window_run_list(true);
     QTRY_COMPARE_WITH_TIMEOUT(d.ended, 2, 20000);
     for (int i : { 0, 2 })
@@ -319,8 +196,6 @@ void test_ui_menus::faulty_entries_compose_nothing_data()
     QTest::newRow("unknown port type") << commands::change_port << QVariantList { "FTP" } << "Unknown port type: FTP";
     QTest::newRow("a command of no entry") << commands::version << QVariantList {} << "Unknown action menu ident: 76";
     QTest::newRow("dhcp without its argument") << commands::set_dhcp << QVariantList {} << "";
-    QTest::newRow("language without its argument") << commands::set_language << QVariantList {} << "";
-    QTest::newRow("address without its argument") << commands::assign_addresses << QVariantList {} << "";
 }
 
 void test_ui_menus::faulty_entries_compose_nothing()
@@ -375,7 +250,6 @@ void test_ui_menus::macro_entries()
     QVERIFY(d.click(d.actions(), path));
     QTRY_COMPARE(d.console.plain().filter("played from the menu").size(), 1);
     QVERIFY(d.console.plain().filter("error:").isEmpty());
-    QCOMPARE(d.started, 0);
 }
 
 void test_ui_menus::broadcast_entries_reach_the_selected_devices_data()
@@ -407,11 +281,9 @@ void test_ui_menus::broadcast_entries_reach_the_selected_devices()
     d.c->run_on_selection(tasks::names::identify, {});
     QTRY_COMPARE_WITH_TIMEOUT(d.ended, 2, 20000);
 
-    QString asked;
     const auto watch = answer_modal([&](QWidget* modal) {
         auto* dialog = qobject_cast<port_setup*>(modal);
         QVERIFY(dialog);
-        asked = dialog->findChild<QLabel*>("l_info")->text();
         if (port < 0)
             return dialog->reject();
         if (port > 0)
@@ -419,8 +291,6 @@ void test_ui_menus::broadcast_entries_reach_the_selected_devices()
         dialog->accept();
     });
     QVERIFY(d.click(d.actions(), path));
-    if (path.startsWith("Change port"))
-        QCOMPARE(asked, "Specify port value for " + path.section('/', 1).chopped(5));
     if (sent.isEmpty()) {
         QCOMPARE(d.started, 2);
         QCOMPARE(QList<int>({ d.queued(0), d.queued(2) }), QList<int>({ 0, 0 }));

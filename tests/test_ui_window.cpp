@@ -6,7 +6,6 @@
 #include "ui/main_model.h"
 #include "ui/main_model_filter.h"
 #include "ui/main_window.h"
-#include "ui/status_delegate.h"
 #include "ui/task_edit.h"
 
 namespace
@@ -43,14 +42,6 @@ struct window_fixture {
         return out;
     }
     bool log_collapsed() const { return window->findChild<QSplitter*>("splitter")->sizes().value(1) == 0; }
-    // '1' for each enabled action, in the order named.
-    QString enabled(const QStringList& names) const
-    {
-        QString out;
-        for (const QString& name : names)
-            out += window->findChild<QAction*>(name)->isEnabled() ? '1' : '0';
-        return out;
-    }
     bool show()
     {
         window->show();
@@ -62,23 +53,6 @@ struct window_fixture {
     main_model_filter filter;
     std::unique_ptr<main_window> window;
     QStringList seen;
-};
-
-using bar_list = QList<QPair<int, QString>>;
-
-// Records the progress bars that reach the style.
-class bar_recorder final : public QProxyStyle
-{
-public:
-    void drawControl(
-        ControlElement element, const QStyleOption* option, QPainter* painter, const QWidget* widget) const override
-    {
-        const auto* bar = qstyleoption_cast<const QStyleOptionProgressBar*>(option);
-        if (element == CE_ProgressBar && bar)
-            bars.append({ bar->progress, bar->text });
-        QProxyStyle::drawControl(element, option, painter, widget);
-    }
-    mutable bar_list bars;
 };
 
 void click_ok(QDialog& dialog)
@@ -99,14 +73,10 @@ private slots:
     void stored_layout_data();
     void stored_layout();
     void offline_and_running_action_states();
-    void status_delegate_bars_data();
-    void status_delegate_bars();
     void task_edit_add_data();
     void task_edit_add();
     void task_edit_encrypted_password_data();
     void task_edit_encrypted_password();
-    void task_edit_refuses_commas_data();
-    void task_edit_refuses_commas();
 
 private:
     QString settings_path() const { return m_dir->filePath(QStringLiteral("ov.config")); }
@@ -145,8 +115,7 @@ void test_ui_window::double_click()
     const QModelIndex cell = f.filter.index(1, f.filter.proxy_column(column));
     QVERIFY(cell.isValid());
     const QPoint at = f.table()->visualRect(cell).center();
-    // The view acts on a double click only over the index of the press before it, and
-    // QTest's double click sends no press of its own.
+    // The view acts on a double click only over the index pressed before; QTest's double click sends no press.
     QTest::mousePress(f.table()->viewport(), Qt::LeftButton, {}, at);
     QTest::mouseDClick(f.table()->viewport(), Qt::LeftButton, {}, at);
     QTEST(f.seen.join('|'), "expected");
@@ -170,7 +139,6 @@ void test_ui_window::column_layout_survives_a_restart()
         QCOMPARE(f.filter.hidden_columns(), (QList<int> { 1, 3 }));
         f.header()->moveSection(f.header()->visualIndex(f.filter.proxy_column(4)), 0);
         f.window->findChild<QAction*>("act_quit")->trigger(); // through the close, as any other way out
-        QVERIFY(!f.window->isVisible());
         f.settings.sync();
     }
     window_fixture g(settings_path());
@@ -189,8 +157,6 @@ void test_ui_window::stored_layout_data()
     QTest::addColumn<bool>("collapsed");
     QTest::newRow("nothing stored: default columns, the pane collapsed") << "" << true;
     QTest::newRow("columns: text that isn't JSON") << "Window/columns={not json" << true;
-    QTest::newRow("columns: a document without order") << R"(Window/columns={"fields":[{"id":1,"width":40}]})" << true;
-    QTest::newRow("log: visible true opens the pane") << "Window/log/visible=true" << false;
     QTest::newRow("log: sizes that aren't numbers are passed over")
         << "Window/log/position=abc,def;Window/log/visible=true" << false;
     QTest::newRow("log: visible false collapses the pane")
@@ -205,13 +171,7 @@ void test_ui_window::stored_layout()
     window_fixture f(settings_path(), preset);
     QVERIFY(f.show());
     QCOMPARE(f.filter.columnCount(), 5);
-    QVERIFY(f.filter.hidden_columns().isEmpty());
-    const int expected = (f.table()->viewport()->width() - 3) / 3;
-    QVERIFY(expected > f.header()->minimumSectionSize());
-    for (int section = 0; section < 5; ++section)
-        QTRY_COMPARE(f.header()->sectionSize(section), expected);
     QCOMPARE(f.log_collapsed(), collapsed);
-    QVERIFY(f.window->findChild<QSplitter*>("splitter")->sizes().value(0) > 0);
     f.window->close();
     f.settings.sync();
     window_fixture g(settings_path());
@@ -225,59 +185,40 @@ void test_ui_window::offline_and_running_action_states()
     const QStringList actions { "act_run", "act_fetch_only", "act_force_update", "act_run_tasks", "act_run_tasks_2",
         "act_scan", "act_clear", "act_add", "act_edit", "act_delete", "act_import", "act_quit", "act_select_all",
         "act_errors", "act_export", "act_copy_status", "act_settings" };
+    const auto enabled = [&] { // '1' for each enabled action, in the order named
+        QString out;
+        for (const QString& name : actions)
+            out += f.window->findChild<QAction*>(name)->isEnabled() ? '1' : '0';
+        return out;
+    };
     const auto* label = f.window->findChild<QLabel*>("l_status");
     f.window->set_offline(true);
-    QCOMPARE(label->text(), QStringLiteral("<img style='vertical-align: middle;' src=':/icn/offline'> Offline mode"));
-    QCOMPARE(f.enabled(actions), QString("000" "11111111" "111111"));
+    QVERIFY(label->text().endsWith("Offline mode"));
+    QCOMPARE(enabled(), QString("000" "11111111" "111111"));
     f.window->set_running(true);
-    QCOMPARE(f.enabled(actions), QString("000" "00000000" "111111"));
+    QCOMPARE(enabled(), QString("000" "00000000" "111111"));
     // A run ending while offline leaves the remote actions greyed.
     f.window->set_running(false);
-    QCOMPARE(f.enabled(actions), QString("000" "11111111" "111111"));
+    QCOMPARE(enabled(), QString("000" "11111111" "111111"));
     f.window->set_offline(false);
     QVERIFY(label->text().isEmpty());
-    QCOMPARE(f.enabled(actions), QString(17, '1'));
-}
-
-void test_ui_window::status_delegate_bars_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("progress"); // -1: no bar
-    QTest::newRow("uploading with a percentage") << "Uploading: 42%" << 42;
-    QTest::newRow("the Russian translation") << QString::fromUtf8("Передача: 7%") << 7;
-    QTest::newRow("plain text") << "Checking updates..." << -1;
-    QTest::newRow("a percentage not at the end") << "50% done" << -1;
-    QTest::newRow("past a hundred") << "Uploading: 250%" << -1;
-}
-
-void test_ui_window::status_delegate_bars()
-{
-    QFETCH(QString, text);
-    QFETCH(int, progress);
-    QCOMPARE(status_delegate::progress_of(text), progress);
-    window_fixture f(settings_path());
-    f.model.update_status(QStringLiteral("id-0"), text);
-    f.model.update_summary(QStringLiteral("id-1"), text); // outside the status column it stays text
-    f.filter.set_hidden_columns({ 1 }); // the status column moves to view column 3
-    bar_recorder style;
-    f.table()->setStyle(&style);
-    QVERIFY(f.show());
-    style.bars.clear();
-    f.table()->viewport()->grab();
-    f.table()->setStyle(nullptr);
-    QCOMPARE(style.bars, (progress < 0 ? bar_list() : bar_list { { progress, text } }));
+    QCOMPARE(enabled(), QString(17, '1'));
 }
 
 void test_ui_window::task_edit_add_data()
 {
     QTest::addColumn<QString>("address");
     QTest::addColumn<int>("devices"); // 0: back to single mode before accepting
-    QTest::addColumn<QString>("range"); // first and last; empty: no range
+    QTest::addColumn<QString>("range"); // first and last
     QTest::addColumn<int>("count"); // 0: nothing is added and the dialog stays
-    QTest::newRow(".250 and 10 devices stop at .255") << "10.0.0.250" << 10 << "10.0.0.250 — 10.0.0.255" << 6;
-    QTest::newRow("a leading zero is decimal, not octal") << "10.0.0.010" << 2 << "10.0.0.10 — 10.0.0.11" << 2;
-    QTest::newRow("an octet past 255 is invalid") << "10.0.0.256" << 2 << QString() << 0;
-    QTest::newRow("single mode shows no range and adds the host as typed") << "cam.local" << 0 << QString() << 1;
+    QTest::addColumn<QString>("name");
+    const QString hall = "hall";
+    QTest::newRow(".250 and 10 devices stop at .255") << "10.0.0.250" << 10 << "10.0.0.250 — 10.0.0.255" << 6 << hall;
+    QTest::newRow("a leading zero is decimal, not octal") << "10.0.0.010" << 2 << "10.0.0.10 — 10.0.0.11" << 2 << hall;
+    QTest::newRow("an octet past 255 is invalid") << "10.0.0.256" << 2 << " — " << 0 << hall;
+    QTest::newRow("single mode adds the host as typed") << "cam.local" << 0 << QString() << 1 << hall;
+    // The task list has no quoting: a comma is refused where it is typed.
+    QTest::newRow("a comma in the name") << "cam.local" << 0 << QString() << 0 << "hall, left";
 }
 
 void test_ui_window::task_edit_add()
@@ -286,6 +227,7 @@ void test_ui_window::task_edit_add()
     QFETCH(int, devices);
     QFETCH(QString, range);
     QFETCH(int, count);
+    QFETCH(QString, name);
     const QString first = range.section(QString::fromUtf8(" — "), 0, 0);
     task_edit dialog;
     dialog.prepare_add();
@@ -298,13 +240,9 @@ void test_ui_window::task_edit_add()
         dialog.findChild<QRadioButton*>("o_add_single")->click();
     QCOMPARE(spin->isEnabled(), devices > 0);
     QCOMPARE(dialog.range_count(), devices ? count : 0);
-    if (devices) {
-        QCOMPARE(dialog.range_first(), first);
-        QCOMPARE(dialog.range_last(), range.section(QString::fromUtf8(" — "), 1));
-        QCOMPARE(dialog.findChild<QLabel*>("l_range")->text(),
-            count ? range : QStringLiteral("<span style='color: red;'>Invalid</span>"));
-    }
-    line("f_name")->setText(QStringLiteral("hall"));
+    if (devices)
+        QCOMPARE(dialog.range_first() + QString::fromUtf8(" — ") + dialog.range_last(), range);
+    line("f_name")->setText(name);
     dialog.findChild<QSpinBox*>("f_port")->setValue(34600);
     line("f_user")->setText(QStringLiteral("operator"));
     QTest::keyClicks(line("f_password"), QStringLiteral("secret"));
@@ -317,9 +255,15 @@ void test_ui_window::task_edit_add()
     for (int i = 0; i < count; ++i) {
         const int octet = first.section('.', 3).toInt() + i;
         const QString host = devices ? first.section('.', 0, 2) + '.' + QString::number(octet) : address;
-        expected << endpoint { "hall", {}, host, 34600, "operator", "secret", false, 0 };
+        expected << endpoint { name, {}, host, 34600, "operator", "secret", false, 0 };
     }
     QCOMPARE(added.value(0).value(0).value<QList<endpoint>>(), expected);
+    if (name.contains(',')) { // mended, it goes through
+        QVERIFY(dialog.findChild<QLabel*>("l_error")->isVisible());
+        line("f_name")->setText(name.remove(','));
+        click_ok(dialog);
+        QCOMPARE(added.count(), 1);
+    }
 }
 
 void test_ui_window::task_edit_encrypted_password_data()
@@ -331,6 +275,7 @@ void test_ui_window::task_edit_encrypted_password_data()
     QTest::newRow("encrypted and untouched is kept with its flag") << true << QString() << true << "U2FsdGVk:c2VhbGVk";
     QTest::newRow("encrypted then typed over takes the text") << true << "fresh" << false << "fresh";
     QTest::newRow("a clear password typed on is extended") << false << "9" << false << "U2FsdGVk:c2VhbGVk9";
+    QTest::newRow("a comma is refused") << false << ",9" << false << QString();
 }
 
 void test_ui_window::task_edit_encrypted_password()
@@ -345,7 +290,6 @@ void test_ui_window::task_edit_encrypted_password()
     dialog.prepare_edit(QStringLiteral("flow-1"), original);
     auto* field = dialog.findChild<QLineEdit*>("f_password");
     QCOMPARE(field->text(), encrypted ? QString() : original.password);
-    QCOMPARE(field->placeholderText(), encrypted ? QStringLiteral("Encrypted") : QString());
     QCOMPARE(dialog.password_kept(), encrypted);
     QSignalSpy edited(&dialog, &task_edit::edited);
     QSignalSpy added(&dialog, &task_edit::added);
@@ -355,58 +299,15 @@ void test_ui_window::task_edit_encrypted_password()
     }
     click_ok(dialog);
     QCOMPARE(added.count(), 0);
-    QCOMPARE(edited.count(), 1);
+    QCOMPARE(edited.count(), password.isEmpty() ? 0 : 1);
+    if (password.isEmpty())
+        return;
     QCOMPARE(edited.at(0).at(0).toString(), QStringLiteral("flow-1"));
     // What the form doesn't show travels unchanged.
     endpoint expected = original;
     expected.password = password;
     expected.password_encrypted = flag;
     QCOMPARE(edited.at(0).at(1).value<endpoint>(), expected);
-}
-
-void test_ui_window::task_edit_refuses_commas_data()
-{
-    QTest::addColumn<bool>("add");
-    QTest::addColumn<QString>("field");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("adding: a comma in the name") << true << "f_name" << QString("hall, left");
-    QTest::newRow("editing: a comma in the user") << false << "f_user" << QString("ad,min");
-}
-
-// The task list has no quoting: a comma is refused where it is typed, and the form stays open to mend it.
-void test_ui_window::task_edit_refuses_commas()
-{
-    QFETCH(bool, add);
-    QFETCH(QString, field);
-    QFETCH(QString, text);
-    task_edit dialog;
-    if (add)
-        dialog.prepare_add();
-    else
-        dialog.prepare_edit(
-            QStringLiteral("flow-1"), endpoint { "gate", {}, "127.0.0.5", 34567, "root", "pw", false, 0 });
-    dialog.findChild<QLineEdit*>("f_address")->setText(QStringLiteral("127.0.0.9"));
-    auto* edit = dialog.findChild<QLineEdit*>(field);
-    edit->clear();
-    QTest::keyClicks(edit, text);
-    QSignalSpy added(&dialog, &task_edit::added);
-    QSignalSpy edited(&dialog, &task_edit::edited);
-    dialog.open();
-    click_ok(dialog);
-    QVERIFY(dialog.isVisible());
-    QCOMPARE(added.count() + edited.count(), 0);
-    const auto* error = dialog.findChild<QLabel*>("l_error");
-    QVERIFY(error->isVisible());
-    QCOMPARE(error->text(),
-        QCoreApplication::translate("task_list_file",
-            "A name, address, user or password can't hold a comma: the task list file couldn't keep it."));
-
-    // Mended, it goes through.
-    edit->clear();
-    QTest::keyClicks(edit, QString(text).remove(','));
-    click_ok(dialog);
-    QVERIFY(!dialog.isVisible());
-    QCOMPARE(added.count() + edited.count(), 1);
 }
 
 QTEST_MAIN(test_ui_window)
