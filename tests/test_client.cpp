@@ -257,8 +257,8 @@ void test_client::replies_data()
     QTest::newRow("E: and digits in 15 bytes")
         << uint(client::confirm) << bodies { "E:0000000000042" } << "failed confim SN-7 -13 42";
     QTest::newRow("E: without a number") << uint(client::update) << bodies { "E:x" } << "failed update SN-7 -13 0";
-    QTest::newRow("15 bytes, an E without its colon") << uint(client::update) << bodies { "E0123456789abcd" }
-                                         << "failed update SN-7 -12 0";
+    QTest::newRow("15 bytes, an E without its colon")
+        << uint(client::update) << bodies { "E0123456789abcd" } << "failed update SN-7 -12 0";
     QTest::newRow("16 bytes are data: a file that doesn't open")
         << uint(client::file) << bodies { "E:00000000000042" } << "file " + ident + " empty";
     QTest::newRow("16 bytes are data: an update answer that doesn't open")
