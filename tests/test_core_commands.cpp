@@ -296,11 +296,7 @@ void test_core_commands::assign_addresses()
     QFETCH(QString, error);
     QFETCH(QStringList, addresses);
     scripted f;
-    // All rows at one slow device: the first flow is still at its identify when the command has returned.
-    QVERIFY2(f.devices.start(1, QJsonObject { { "faults", QJsonObject { { "delay_ms", 1500 } } } }),
-        qPrintable(f.devices.error()));
-    for (int i = 0; i < rows; ++i)
-        f.add_row(f.devices.address(0).toString(), f.devices.port(0));
+    QVERIFY2(f.rows_at_one_slow_device(rows), qPrintable(f.devices.error()));
     const QStringList selection = f.c->selected_lines();
     const scripting::command_result r = f.run(line);
     QCOMPARE(f.shown(), error.isEmpty() ? QStringList {} : QStringList { "error: " + error });

@@ -336,11 +336,7 @@ void test_window_commands::assign_addresses_asks()
     QFETCH(QString, error);
     QFETCH(QString, first);
     window_core f;
-    // All rows at one slow device: the first flow is still at its identify when the command has returned.
-    QVERIFY2(f.devices.start(1, QJsonObject { { "faults", QJsonObject { { "delay_ms", 1500 } } } }),
-        qPrintable(f.devices.error()));
-    for (int i = 0; i < rows; ++i)
-        f.add_row(f.devices.address(0).toString(), f.devices.port(0));
+    QVERIFY2(f.rows_at_one_slow_device(rows), qPrintable(f.devices.error()));
     // The box the assignment macro reads its start from.
     QVERIFY(f.run("display.toolbar.scripting add subnet2 --type=numeric --max=255 --value=250").ok);
     box_answers answering([&answers](const QMessageBox&) {

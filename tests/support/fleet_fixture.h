@@ -111,6 +111,17 @@ struct fixture
         return element.ident;
     }
 
+    // `rows` rows all at one device that answers late, so that a command finds the first flow still at
+    // its identify; false when the device doesn't start.
+    bool rows_at_one_slow_device(int rows)
+    {
+        if (!devices.start(1, QJsonObject { { "faults", QJsonObject { { "delay_ms", 1500 } } } }))
+            return false;
+        for (int i = 0; i < rows; ++i)
+            add_row(devices.address(0).toString(), devices.port(0));
+        return true;
+    }
+
     // Until every device takes connections again, after the reboot that ends an upgrade.
     bool devices_back(int timeout_ms = 15000)
     {
