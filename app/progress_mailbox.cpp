@@ -21,11 +21,12 @@ void progress_mailbox::put(const QString& ident, sdk::prototype::flash_progress_
     qint64 wait_ms = 0;
     {
         QMutexLocker lock(&m_mutex);
+        // Reports waiting mean a drain is on its way: later ones ride along.
+        const bool drain_due = !m_reports.isEmpty();
         m_reports.append({ ident, stage, current, total });
         // An ending doesn't wait for a timer: the worker's next signals must find it delivered.
-        if (m_drain_due && !ending)
+        if (drain_due && !ending)
             return;
-        m_drain_due = true;
         if (!ending && m_since_drain.isValid())
             wait_ms = std::max<qint64>(0, m_interval_ms - m_since_drain.elapsed());
     }
@@ -43,7 +44,6 @@ void progress_mailbox::drain()
     {
         QMutexLocker lock(&m_mutex);
         reports.swap(m_reports);
-        m_drain_due = false;
         m_since_drain.start();
     }
     for (const report& r : qAsConst(reports))

@@ -37,6 +37,5 @@ private:
     const int m_interval_ms;
     QMutex m_mutex;
     QVector<report> m_reports;
-    bool m_drain_due = false; // a drain is on its way: later reports ride along
     QElapsedTimer m_since_drain;
 };
